@@ -1,0 +1,48 @@
+// Registry editor text files: export of a key tree and import of a file.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "zul/registry/registry.h"
+
+namespace zul::registry {
+
+// Writes the key `fullPath` ("HKEY_CURRENT_USER\Software\ZUL") and everything
+// below it as REGEDIT4 text: a section per key, parents before children,
+// subkeys in enumeration order, values in enumeration order, the names with
+// the case they were created with. Line ends are "\n".
+//   REG_SZ "name"="text" (\ and " escaped), REG_DWORD dword:%08x,
+//   REG_BINARY hex:.., other types hex(N):.., long hex data continued with
+//   a trailing backslash. A string that the quoted form cannot carry (line
+//   breaks, inner NULs) is written as hex(1) so that import restores it.
+ZUL_PLATFORM_API LSTATUS exportKey(const std::string& fullPath, std::string& out);
+
+// One change an import makes, in file order.
+struct RegFileOp {
+    enum Kind { CreateKey, DeleteKey, SetValue, DeleteValue } kind;
+    std::string key;   // full path with its root name
+    std::string name;  // value name ("" = default value)
+    DWORD type = REG_NONE;
+    std::string data;
+    int line = 0;
+};
+
+struct RegFileParse {
+    bool ok = false;
+    std::vector<RegFileOp> ops;
+    size_t skipped = 0;               // lines with a type word the editor does not know
+    std::vector<int> skippedLines;
+    std::string error;                // "FILE:LINE: what" when !ok
+};
+
+// Parses a REGEDIT4 (8-bit) or "Windows Registry Editor Version 5.00"
+// (UTF-16LE with BOM, or 8-bit) file. `source` names the file in messages.
+ZUL_PLATFORM_API RegFileParse parseRegFile(const std::string& bytes, const std::string& source);
+
+// Applies parsed changes in one transaction: all of them, or none. On
+// failure `error` says which line could not be applied and why.
+ZUL_PLATFORM_API LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std::string& error);
+
+} // namespace zul::registry

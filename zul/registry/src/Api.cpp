@@ -1,0 +1,544 @@
+// The Win32 registry functions over SQLite hives.
+//
+// A handle binds to one key in one hive; a handle below HKEY_CLASSES_ROOT may
+// bind to the same path in the user hive and the machine hive at once. Reads
+// take the first binding whose key exists (the user's), enumeration of subkeys
+// merges the bindings, and new keys go to the last binding (the machine),
+// which is how the classes root behaves on Windows.
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <pwd.h>
+#include <unistd.h>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "Hive.h"
+#include "zul/registry/registry.h"
+
+using zul::registry::foldName;
+using zul::registry::Hive;
+using zul::registry::kRootKeyId;
+using zul::registry::ValueRecord;
+using Access = Hive::Access;
+
+namespace {
+
+struct Binding {
+    std::shared_ptr<Hive> hive;
+    std::vector<std::string> path; // below the hive's root
+    int64_t id = 0;                // 0: resolved from `path` at each call
+};
+
+} // namespace
+
+struct ZulKey {
+    std::vector<Binding> bindings;
+    REGSAM access = 0;
+};
+
+namespace {
+
+struct HandleTable {
+    std::mutex mu;
+    std::unordered_set<ZulKey*> live;
+    std::unordered_map<HKEY, std::vector<Binding>> overrides;
+};
+HandleTable& handles() {
+    static auto* table = new HandleTable; // handles may be closed during static destruction
+    return *table;
+}
+
+bool isPredefined(HKEY h) {
+    return h == HKEY_CLASSES_ROOT || h == HKEY_CURRENT_USER || h == HKEY_LOCAL_MACHINE;
+}
+
+std::vector<std::string> classesPath() { return {"Software", "Classes"}; }
+
+// The bindings and rights of a handle, or ERROR_INVALID_HANDLE.
+LSTATUS bindingsOf(HKEY h, std::vector<Binding>& out, REGSAM& access) {
+    HandleTable& t = handles();
+    std::lock_guard lock(t.mu);
+    if (isPredefined(h)) {
+        access = KEY_ALL_ACCESS;
+        if (auto it = t.overrides.find(h); it != t.overrides.end()) {
+            out = it->second;
+            return ERROR_SUCCESS;
+        }
+        auto user = [] { return Hive::forPath(zul::registry::userHivePath()); };
+        auto machine = [] { return Hive::forPath(zul::registry::machineHivePath()); };
+        if (h == HKEY_CURRENT_USER) out = {Binding{user(), {}, kRootKeyId}};
+        else if (h == HKEY_LOCAL_MACHINE) out = {Binding{machine(), {}, kRootKeyId}};
+        else out = {Binding{user(), classesPath(), 0}, Binding{machine(), classesPath(), 0}};
+        return ERROR_SUCCESS;
+    }
+    if (!h || !t.live.count(h)) return ERROR_INVALID_HANDLE;
+    out = h->bindings;
+    access = h->access;
+    return ERROR_SUCCESS;
+}
+
+HKEY newHandle(std::vector<Binding> bindings, REGSAM access) {
+    auto* key = new ZulKey{std::move(bindings), access};
+    HandleTable& t = handles();
+    std::lock_guard lock(t.mu);
+    t.live.insert(key);
+    return key;
+}
+
+// Splits a subkey path into names. A single trailing backslash is tolerated;
+// a leading or doubled one is not, nor a name over 255 characters.
+LSTATUS splitPath(const char* sub, std::vector<std::string>& out) {
+    out.clear();
+    if (!sub || !*sub) return ERROR_SUCCESS;
+    const std::string_view s(sub);
+    size_t start = 0;
+    while (start < s.size()) {
+        size_t end = s.find('\\', start);
+        if (end == std::string_view::npos) end = s.size();
+        if (end == start) {
+            zul::registry::setErrorDetail("empty key name in path '" + std::string(s) + "'");
+            return ERROR_BAD_PATHNAME;
+        }
+        const std::string_view part = s.substr(start, end - start);
+        if (zul::registry::nameLength(part) > zul::registry::kMaxKeyNameLength) {
+            zul::registry::setErrorDetail("key name longer than 255 characters");
+            return ERROR_INVALID_PARAMETER;
+        }
+        out.emplace_back(part);
+        start = end + 1;
+    }
+    return ERROR_SUCCESS;
+}
+
+bool validValueName(const char* name) {
+    if (name && zul::registry::nameLength(name) > zul::registry::kMaxValueNameLength) {
+        zul::registry::setErrorDetail("value name longer than 16383 characters");
+        return false;
+    }
+    return true;
+}
+
+// The key of a binding; the caller is inside hive->run().
+LSTATUS locate(const Binding& b, int64_t& id) {
+    if (b.id != 0) {
+        id = b.id;
+        return b.hive->keyExists(b.id);
+    }
+    return b.hive->resolve(kRootKeyId, b.path, id);
+}
+
+// Runs `work(binding, keyId)` on the first binding whose key exists.
+template <class F> LSTATUS onFirstExisting(const std::vector<Binding>& bs, Access access, F&& work) {
+    LSTATUS last = ERROR_FILE_NOT_FOUND;
+    for (const Binding& b : bs) {
+        bool found = false;
+        const LSTATUS st = b.hive->run(access, [&]() -> LSTATUS {
+            int64_t id = 0;
+            LSTATUS s = locate(b, id);
+            if (s == ERROR_FILE_NOT_FOUND && b.id == 0) return s;
+            if (s != ERROR_SUCCESS) return s;
+            found = true;
+            return work(b, id);
+        });
+        if (found || (st != ERROR_FILE_NOT_FOUND)) return st;
+        last = st;
+    }
+    return last;
+}
+
+std::vector<Binding> withPath(const Binding& b, const std::vector<std::string>& parts, int64_t id) {
+    std::vector<std::string> path = b.path;
+    path.insert(path.end(), parts.begin(), parts.end());
+    return {Binding{b.hive, std::move(path), id}};
+}
+
+LSTATUS openIn(const std::vector<Binding>& bs, const std::vector<std::string>& parts,
+               std::vector<Binding>& found) {
+    found.clear();
+    for (const Binding& b : bs) {
+        int64_t child = 0;
+        const LSTATUS st = b.hive->run(Access::Read, [&]() -> LSTATUS {
+            int64_t id = 0;
+            LSTATUS s = locate(b, id);
+            if (s != ERROR_SUCCESS) return s;
+            return b.hive->resolve(id, parts, child);
+        });
+        if (st == ERROR_SUCCESS) {
+            auto one = withPath(b, parts, child);
+            found.push_back(std::move(one.front()));
+        } else if (st != ERROR_FILE_NOT_FOUND) {
+            return st;
+        }
+    }
+    return found.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
+}
+
+// Sorted, case-insensitively distinct subkey names over all bindings.
+LSTATUS mergedChildren(const std::vector<Binding>& bs, std::vector<std::string>& names) {
+    std::vector<std::pair<std::string, std::string>> all; // fold, name
+    bool any = false;
+    for (const Binding& b : bs) {
+        std::vector<std::string> some;
+        const LSTATUS st = b.hive->run(Access::Read, [&]() -> LSTATUS {
+            int64_t id = 0;
+            LSTATUS s = locate(b, id);
+            if (s != ERROR_SUCCESS) return s;
+            return b.hive->childNames(id, some);
+        });
+        if (st == ERROR_FILE_NOT_FOUND && b.id == 0) continue;
+        if (st != ERROR_SUCCESS) return st;
+        any = true;
+        for (auto& n : some) all.emplace_back(foldName(n), std::move(n));
+    }
+    if (!any && !bs.empty() && bs.front().id != 0) return ERROR_KEY_DELETED;
+    std::stable_sort(all.begin(), all.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    names.clear();
+    for (size_t i = 0; i < all.size(); ++i)
+        if (i == 0 || all[i].first != all[i - 1].first) names.push_back(std::move(all[i].second));
+    return ERROR_SUCCESS;
+}
+
+// Copies a registry string into a caller's buffer of `*cch` characters.
+LSTATUS copyName(const std::string& name, LPSTR buf, LPDWORD cch) {
+    if (name.size() + 1 > *cch) return ERROR_MORE_DATA;
+    std::memcpy(buf, name.c_str(), name.size() + 1);
+    *cch = static_cast<DWORD>(name.size());
+    return ERROR_SUCCESS;
+}
+
+// Hands a value's type and data to a caller: ERROR_MORE_DATA with the size
+// needed when the buffer is too small, and nothing written to it then.
+LSTATUS deliverValue(const ValueRecord& v, LPDWORD type, LPBYTE data, LPDWORD cbData) {
+    if (type) *type = v.type;
+    if (!cbData) return ERROR_SUCCESS;
+    const auto size = static_cast<DWORD>(v.data.size());
+    if (data) {
+        if (*cbData < size) {
+            *cbData = size;
+            return ERROR_MORE_DATA;
+        }
+        std::memcpy(data, v.data.data(), size);
+    }
+    *cbData = size;
+    return ERROR_SUCCESS;
+}
+
+template <class F> LSTATUS guarded(F&& body) noexcept {
+    zul::registry::clearErrorDetail();
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return ERROR_OUTOFMEMORY;
+    } catch (...) {
+        zul::registry::setErrorDetail("unexpected internal failure");
+        return ERROR_CANTWRITE;
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, REGSAM samDesired, PHKEY phkResult) {
+    return guarded([&]() -> LSTATUS {
+        if (!phkResult) return ERROR_INVALID_PARAMETER;
+        *phkResult = nullptr;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        std::vector<std::string> parts;
+        if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
+        std::vector<Binding> found;
+        if ((st = openIn(bs, parts, found)) != ERROR_SUCCESS) return st;
+        *phkResult = newHandle(std::move(found), samDesired);
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM samDesired,
+                        LPSECURITY_ATTRIBUTES, PHKEY phkResult, LPDWORD lpdwDisposition) {
+    return guarded([&]() -> LSTATUS {
+        if (!phkResult || !lpSubKey) return ERROR_INVALID_PARAMETER;
+        *phkResult = nullptr;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        std::vector<std::string> parts;
+        if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
+        std::vector<Binding> found;
+        st = openIn(bs, parts, found);
+        if (st == ERROR_SUCCESS) {
+            if (lpdwDisposition) *lpdwDisposition = REG_OPENED_EXISTING_KEY;
+            *phkResult = newHandle(std::move(found), samDesired);
+            return ERROR_SUCCESS;
+        }
+        if (st != ERROR_FILE_NOT_FOUND) return st;
+        if (!(access & KEY_CREATE_SUB_KEY)) return ERROR_ACCESS_DENIED;
+        const Binding& target = bs.back();
+        int64_t child = 0;
+        bool created = false;
+        st = target.hive->run(Access::Write, [&]() -> LSTATUS {
+            if (target.id != 0) {
+                LSTATUS s = target.hive->keyExists(target.id);
+                if (s != ERROR_SUCCESS) return s;
+                return target.hive->createPath(target.id, parts, child, created);
+            }
+            std::vector<std::string> full = target.path;
+            full.insert(full.end(), parts.begin(), parts.end());
+            return target.hive->createPath(kRootKeyId, full, child, created);
+        });
+        if (st != ERROR_SUCCESS) return st;
+        if (lpdwDisposition) *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+        *phkResult = newHandle(withPath(target, parts, child), samDesired);
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS RegCloseKey(HKEY hKey) {
+    if (isPredefined(hKey)) return ERROR_SUCCESS;
+    HandleTable& t = handles();
+    {
+        std::lock_guard lock(t.mu);
+        if (!hKey || !t.live.erase(hKey)) return ERROR_INVALID_HANDLE;
+    }
+    delete hKey;
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD,
+                         LPDWORD lpcSubKeys, LPDWORD lpcbMaxSubKeyLen, LPDWORD lpcbMaxClassLen,
+                         LPDWORD lpcValues, LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
+                         LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime) {
+    return guarded([&]() -> LSTATUS {
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
+        DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxValue = 0;
+        if (bs.size() == 1 && bs.front().id != 0) {
+            const Binding& b = bs.front();
+            st = b.hive->run(Access::Read, [&]() -> LSTATUS {
+                LSTATUS s = b.hive->keyExists(b.id);
+                if (s != ERROR_SUCCESS) return s;
+                return b.hive->keyInfo(b.id, subkeys, maxSub, values, maxName, maxValue);
+            });
+            if (st != ERROR_SUCCESS) return st;
+        } else {
+            std::vector<std::string> names;
+            if ((st = mergedChildren(bs, names)) != ERROR_SUCCESS) return st;
+            subkeys = static_cast<DWORD>(names.size());
+            for (const auto& n : names) maxSub = std::max<DWORD>(maxSub, static_cast<DWORD>(n.size()));
+            DWORD ignoredSub = 0, ignoredMax = 0;
+            st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
+                return b.hive->keyInfo(id, ignoredSub, ignoredMax, values, maxName, maxValue);
+            });
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return st;
+        }
+        if (lpcchClass) {
+            if (lpClass && *lpcchClass > 0) lpClass[0] = '\0';
+            *lpcchClass = 0;
+        }
+        if (lpcSubKeys) *lpcSubKeys = subkeys;
+        if (lpcbMaxSubKeyLen) *lpcbMaxSubKeyLen = maxSub;
+        if (lpcbMaxClassLen) *lpcbMaxClassLen = 0;
+        if (lpcValues) *lpcValues = values;
+        if (lpcbMaxValueNameLen) *lpcbMaxValueNameLen = maxName;
+        if (lpcbMaxValueLen) *lpcbMaxValueLen = maxValue;
+        if (lpcbSecurityDescriptor) *lpcbSecurityDescriptor = 0;
+        if (lpftLastWriteTime) *lpftLastWriteTime = FILETIME{0, 0};
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName, LPDWORD,
+                      LPSTR lpClass, LPDWORD lpcchClass, PFILETIME lpftLastWriteTime) {
+    return guarded([&]() -> LSTATUS {
+        if (!lpName || !lpcchName) return ERROR_INVALID_PARAMETER;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        if (!(access & KEY_ENUMERATE_SUB_KEYS)) return ERROR_ACCESS_DENIED;
+        std::string name;
+        if (bs.size() == 1 && bs.front().id != 0) {
+            const Binding& b = bs.front();
+            st = b.hive->run(Access::Read, [&]() -> LSTATUS {
+                LSTATUS s = b.hive->keyExists(b.id);
+                if (s != ERROR_SUCCESS) return s;
+                return b.hive->childAt(b.id, dwIndex, name);
+            });
+            if (st != ERROR_SUCCESS) return st;
+        } else {
+            std::vector<std::string> names;
+            if ((st = mergedChildren(bs, names)) != ERROR_SUCCESS) return st;
+            if (dwIndex >= names.size()) return ERROR_NO_MORE_ITEMS;
+            name = std::move(names[dwIndex]);
+        }
+        if ((st = copyName(name, lpName, lpcchName)) != ERROR_SUCCESS) return st;
+        if (lpcchClass) {
+            if (lpClass && *lpcchClass > 0) lpClass[0] = '\0';
+            *lpcchClass = 0;
+        }
+        if (lpftLastWriteTime) *lpftLastWriteTime = FILETIME{0, 0};
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcchValueName,
+                      LPDWORD, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData) {
+    return guarded([&]() -> LSTATUS {
+        if (!lpValueName || !lpcchValueName || (lpData && !lpcbData)) return ERROR_INVALID_PARAMETER;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
+        ValueRecord v;
+        st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
+            return b.hive->valueAt(id, dwIndex, v);
+        });
+        if (st == ERROR_FILE_NOT_FOUND && bs.front().id == 0) return ERROR_NO_MORE_ITEMS;
+        if (st != ERROR_SUCCESS) return st;
+        if ((st = copyName(v.name, lpValueName, lpcchValueName)) != ERROR_SUCCESS) return st;
+        return deliverValue(v, lpType, lpData, lpcbData);
+    });
+}
+
+LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType, LPBYTE lpData,
+                         LPDWORD lpcbData) {
+    return guarded([&]() -> LSTATUS {
+        if (lpData && !lpcbData) return ERROR_INVALID_PARAMETER;
+        if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
+        const std::string fold = foldName(lpValueName ? lpValueName : "");
+        ValueRecord v;
+        st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
+            return b.hive->getValue(id, fold, v);
+        });
+        if (st != ERROR_SUCCESS) return st;
+        return deliverValue(v, lpType, lpData, lpcbData);
+    });
+}
+
+LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const BYTE* lpData,
+                       DWORD cbData) {
+    return guarded([&]() -> LSTATUS {
+        if (!lpData && cbData > 0) return ERROR_INVALID_PARAMETER;
+        if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
+        std::string data(reinterpret_cast<const char*>(lpData), cbData);
+        // Strings are kept terminated, as a reader of REG_SZ data expects.
+        if (dwType == REG_SZ || dwType == REG_EXPAND_SZ || dwType == REG_MULTI_SZ) {
+            if (data.empty() || data.back() != '\0') data.push_back('\0');
+            if (dwType == REG_MULTI_SZ && (data.size() < 2 || data[data.size() - 2] != '\0'))
+                data.push_back('\0');
+        }
+        const std::string name = lpValueName ? lpValueName : "";
+        st = onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) {
+            return b.hive->setValue(id, name, dwType, data);
+        });
+        if (st == ERROR_FILE_NOT_FOUND && bs.back().id == 0) {
+            // A predefined view (the classes root) whose key does not exist yet.
+            const Binding& b = bs.back();
+            st = b.hive->run(Access::Write, [&]() -> LSTATUS {
+                int64_t id = 0;
+                bool created = false;
+                LSTATUS s = b.hive->createPath(kRootKeyId, b.path, id, created);
+                return s != ERROR_SUCCESS ? s : b.hive->setValue(id, name, dwType, data);
+            });
+        }
+        return st;
+    });
+}
+
+LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
+    return guarded([&]() -> LSTATUS {
+        if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        LSTATUS st = bindingsOf(hKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
+        const std::string fold = foldName(lpValueName ? lpValueName : "");
+        return onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) {
+            return b.hive->deleteValue(id, fold);
+        });
+    });
+}
+
+namespace {
+LSTATUS deleteKeyImpl(HKEY hKey, LPCSTR lpSubKey, bool tree) {
+    std::vector<Binding> bs;
+    REGSAM access = 0;
+    LSTATUS st = bindingsOf(hKey, bs, access);
+    if (st != ERROR_SUCCESS) return st;
+    std::vector<std::string> parts;
+    if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
+    if (!tree && parts.empty() && isPredefined(hKey)) return ERROR_ACCESS_DENIED;
+    // With no subkey RegDeleteTree empties the key itself and keeps it.
+    const bool includeSelf = !tree || !parts.empty();
+    return onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) -> LSTATUS {
+        int64_t target = 0;
+        LSTATUS s = b.hive->resolve(id, parts, target);
+        if (s != ERROR_SUCCESS) return s;
+        if (target == kRootKeyId && includeSelf) return ERROR_ACCESS_DENIED;
+        return tree ? b.hive->deleteTree(target, includeSelf) : b.hive->deleteKey(target);
+    });
+}
+} // namespace
+
+LSTATUS RegDeleteKeyA(HKEY hKey, LPCSTR lpSubKey) {
+    return guarded([&] {
+        if (!lpSubKey) return ERROR_INVALID_PARAMETER;
+        return deleteKeyImpl(hKey, lpSubKey, false);
+    });
+}
+
+LSTATUS RegDeleteTreeA(HKEY hKey, LPCSTR lpSubKey) {
+    return guarded([&] { return deleteKeyImpl(hKey, lpSubKey, true); });
+}
+
+LSTATUS RegOverridePredefKey(HKEY hKey, HKEY hNewHKey) {
+    return guarded([&]() -> LSTATUS {
+        if (!isPredefined(hKey)) return ERROR_INVALID_HANDLE;
+        if (!hNewHKey) {
+            HandleTable& t = handles();
+            std::lock_guard lock(t.mu);
+            t.overrides.erase(hKey);
+            return ERROR_SUCCESS;
+        }
+        std::vector<Binding> bs;
+        REGSAM access = 0;
+        const LSTATUS st = bindingsOf(hNewHKey, bs, access);
+        if (st != ERROR_SUCCESS) return st;
+        HandleTable& t = handles();
+        std::lock_guard lock(t.mu);
+        t.overrides[hKey] = std::move(bs);
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS RegFlushKey(HKEY hKey) {
+    // Every commit is already durable (synchronous=FULL).
+    std::vector<Binding> bs;
+    REGSAM access = 0;
+    return guarded([&] { return bindingsOf(hKey, bs, access); });
+}
+
+} // extern "C"

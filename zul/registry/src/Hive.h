@@ -1,0 +1,110 @@
+// One hive: a SQLite database of keys and values, shared by every process that
+// names the same file.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "zul/registry/registry.h"
+
+namespace zul::registry {
+
+constexpr int64_t kRootKeyId = 1;
+
+// Registry names compare case-insensitively by their upper-case form, which is
+// also the sort order of enumeration (as on Windows: "A_" sorts after "AB").
+std::string foldName(std::string_view name);
+// Number of characters (UTF-8 code points) in `name`.
+size_t nameLength(std::string_view name);
+
+void setErrorDetail(std::string detail);
+void clearErrorDetail();
+
+struct ValueRecord {
+    std::string name;
+    DWORD type = REG_NONE;
+    std::string data;
+};
+
+class Hive {
+public:
+    // The hive of `path`, shared by every caller in this process.
+    static std::shared_ptr<Hive> forPath(const std::string& path);
+
+    explicit Hive(std::string path);
+    ~Hive();
+    const std::string& path() const { return path_; }
+
+    // Every operation below is called through run(), which holds the hive's
+    // lock, opens the file and wraps the work in a transaction (or a savepoint
+    // inside a caller's Transaction), so each is all-or-nothing.
+    enum class Access { Read, Write };
+    template <class F> LSTATUS run(Access access, F&& work) {
+        std::lock_guard lock(mu_);
+        LSTATUS st = begin(access);
+        if (st != ERROR_SUCCESS) return st;
+        try {
+            st = work();
+        } catch (...) {
+            finish(access, false);
+            throw;
+        }
+        const LSTATUS end = finish(access, st == ERROR_SUCCESS);
+        return st != ERROR_SUCCESS ? st : end;
+    }
+
+    // True when the file does not exist yet: reads see an empty root.
+    bool absent() const { return db_ == nullptr; }
+
+    LSTATUS keyExists(int64_t id);
+    LSTATUS findChild(int64_t parent, std::string_view fold, int64_t& id);
+    LSTATUS resolve(int64_t from, const std::vector<std::string>& path, int64_t& id);
+    LSTATUS createPath(int64_t from, const std::vector<std::string>& path, int64_t& id,
+                       bool& created);
+    LSTATUS childAt(int64_t parent, DWORD index, std::string& name);
+    LSTATUS childNames(int64_t parent, std::vector<std::string>& names);
+    LSTATUS keyInfo(int64_t id, DWORD& subkeys, DWORD& maxSubkeyLen, DWORD& values,
+                    DWORD& maxValueNameLen, DWORD& maxValueLen);
+    LSTATUS getValue(int64_t key, std::string_view fold, ValueRecord& out);
+    LSTATUS valueAt(int64_t key, DWORD index, ValueRecord& out);
+    LSTATUS setValue(int64_t key, std::string_view name, DWORD type, std::string_view data);
+    LSTATUS deleteValue(int64_t key, std::string_view fold);
+    LSTATUS deleteKey(int64_t id);                      // fails on a key with subkeys
+    LSTATUS deleteTree(int64_t id, bool includeSelf);
+
+    // Transaction support: called by the thread's Transaction.
+    LSTATUS joinTransaction(Access access);
+    LSTATUS commitTransaction();
+    void rollbackTransaction();
+    std::recursive_mutex& mutex() { return mu_; }
+
+private:
+    class Stmt;
+    LSTATUS begin(Access access);
+    LSTATUS finish(Access access, bool ok);
+    LSTATUS open(Access access);
+    LSTATUS initSchema();
+    LSTATUS exec(const char* sql);
+    LSTATUS execRetrying(const char* sql);
+    sqlite3_stmt* prepare(const char* sql);
+    LSTATUS fail(int rc, const char* what);
+
+    std::string path_;
+    std::recursive_mutex mu_;
+    sqlite3* db_ = nullptr;
+    bool readOnly_ = false;
+    LSTATUS broken_ = ERROR_SUCCESS; // a damaged file stays refused, never rewritten
+    std::string brokenDetail_;
+    bool inTransaction_ = false;     // joined by the thread's Transaction
+    int savepointDepth_ = 0;
+    std::unordered_map<const char*, sqlite3_stmt*> stmts_;
+};
+
+} // namespace zul::registry

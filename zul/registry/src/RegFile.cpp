@@ -1,0 +1,493 @@
+#include "zul/registry/RegFile.h"
+
+#include <utf8cpp/utf8.h>
+
+#include <cstdio>
+#include <cctype>
+#include <cstring>
+#include <memory>
+
+#include "Hive.h"
+#include "zul/registry/Transaction.h"
+
+namespace zul::registry {
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Export
+
+struct KeyCloser {
+    void operator()(HKEY k) const {
+        if (k) RegCloseKey(k);
+    }
+};
+using KeyHandle = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+
+std::string quote(std::string_view s) {
+    std::string out = "\"";
+    for (const char c : s) {
+        if (c == '\\' || c == '"') out += '\\';
+        out += c;
+    }
+    out += '"';
+    return out;
+}
+
+void appendHex(std::string& out, size_t column, std::string_view data) {
+    // Continuation as the registry editor writes it: a line holds at most
+    // about 80 columns, ends with ",\" and the next starts with two blanks.
+    constexpr size_t kMaxColumn = 76;
+    char buf[4];
+    for (size_t i = 0; i < data.size(); ++i) {
+        std::snprintf(buf, sizeof buf, "%02x", static_cast<unsigned char>(data[i]));
+        out += buf;
+        if (i + 1 == data.size()) break;
+        out += ',';
+        column += 3;
+        if (column >= kMaxColumn) {
+            out += "\\\n  ";
+            column = 2;
+        }
+    }
+}
+
+void appendValue(std::string& out, const std::string& name, DWORD type, const std::string& data) {
+    std::string line = name.empty() ? std::string("@") : quote(name);
+    line += '=';
+    if (type == REG_SZ) {
+        std::string_view text(data);
+        if (!text.empty() && text.back() == '\0') text.remove_suffix(1);
+        if (text.find_first_of(std::string_view("\0\r\n", 3)) == std::string_view::npos) {
+            out += line + quote(text) + "\n";
+            return;
+        }
+    } else if (type == REG_DWORD && data.size() == 4) {
+        DWORD v = 0;
+        std::memcpy(&v, data.data(), 4);
+        char buf[16];
+        std::snprintf(buf, sizeof buf, "dword:%08x", v);
+        out += line + buf + "\n";
+        return;
+    }
+    if (type == REG_BINARY) {
+        line += "hex:";
+    } else {
+        char buf[24];
+        std::snprintf(buf, sizeof buf, "hex(%x):", type);
+        line += buf;
+    }
+    const size_t column = line.size();
+    out += line;
+    appendHex(out, column, data);
+    out += '\n';
+}
+
+LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
+    DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
+    LSTATUS st = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr, &values,
+                                  &maxName, &maxData, nullptr, nullptr);
+    if (st != ERROR_SUCCESS) return st;
+    out += "[" + path + "]\n";
+    std::string name(maxName + 1, '\0'), data(maxData, '\0');
+    for (DWORD i = 0;; ++i) {
+        DWORD cchName = maxName + 1, cbData = maxData, type = 0;
+        st = RegEnumValueA(key, i, name.data(), &cchName, nullptr, &type,
+                           reinterpret_cast<BYTE*>(data.data()), &cbData);
+        if (st == ERROR_NO_MORE_ITEMS) break;
+        if (st != ERROR_SUCCESS) return st;
+        appendValue(out, std::string(name.data(), cchName), type, data.substr(0, cbData));
+    }
+    out += '\n';
+    std::vector<std::string> children;
+    std::string child(maxSub + 1, '\0');
+    for (DWORD i = 0;; ++i) {
+        DWORD cch = maxSub + 1;
+        st = RegEnumKeyExA(key, i, child.data(), &cch, nullptr, nullptr, nullptr, nullptr);
+        if (st == ERROR_NO_MORE_ITEMS) break;
+        if (st != ERROR_SUCCESS) return st;
+        children.emplace_back(child.data(), cch);
+    }
+    for (const std::string& c : children) {
+        HKEY raw = nullptr;
+        st = RegOpenKeyExA(key, c.c_str(), 0, KEY_READ, &raw);
+        if (st == ERROR_FILE_NOT_FOUND) continue; // deleted meanwhile by another process
+        if (st != ERROR_SUCCESS) return st;
+        KeyHandle sub(raw);
+        st = exportTree(sub.get(), path + "\\" + c, out);
+        if (st != ERROR_SUCCESS) return st;
+    }
+    return ERROR_SUCCESS;
+}
+
+// The path with each name in the case it was created with.
+LSTATUS canonicalPath(HKEY root, const std::string& sub, std::string& out) {
+    out = rootName(root);
+    if (sub.empty()) return ERROR_SUCCESS;
+    HKEY cur = root;
+    KeyHandle holder;
+    size_t start = 0;
+    while (start <= sub.size()) {
+        size_t end = sub.find('\\', start);
+        if (end == std::string::npos) end = sub.size();
+        const std::string part = sub.substr(start, end - start);
+        start = end + 1;
+        if (part.empty()) {
+            if (end == sub.size()) break;
+            return ERROR_BAD_PATHNAME;
+        }
+        const std::string fold = foldName(part);
+        std::string found;
+        char buf[kMaxKeyNameLength * 4 + 1];
+        for (DWORD i = 0;; ++i) {
+            DWORD cch = sizeof buf;
+            const LSTATUS st = RegEnumKeyExA(cur, i, buf, &cch, nullptr, nullptr, nullptr, nullptr);
+            if (st == ERROR_NO_MORE_ITEMS) return ERROR_FILE_NOT_FOUND;
+            if (st != ERROR_SUCCESS) return st;
+            if (foldName(std::string_view(buf, cch)) == fold) {
+                found.assign(buf, cch);
+                break;
+            }
+        }
+        HKEY next = nullptr;
+        const LSTATUS st = RegOpenKeyExA(cur, found.c_str(), 0, KEY_READ, &next);
+        if (st != ERROR_SUCCESS) return st;
+        holder.reset(next);
+        cur = next;
+        out += "\\" + found;
+        if (end == sub.size()) break;
+    }
+    return ERROR_SUCCESS;
+}
+
+// ---------------------------------------------------------------------------
+// Import
+
+std::string trimLeft(std::string_view s) {
+    size_t i = 0;
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t')) ++i;
+    return std::string(s.substr(i));
+}
+
+std::string trimRight(std::string s) {
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.pop_back();
+    return s;
+}
+
+// Reads a quoted string starting at s[pos] == '"'; pos ends after the closing quote.
+bool readQuoted(const std::string& s, size_t& pos, std::string& out) {
+    out.clear();
+    for (size_t i = pos + 1; i < s.size(); ++i) {
+        const char c = s[i];
+        if (c == '\\' && i + 1 < s.size() && (s[i + 1] == '\\' || s[i + 1] == '"')) {
+            out += s[++i];
+        } else if (c == '"') {
+            pos = i + 1;
+            return true;
+        } else {
+            out += c;
+        }
+    }
+    return false;
+}
+
+int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+bool parseHexBytes(std::string_view text, std::string& out) {
+    out.clear();
+    size_t i = 0;
+    auto skipBlank = [&] {
+        while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+    };
+    skipBlank();
+    if (i == text.size()) return true;
+    for (;;) {
+        skipBlank();
+        int digits = 0;
+        unsigned v = 0;
+        while (i < text.size() && std::isxdigit(static_cast<unsigned char>(text[i])) && digits < 3) {
+            v = v * 16 + static_cast<unsigned>(hexValue(text[i]));
+            ++i;
+            ++digits;
+        }
+        if (digits == 0 || digits > 2) return false;
+        out += static_cast<char>(v);
+        skipBlank();
+        if (i == text.size()) return true;
+        if (text[i] != ',') return false;
+        ++i;
+    }
+}
+
+} // namespace
+
+LSTATUS exportKey(const std::string& fullPath, std::string& out) {
+    HKEY root = nullptr;
+    std::string sub;
+    if (!splitRootPath(fullPath, root, sub)) {
+        setErrorDetail("'" + fullPath + "' does not start with HKEY_CURRENT_USER, "
+                       "HKEY_LOCAL_MACHINE or HKEY_CLASSES_ROOT");
+        return ERROR_BAD_PATHNAME;
+    }
+    // One consistent picture even while another process writes.
+    Transaction tx;
+    std::string path;
+    LSTATUS st = canonicalPath(root, sub, path);
+    if (st != ERROR_SUCCESS) return st;
+    HKEY raw = nullptr;
+    st = RegOpenKeyExA(root, sub.c_str(), 0, KEY_READ, &raw);
+    if (st != ERROR_SUCCESS) return st;
+    KeyHandle key(raw);
+    std::string text = "REGEDIT4\n\n";
+    st = exportTree(key.get(), path, text);
+    if (st != ERROR_SUCCESS) return st;
+    out = std::move(text);
+    return ERROR_SUCCESS;
+}
+
+RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
+    RegFileParse r;
+    auto fail = [&](int line, const std::string& what) {
+        r.ok = false;
+        r.ops.clear();
+        r.error = source + ":" + std::to_string(line) + ": " + what;
+        return r;
+    };
+
+    // The registry editor writes version 5 files in UTF-16LE with a BOM.
+    std::string text;
+    bool wide = false;
+    if (bytes.size() >= 2 && static_cast<unsigned char>(bytes[0]) == 0xFF &&
+        static_cast<unsigned char>(bytes[1]) == 0xFE) {
+        if (bytes.size() % 2 != 0) return fail(1, "UTF-16 text of odd length");
+        std::u16string u16((bytes.size() - 2) / 2, u'\0');
+        std::memcpy(u16.data(), bytes.data() + 2, u16.size() * 2);
+        try {
+            utf8::utf16to8(u16.begin(), u16.end(), std::back_inserter(text));
+        } catch (const utf8::exception&) {
+            return fail(1, "the UTF-16 text is not valid (unpaired surrogate)");
+        }
+        wide = true;
+    } else if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0) {
+        text = bytes.substr(3);
+    } else {
+        text = bytes;
+    }
+
+    // Physical lines, then logical lines joined at a trailing backslash.
+    std::vector<std::pair<int, std::string>> lines;
+    {
+        size_t start = 0;
+        int number = 0;
+        std::string pending;
+        int pendingLine = 0;
+        bool continuing = false;
+        while (start <= text.size()) {
+            size_t end = text.find('\n', start);
+            if (end == std::string::npos) end = text.size();
+            std::string line = trimRight(text.substr(start, end - start));
+            ++number;
+            if (continuing) {
+                pending += trimLeft(line);
+            } else {
+                pending = line;
+                pendingLine = number;
+            }
+            continuing = !pending.empty() && pending.back() == '\\' && pending.front() != '[';
+            if (continuing) {
+                pending.pop_back();
+            } else {
+                lines.emplace_back(pendingLine, std::move(pending));
+                pending.clear();
+            }
+            if (end == text.size()) break;
+            start = end + 1;
+        }
+        if (continuing) lines.emplace_back(pendingLine, std::move(pending));
+    }
+
+    if (lines.empty() ||
+        (lines.front().second != "REGEDIT4" &&
+         lines.front().second != "Windows Registry Editor Version 5.00"))
+        return fail(1, "not a registry file: the first line must be \"REGEDIT4\" or "
+                       "\"Windows Registry Editor Version 5.00\"");
+    const bool version5 = lines.front().second != "REGEDIT4";
+
+    std::string currentKey;
+    bool keyDeleted = false;
+    for (size_t li = 1; li < lines.size(); ++li) {
+        const int number = lines[li].first;
+        const std::string line = trimLeft(lines[li].second);
+        if (line.empty() || line[0] == ';') continue;
+
+        if (line[0] == '[') {
+            const size_t close = line.rfind(']');
+            if (close == std::string::npos) return fail(number, "key line without a closing ']'");
+            const bool remove = line.size() > 1 && line[1] == '-';
+            std::string path = line.substr(remove ? 2 : 1, close - (remove ? 2 : 1));
+            HKEY root = nullptr;
+            std::string sub;
+            if (!splitRootPath(path, root, sub))
+                return fail(number, "unknown root key in '" + path + "'");
+            if (sub.empty() || sub.front() == '\\' || sub.find("\\\\") != std::string::npos)
+                return fail(number, "key path '" + path + "' is not valid");
+            currentKey = path;
+            keyDeleted = remove;
+            r.ops.push_back({remove ? RegFileOp::DeleteKey : RegFileOp::CreateKey, path, "", REG_NONE, "", number});
+            continue;
+        }
+
+        std::string name;
+        size_t pos = 0;
+        if (line[0] == '@') {
+            pos = 1;
+        } else if (line[0] == '"') {
+            if (!readQuoted(line, pos, name)) return fail(number, "unterminated value name");
+        } else {
+            return fail(number, "cannot parse the line");
+        }
+        while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t')) ++pos;
+        if (pos >= line.size() || line[pos] != '=') return fail(number, "'=' expected after the value name");
+        ++pos;
+        while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t')) ++pos;
+        const std::string rest = line.substr(pos);
+        if (currentKey.empty()) return fail(number, "value line before any [key] line");
+        if (keyDeleted) { // values of a deleted key are ignored, as the registry editor does
+            ++r.skipped;
+            r.skippedLines.push_back(number);
+            continue;
+        }
+
+        RegFileOp op{RegFileOp::SetValue, currentKey, name, REG_NONE, "", number};
+        if (rest == "-") {
+            op.kind = RegFileOp::DeleteValue;
+        } else if (!rest.empty() && rest[0] == '"') {
+            size_t p = 0;
+            std::string value;
+            if (!readQuoted(rest, p, value)) return fail(number, "unterminated string");
+            if (!trimLeft(rest.substr(p)).empty() && trimLeft(rest.substr(p))[0] != ';')
+                return fail(number, "text after the closing quote");
+            op.type = REG_SZ;
+            op.data = value + '\0';
+        } else if (rest.compare(0, 6, "dword:") == 0) {
+            const std::string digits = rest.substr(6);
+            if (digits.empty() || digits.size() > 8) return fail(number, "dword: needs 1 to 8 hexadecimal digits");
+            DWORD v = 0;
+            for (const char c : digits) {
+                const int h = hexValue(c);
+                if (h < 0) return fail(number, "dword: value '" + digits + "' is not hexadecimal");
+                v = v * 16 + static_cast<DWORD>(h);
+            }
+            op.type = REG_DWORD;
+            op.data.assign(reinterpret_cast<const char*>(&v), 4);
+        } else if (rest.compare(0, 4, "hex:") == 0 || rest.compare(0, 4, "hex(") == 0) {
+            size_t colon = rest.find(':');
+            DWORD type = REG_BINARY;
+            if (rest[3] == '(') {
+                const size_t close = rest.find(')');
+                if (close == std::string::npos || close + 1 != colon || close == 4)
+                    return fail(number, "hex(N): type number not valid");
+                type = 0;
+                for (size_t i = 4; i < close; ++i) {
+                    const int h = hexValue(rest[i]);
+                    if (h < 0 || i - 4 >= 8) return fail(number, "hex(N): type number not valid");
+                    type = type * 16 + static_cast<DWORD>(h);
+                }
+            }
+            if (!parseHexBytes(std::string_view(rest).substr(colon + 1), op.data))
+                return fail(number, "hex data is not a list of hexadecimal bytes");
+            if (version5 && (type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ)) {
+                // Strings in version 5 files are UTF-16LE; the registry here keeps UTF-8.
+                if (op.data.size() % 2 != 0) return fail(number, "UTF-16 string data of odd length");
+                std::u16string u16(op.data.size() / 2, u'\0');
+                std::memcpy(u16.data(), op.data.data(), op.data.size());
+                std::string u8;
+                try {
+                    utf8::utf16to8(u16.begin(), u16.end(), std::back_inserter(u8));
+                } catch (const utf8::exception&) {
+                    return fail(number, "UTF-16 string data is not valid");
+                }
+                op.data = std::move(u8);
+            }
+            op.type = type;
+        } else {
+            const size_t colon = rest.find(':');
+            bool word = colon != std::string::npos && colon > 0;
+            for (size_t i = 0; word && i < colon; ++i)
+                word = std::isalnum(static_cast<unsigned char>(rest[i])) || rest[i] == '(' || rest[i] == ')';
+            if (!word) return fail(number, "cannot parse the value");
+            // A type word the registry editor does not know (this module's
+            // "float:" and "int:"): skipped, as the editor does, and counted.
+            ++r.skipped;
+            r.skippedLines.push_back(number);
+            continue;
+        }
+        r.ops.push_back(std::move(op));
+    }
+    (void)wide;
+    r.ok = true;
+    return r;
+}
+
+LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std::string& error) {
+    if (!parsed.ok) {
+        error = parsed.error;
+        return ERROR_INVALID_DATA;
+    }
+    Transaction tx;
+    KeyHandle current;
+    std::string currentPath;
+    auto failed = [&](const RegFileOp& op, const char* what, LSTATUS st) {
+        error = source + ":" + std::to_string(op.line) + ": cannot " + what + " '" + op.key + "': " +
+                describeStatus(st);
+        const std::string detail = lastErrorDetail();
+        if (!detail.empty()) error += " (" + detail + ")";
+        return st;
+    };
+    for (const RegFileOp& op : parsed.ops) {
+        HKEY root = nullptr;
+        std::string sub;
+        splitRootPath(op.key, root, sub);
+        LSTATUS st = ERROR_SUCCESS;
+        switch (op.kind) {
+        case RegFileOp::CreateKey: {
+            HKEY raw = nullptr;
+            st = RegCreateKeyExA(root, sub.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &raw, nullptr);
+            if (st != ERROR_SUCCESS) return failed(op, "create key", st);
+            current.reset(raw);
+            currentPath = op.key;
+            break;
+        }
+        case RegFileOp::DeleteKey:
+            current.reset();
+            currentPath.clear();
+            st = RegDeleteTreeA(root, sub.c_str());
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return failed(op, "delete key", st);
+            break;
+        case RegFileOp::SetValue:
+            st = RegSetValueExA(current.get(), op.name.c_str(), 0, op.type,
+                                reinterpret_cast<const BYTE*>(op.data.data()),
+                                static_cast<DWORD>(op.data.size()));
+            if (st != ERROR_SUCCESS) return failed(op, "set a value of", st);
+            break;
+        case RegFileOp::DeleteValue:
+            st = RegDeleteValueA(current.get(), op.name.c_str());
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return failed(op, "delete a value of", st);
+            break;
+        }
+    }
+    current.reset();
+    const LSTATUS st = tx.commit();
+    if (st != ERROR_SUCCESS) {
+        error = source + ": cannot commit the import: " + describeStatus(st) + " (" + lastErrorDetail() + ")";
+        return st;
+    }
+    return ERROR_SUCCESS;
+}
+
+} // namespace zul::registry

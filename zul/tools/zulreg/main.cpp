@@ -1,0 +1,262 @@
+// zulreg: look into and change the registry hives from the command line.
+//
+//   zulreg list KEY                  subkey names, one a line, in enumeration order
+//   zulreg export KEY [FILE|-]       REGEDIT4 text of KEY and everything below it
+//   zulreg import FILE|-             a registry editor file, all of it or nothing
+//   zulreg set KEY NAME TYPE DATA    one value (NAME "" is the key's default value)
+//   zulreg delete KEY [NAME]         a value, or the key with everything below it
+//
+// Exit status: 0 success, 1 failure (with a message), 2 bad usage.
+
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "zul/registry/RegFile.h"
+#include "zul/registry/registry.h"
+
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kUsage = 2;
+
+int report(const std::string& what, LSTATUS st) {
+    std::cerr << "zulreg: " << what << ": " << zul::registry::describeStatus(st);
+    const std::string detail = zul::registry::lastErrorDetail();
+    if (!detail.empty()) std::cerr << " (" << detail << ")";
+    std::cerr << "\n";
+    return kFailure;
+}
+
+bool splitKey(const std::string& key, HKEY& root, std::string& sub) {
+    if (zul::registry::splitRootPath(key, root, sub)) return true;
+    std::cerr << "zulreg: '" << key
+              << "' must start with HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE or HKEY_CLASSES_ROOT\n";
+    return false;
+}
+
+int cmdList(const std::string& key) {
+    HKEY root = nullptr, h = nullptr;
+    std::string sub;
+    if (!splitKey(key, root, sub)) return kUsage;
+    LSTATUS st = RegOpenKeyExA(root, sub.c_str(), 0, KEY_READ, &h);
+    if (st != ERROR_SUCCESS) return report("cannot open '" + key + "'", st);
+    char name[1024];
+    for (DWORD i = 0;; ++i) {
+        DWORD cch = sizeof name;
+        st = RegEnumKeyExA(h, i, name, &cch, nullptr, nullptr, nullptr, nullptr);
+        if (st == ERROR_NO_MORE_ITEMS) break;
+        if (st != ERROR_SUCCESS) {
+            RegCloseKey(h);
+            return report("cannot list '" + key + "'", st);
+        }
+        std::cout << std::string(name, cch) << "\n";
+    }
+    RegCloseKey(h);
+    return 0;
+}
+
+int cmdExport(const std::string& key, const std::string& file) {
+    std::string text;
+    const LSTATUS st = zul::registry::exportKey(key, text);
+    if (st != ERROR_SUCCESS) return report("cannot export '" + key + "'", st);
+    if (file.empty() || file == "-") {
+        std::cout << text;
+        return std::cout.good() ? 0 : kFailure;
+    }
+    // Written beside the target and renamed over it, so a failed export never
+    // leaves half a file where a good one stood.
+    const std::string tmp = file + ".tmp";
+    {
+        std::ofstream out(tmp, std::ios::binary | std::ios::trunc);
+        out << text;
+        out.flush();
+        if (!out) {
+            std::cerr << "zulreg: cannot write '" << file << "': " << std::strerror(errno) << "\n";
+            std::remove(tmp.c_str());
+            return kFailure;
+        }
+    }
+    if (std::rename(tmp.c_str(), file.c_str()) != 0) {
+        std::cerr << "zulreg: cannot write '" << file << "': " << std::strerror(errno) << "\n";
+        std::remove(tmp.c_str());
+        return kFailure;
+    }
+    return 0;
+}
+
+int cmdImport(const std::string& file) {
+    std::string bytes;
+    if (file == "-") {
+        bytes.assign(std::istreambuf_iterator<char>(std::cin), {});
+    } else {
+        std::ifstream in(file, std::ios::binary);
+        if (!in) {
+            std::cerr << "zulreg: cannot read '" << file << "': " << std::strerror(errno) << "\n";
+            return kFailure;
+        }
+        bytes.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    const std::string source = file == "-" ? "<stdin>" : file;
+    const auto parsed = zul::registry::parseRegFile(bytes, source);
+    if (!parsed.ok) {
+        std::cerr << "zulreg: " << parsed.error << "; nothing was imported\n";
+        return kFailure;
+    }
+    std::string error;
+    if (zul::registry::applyRegFile(parsed, source, error) != ERROR_SUCCESS) {
+        std::cerr << "zulreg: " << error << "; nothing was imported\n";
+        return kFailure;
+    }
+    if (parsed.skipped > 0) {
+        std::cerr << "zulreg: warning: " << parsed.skipped
+                  << " line(s) with a type the registry editor does not know were skipped (line";
+        for (const int l : parsed.skippedLines) std::cerr << " " << l;
+        std::cerr << ")\n";
+    }
+    return 0;
+}
+
+template <class T> bool parseNumber(const std::string& text, T& out) {
+    const char* first = text.c_str();
+    const char* last = first + text.size();
+    int base = 10;
+    if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+        first += 2;
+        base = 16;
+    }
+    const auto r = std::from_chars(first, last, out, base);
+    return r.ec == std::errc() && r.ptr == last && first != last;
+}
+
+bool parseHexBytes(const std::string& text, std::string& out) {
+    std::string digits;
+    for (const char c : text) {
+        if (c == ',' || c == ' ' || c == ':') continue;
+        if (!std::isxdigit(static_cast<unsigned char>(c))) return false;
+        digits += c;
+    }
+    if (digits.size() % 2 != 0) return false;
+    for (size_t i = 0; i < digits.size(); i += 2)
+        out += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    return true;
+}
+
+int cmdSet(const std::string& key, const std::string& name, const std::string& type,
+           const std::string& data) {
+    HKEY root = nullptr;
+    std::string sub;
+    if (!splitKey(key, root, sub)) return kUsage;
+    DWORD regType = REG_NONE;
+    std::string bytes;
+    if (type == "REG_SZ" || type == "REG_EXPAND_SZ") {
+        regType = type == "REG_SZ" ? REG_SZ : REG_EXPAND_SZ;
+        bytes = data + '\0';
+    } else if (type == "REG_DWORD") {
+        uint32_t v = 0;
+        if (!parseNumber(data, v)) {
+            std::cerr << "zulreg: REG_DWORD data '" << data << "' is not a 32-bit number (decimal or 0x hex)\n";
+            return kUsage;
+        }
+        regType = REG_DWORD;
+        bytes.assign(reinterpret_cast<const char*>(&v), 4);
+    } else if (type == "REG_QWORD") {
+        uint64_t v = 0;
+        if (!parseNumber(data, v)) {
+            std::cerr << "zulreg: REG_QWORD data '" << data << "' is not a 64-bit number (decimal or 0x hex)\n";
+            return kUsage;
+        }
+        regType = REG_QWORD;
+        bytes.assign(reinterpret_cast<const char*>(&v), 8);
+    } else if (type == "REG_BINARY") {
+        if (!parseHexBytes(data, bytes)) {
+            std::cerr << "zulreg: REG_BINARY data '" << data << "' is not a list of hex bytes\n";
+            return kUsage;
+        }
+        regType = REG_BINARY;
+    } else {
+        std::cerr << "zulreg: unknown type '" << type
+                  << "' (REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_QWORD or REG_BINARY)\n";
+        return kUsage;
+    }
+    HKEY h = nullptr;
+    LSTATUS st = RegCreateKeyExA(root, sub.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &h, nullptr);
+    if (st != ERROR_SUCCESS) return report("cannot create '" + key + "'", st);
+    st = RegSetValueExA(h, name.c_str(), 0, regType, reinterpret_cast<const BYTE*>(bytes.data()),
+                        static_cast<DWORD>(bytes.size()));
+    RegCloseKey(h);
+    if (st != ERROR_SUCCESS) return report("cannot set '" + name + "' in '" + key + "'", st);
+    return 0;
+}
+
+int cmdDelete(const std::string& key, const std::string* name) {
+    HKEY root = nullptr;
+    std::string sub;
+    if (!splitKey(key, root, sub)) return kUsage;
+    if (!name) {
+        if (sub.empty()) {
+            std::cerr << "zulreg: refusing to delete a whole root key\n";
+            return kUsage;
+        }
+        const LSTATUS st = RegDeleteTreeA(root, sub.c_str());
+        return st == ERROR_SUCCESS ? 0 : report("cannot delete '" + key + "'", st);
+    }
+    HKEY h = nullptr;
+    LSTATUS st = RegOpenKeyExA(root, sub.c_str(), 0, KEY_WRITE, &h);
+    if (st != ERROR_SUCCESS) return report("cannot open '" + key + "'", st);
+    st = RegDeleteValueA(h, name->c_str());
+    RegCloseKey(h);
+    return st == ERROR_SUCCESS ? 0 : report("cannot delete '" + *name + "' in '" + key + "'", st);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"zulreg: read and change the ZUL registry hives.\n"
+                 "Hives: $ZUL_USER_HIVE (HKEY_CURRENT_USER), $ZUL_MACHINE_HIVE (HKEY_LOCAL_MACHINE)."};
+    app.require_subcommand(1);
+
+    std::string key, file, name, type, data;
+
+    auto* list = app.add_subcommand("list", "Print the subkey names of KEY, one a line");
+    list->add_option("KEY", key, "Key path, e.g. HKEY_CURRENT_USER\\Software\\ZUL")->required();
+
+    auto* exp = app.add_subcommand("export", "Write KEY and everything below it as REGEDIT4 text");
+    exp->add_option("KEY", key, "Key path")->required();
+    exp->add_option("FILE", file, "Output file, or - for standard output (the default)");
+
+    auto* imp = app.add_subcommand("import", "Import a registry editor file: all of it, or nothing");
+    imp->add_option("FILE", file, "REGEDIT4 or version 5 file, or - for standard input")->required();
+
+    auto* set = app.add_subcommand("set", "Set one value, creating the key if needed");
+    set->add_option("KEY", key, "Key path")->required();
+    set->add_option("NAME", name, "Value name; \"\" for the key's default value")->required();
+    set->add_option("TYPE", type, "REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_QWORD or REG_BINARY")->required();
+    set->add_option("DATA", data,
+                    "Text; a number (decimal or 0x hex); or hex bytes such as 01,ff,20")->required();
+
+    auto* del = app.add_subcommand("delete", "Delete a value, or a key with everything below it");
+    del->add_option("KEY", key, "Key path")->required();
+    auto* nameOpt = del->add_option("NAME", name, "Value to delete; without it the key is deleted");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        const int code = app.exit(e);
+        return e.get_exit_code() == 0 ? code : kUsage;
+    }
+
+    if (*list) return cmdList(key);
+    if (*exp) return cmdExport(key, file);
+    if (*imp) return cmdImport(file);
+    if (*set) return cmdSet(key, name, type, data);
+    if (*del) return cmdDelete(key, nameOpt->count() ? &name : nullptr);
+    return kUsage;
+}
