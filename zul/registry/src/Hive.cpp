@@ -273,14 +273,20 @@ LSTATUS Hive::exec(const char* sql) {
     return rc == SQLITE_OK ? ERROR_SUCCESS : fail(rc, sql);
 }
 
-// BEGIN and COMMIT may meet another process's lock even after the busy
-// timeout when that process is slow (a large fsync); they are retried so a
-// caller never sees a busy error while the other writer makes progress.
+// Runs one statement of transaction control from the statement cache.
+// BEGIN IMMEDIATE and COMMIT may meet another process's lock even after the
+// busy timeout when that process is slow (a large fsync); they are retried so
+// a caller never sees a busy error while the other writer makes progress.
 LSTATUS Hive::execRetrying(const char* sql) {
     const auto deadline = std::chrono::steady_clock::now() + kBusyRetryLimit;
     for (;;) {
-        const int rc = sqlite3_exec(db_, sql, nullptr, nullptr, nullptr);
-        if (rc == SQLITE_OK) return ERROR_SUCCESS;
+        int rc = SQLITE_OK;
+        {
+            Stmt s(*this, sql);
+            if (!s) return broken_ != ERROR_SUCCESS ? broken_ : ERROR_CANTREAD;
+            rc = s.step();
+        }
+        if (rc == SQLITE_DONE || rc == SQLITE_ROW) return ERROR_SUCCESS;
         if ((rc & 0xFF) != SQLITE_BUSY || std::chrono::steady_clock::now() > deadline)
             return fail(rc, sql);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -447,24 +453,27 @@ LSTATUS Hive::begin(Access access) {
     }
     if (inTransaction_) {
         if (access == Access::Write) {
-            st = exec("SAVEPOINT call");
+            st = execRetrying("SAVEPOINT call");
             if (st == ERROR_SUCCESS) ++savepointDepth_;
         }
         return st;
     }
-    return access == Access::Write ? execRetrying("BEGIN IMMEDIATE") : ERROR_SUCCESS;
+    // A read gets a transaction too: one shared lock for all its statements
+    // instead of one each.
+    return execRetrying(access == Access::Write ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
 LSTATUS Hive::finish(Access access, bool ok) {
-    if (!db_ || access == Access::Read) return ERROR_SUCCESS;
+    if (!db_) return ERROR_SUCCESS;
     if (inTransaction_) {
-        if (savepointDepth_ == 0) return ERROR_SUCCESS;
+        if (access == Access::Read || savepointDepth_ == 0) return ERROR_SUCCESS;
         --savepointDepth_;
-        if (!ok) exec("ROLLBACK TO call");
-        return exec("RELEASE call");
+        if (!ok) execRetrying("ROLLBACK TO call");
+        return execRetrying("RELEASE call");
     }
-    if (!ok) {
-        sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    if (!ok || access == Access::Read) {
+        // Ending a read transaction either way releases its lock.
+        if (!sqlite3_get_autocommit(db_)) execRetrying("ROLLBACK");
         return ERROR_SUCCESS;
     }
     const LSTATUS st = execRetrying("COMMIT");

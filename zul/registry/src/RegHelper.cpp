@@ -54,22 +54,30 @@ LONG CRegHelper::set(const char* name, DWORD type, const void* data, DWORD size)
 }
 
 LONG CRegHelper::get(const char* name, DWORD type, std::string& data) {
-    for (int attempt = 0; attempt < 2; ++attempt) {
+    for (int attempt = 0; attempt < 3; ++attempt) {
         LONG st = openKey(false);
         if (st != ERROR_SUCCESS) return st;
-        DWORD actual = 0, size = 0;
-        st = RegQueryValueExA(key_, name, nullptr, &actual, nullptr, &size);
+        // Most values fit the small buffer: one registry call instead of two.
+        BYTE small[256];
+        DWORD actual = 0, size = sizeof small;
+        st = RegQueryValueExA(key_, name, nullptr, &actual, small, &size);
         if (st == ERROR_KEY_DELETED) {
             closeKey();
             continue;
         }
+        if (st != ERROR_SUCCESS && st != ERROR_MORE_DATA) return st;
+        if (actual != type && !(type == REG_SZ && actual == REG_EXPAND_SZ))
+            return ERROR_UNSUPPORTED_TYPE;
+        if (st == ERROR_SUCCESS) {
+            data.assign(reinterpret_cast<const char*>(small), size);
+            return ERROR_SUCCESS;
+        }
+        data.resize(size);
+        st = RegQueryValueExA(key_, name, nullptr, &actual, reinterpret_cast<BYTE*>(data.data()), &size);
+        if (st == ERROR_MORE_DATA || st == ERROR_KEY_DELETED) continue; // changed between the reads
         if (st != ERROR_SUCCESS) return st;
         if (actual != type && !(type == REG_SZ && actual == REG_EXPAND_SZ))
             return ERROR_UNSUPPORTED_TYPE;
-        data.resize(size);
-        st = RegQueryValueExA(key_, name, nullptr, &actual, reinterpret_cast<BYTE*>(data.data()), &size);
-        if (st == ERROR_MORE_DATA) continue; // changed between the two reads
-        if (st != ERROR_SUCCESS) return st;
         data.resize(size);
         return ERROR_SUCCESS;
     }

@@ -1,0 +1,147 @@
+// Registry costs that the view store is built on. Run: build/default/bench/registry_bench
+// The hive is a temporary file on the same file system as $TMPDIR.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "zul/registry/RegHelper.h"
+#include "zul/registry/Transaction.h"
+
+namespace {
+
+constexpr const char* kValueNames[20] = {
+    "UpVector X", "UpVector Y", "UpVector Z", "ViewVector X", "ViewVector Y", "ViewVector Z", "Index",
+    "Camera Type", "Has At And From", "FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X",
+    "AtPoint Y", "AtPoint Z", "FOV", "Change Bits", "View Name", "Extra A", "Extra B"};
+
+// µs per CRegHelper value write, each its own durable transaction.
+void BM_WriteOwnTransaction(benchmark::State& state) {
+    CRegHelper reg("Bench\\Own", RegPathUserSettings);
+    float v = 0;
+    for (auto _ : state) {
+        if (reg.SetFloat("FOV", v += 1) != 0) state.SkipWithError("write failed");
+    }
+}
+BENCHMARK(BM_WriteOwnTransaction)->Unit(benchmark::kMicrosecond);
+
+// µs per value write inside one transaction of 20 writes (the writes only;
+// the one commit is measured by the next benchmark).
+void BM_WriteInTransactionOf20(benchmark::State& state) {
+    CRegHelper reg("Bench\\Batch", RegPathUserSettings);
+    float v = 0;
+    for (auto _ : state) {
+        zul::registry::Transaction tx;
+        const auto start = std::chrono::steady_clock::now();
+        for (const char* name : kValueNames) reg.SetFloat(name, v += 1);
+        const auto end = std::chrono::steady_clock::now();
+        if (tx.commit() != 0) state.SkipWithError("commit failed");
+        state.SetIterationTime(std::chrono::duration<double>(end - start).count() / 20);
+    }
+}
+BENCHMARK(BM_WriteInTransactionOf20)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+// µs for a whole transaction of 20 writes with its commit.
+void BM_TransactionOf20WithCommit(benchmark::State& state) {
+    CRegHelper reg("Bench\\Batch", RegPathUserSettings);
+    float v = 0;
+    for (auto _ : state) {
+        zul::registry::Transaction tx;
+        for (const char* name : kValueNames) reg.SetFloat(name, v += 1);
+        if (tx.commit() != 0) state.SkipWithError("commit failed");
+    }
+}
+BENCHMARK(BM_TransactionOf20WithCommit)->Unit(benchmark::kMicrosecond);
+
+// µs per value read.
+void BM_Read(benchmark::State& state) {
+    CRegHelper reg("Bench\\Read", RegPathUserSettings);
+    reg.SetFloat("FOV", 45);
+    float v = 0;
+    for (auto _ : state) {
+        if (reg.GetFloat("FOV", v) != 0) state.SkipWithError("read failed");
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_Read)->Unit(benchmark::kMicrosecond);
+
+void fillStore() {
+    static bool done = false;
+    if (done) return;
+    zul::registry::Transaction tx;
+    for (int i = 1; i <= 128; ++i) {
+        char key[64];
+        std::snprintf(key, sizeof key, "Bench\\Store\\VIEW_%04d", i);
+        CRegHelper reg(key, RegPathUserSettings);
+        for (const char* name : kValueNames) reg.SetFloat(name, static_cast<float>(i));
+    }
+    tx.commit();
+    done = true;
+}
+
+void startupPattern(benchmark::State& state) {
+    HKEY base = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\Bench\\Store", 0, KEY_READ, &base) != 0) {
+        state.SkipWithError("no store");
+        return;
+    }
+    DWORD count = 0, maxLen = 0;
+    RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr, nullptr,
+                     nullptr, nullptr);
+    std::string name(maxLen + 1, '\0');
+    int reads = 0;
+    for (DWORD i = 0; i < count; ++i) {
+        DWORD cch = maxLen + 1;
+        if (RegEnumKeyExA(base, i, name.data(), &cch, nullptr, nullptr, nullptr, nullptr) != 0) break;
+        CRegHelper view(("Bench\\Store\\" + std::string(name.data(), cch)).c_str(), RegPathUserSettings);
+        float v = 0;
+        for (const char* value : kValueNames) reads += view.GetFloat(value, v) == 0;
+    }
+    RegCloseKey(base);
+    if (reads != 128 * 20) state.SkipWithError("short read");
+}
+
+// ms to enumerate 128 subkeys and read 20 values of each: the store's start-up.
+void BM_StartupPattern(benchmark::State& state) {
+    fillStore();
+    for (auto _ : state) startupPattern(state);
+}
+BENCHMARK(BM_StartupPattern)->Unit(benchmark::kMillisecond);
+
+// The same inside one read transaction (one lock instead of one per call).
+void BM_StartupPatternInTransaction(benchmark::State& state) {
+    fillStore();
+    for (auto _ : state) {
+        zul::registry::Transaction tx;
+        startupPattern(state);
+        tx.commit();
+    }
+}
+BENCHMARK(BM_StartupPatternInTransaction)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    char tmpl[] = "/tmp/zul-registry-bench-XXXXXX";
+    const char* base = std::getenv("TMPDIR");
+    std::string dir;
+    if (base && *base) {
+        std::string t = std::string(base) + "/zul-registry-bench-XXXXXX";
+        std::vector<char> buf(t.begin(), t.end());
+        buf.push_back('\0');
+        if (mkdtemp(buf.data())) dir = buf.data();
+    } else if (mkdtemp(tmpl)) {
+        dir = tmpl;
+    }
+    if (dir.empty()) return 1;
+    setenv("ZUL_USER_HIVE", (dir + "/user.db").c_str(), 1);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    std::filesystem::remove_all(dir);
+    return 0;
+}
