@@ -136,7 +136,7 @@ std::string lastErrorDetail() { return t_errorDetail; }
 
 class Hive::Stmt {
 public:
-    Stmt(Hive& hive, const char* sql) : hive_(hive), s_(hive.prepare(sql)) {}
+    Stmt(Hive& hive, const char* sql) : s_(hive.prepare(sql)) {}
     ~Stmt() {
         if (s_) {
             sqlite3_reset(s_);
@@ -165,7 +165,6 @@ public:
     }
 
 private:
-    Hive& hive_;
     sqlite3_stmt* s_;
 };
 
