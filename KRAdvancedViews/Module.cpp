@@ -1,6 +1,8 @@
 #include "Module.h"
 
+#include "KRAdvancedViews/IViewManager.h"
 #include "Trace.h"
+#include "ViewManager.h"
 #include "zul/com/Object.h"
 
 namespace krav {
@@ -10,11 +12,12 @@ HRESULT CanUnloadNow() {
     return zul::com::moduleLockCount() == 0 ? S_OK : S_FALSE;
 }
 
-HRESULT GetClassObject(REFCLSID, REFIID, void** ppv) {
+HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** ppv) {
     KRAV_TRACE_STATIC("krav::GetClassObject");
     if (!ppv) return E_POINTER;
     *ppv = nullptr;
-    // The served classes register themselves here as they are built.
+    if (clsid == CLSID_ViewManager)
+        return zul::com::createInstance<zul::com::ClassFactory<CViewManager>>(nullptr, iid, ppv);
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 

@@ -256,7 +256,8 @@ TEST_F(Registry, TransactionsCommitAllOrNothing) {
     EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\Tx", "b"), "2");
     EXPECT_EQ(subkeys(HKEY_CURRENT_USER, "Software\\Tx"), std::vector<std::string>{});
 
-    // An inner scope abandoned makes the outer commit fail and roll back.
+    // An inner scope left without commit undoes only its own work; an outer
+    // scope left so undoes everything, the inner scope's kept work included.
     {
         zul::registry::Transaction outer;
         Key k;
@@ -266,11 +267,30 @@ TEST_F(Registry, TransactionsCommitAllOrNothing) {
             zul::registry::Transaction inner;
             ASSERT_EQ(setString(k, "c", "3"), ERROR_SUCCESS);
         }
-        EXPECT_NE(outer.commit(), ERROR_SUCCESS);
+        {
+            zul::registry::Transaction inner;
+            ASSERT_EQ(setString(k, "d", "4"), ERROR_SUCCESS);
+            ASSERT_EQ(inner.commit(), ERROR_SUCCESS);
+        }
+        EXPECT_EQ(outer.commit(), ERROR_SUCCESS);
     }
-    EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\Tx", "a"), "1");
+    EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\Tx", "a"), "changed");
+    EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\Tx", "d"), "4");
     LSTATUS st = 0;
     getString(HKEY_CURRENT_USER, "Software\\Tx", "c", &st);
+    EXPECT_EQ(st, ERROR_FILE_NOT_FOUND);
+    {
+        zul::registry::Transaction outer;
+        Key k;
+        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Tx", 0, KEY_ALL_ACCESS, &k), ERROR_SUCCESS);
+        {
+            // Joined first inside the inner scope: still undone by the outer.
+            zul::registry::Transaction inner;
+            ASSERT_EQ(setString(k, "e", "5"), ERROR_SUCCESS);
+            ASSERT_EQ(inner.commit(), ERROR_SUCCESS);
+        }
+    }
+    getString(HKEY_CURRENT_USER, "Software\\Tx", "e", &st);
     EXPECT_EQ(st, ERROR_FILE_NOT_FOUND);
 }
 

@@ -184,7 +184,6 @@ HiveCache& hiveCache() {
 // The Transaction scopes of this thread.
 struct ThreadTransaction {
     int depth = 0;
-    bool abandoned = false;
     std::vector<std::shared_ptr<Hive>> joined;
 };
 thread_local ThreadTransaction t_tx;
@@ -481,17 +480,41 @@ LSTATUS Hive::finish(Access access, bool ok) {
     return st;
 }
 
+namespace {
+std::string savepointName(int level) { return "scope" + std::to_string(level); }
+} // namespace
+
 LSTATUS Hive::joinTransaction(Access access) {
-    // The hive stays locked for this thread until the scope ends.
+    (void)access;
+    // The hive stays locked for this thread until the outermost scope ends.
     mu_.lock();
-    const LSTATUS st = execRetrying(readOnly_ ? "BEGIN" : "BEGIN IMMEDIATE");
+    LSTATUS st = execRetrying(readOnly_ ? "BEGIN" : "BEGIN IMMEDIATE");
+    // Joining inside nested scopes: one savepoint per open inner scope, so
+    // each can still be undone on its own.
+    for (int level = 2; st == ERROR_SUCCESS && level <= t_tx.depth; ++level)
+        st = exec(("SAVEPOINT " + savepointName(level)).c_str());
     if (st != ERROR_SUCCESS) {
+        if (db_ && !sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
         mu_.unlock();
         return st;
     }
-    (void)access;
     inTransaction_ = true;
     t_tx.joined.push_back(Hive::forPath(path_));
+    return ERROR_SUCCESS;
+}
+
+LSTATUS Hive::scope(int level, ScopeStep step) {
+    if (!db_ || !inTransaction_) return ERROR_SUCCESS;
+    const std::string name = savepointName(level);
+    switch (step) {
+    case ScopeStep::Open: return exec(("SAVEPOINT " + name).c_str());
+    case ScopeStep::Keep: return exec(("RELEASE " + name).c_str());
+    case ScopeStep::Undo: {
+        const LSTATUS st = exec(("ROLLBACK TO " + name).c_str());
+        const LSTATUS rel = exec(("RELEASE " + name).c_str());
+        return st != ERROR_SUCCESS ? st : rel;
+    }
+    }
     return ERROR_SUCCESS;
 }
 
@@ -516,7 +539,14 @@ void Hive::rollbackTransaction() {
     mu_.unlock();
 }
 
-Transaction::Transaction() { ++t_tx.depth; }
+Transaction::Transaction() {
+    ++t_tx.depth;
+    if (t_tx.depth > 1)
+        for (auto& hive : t_tx.joined) {
+            std::lock_guard lock(hive->mutex());
+            hive->scope(t_tx.depth, Hive::ScopeStep::Open);
+        }
+}
 
 Transaction::~Transaction() {
     if (!done_) rollback();
@@ -525,22 +555,23 @@ Transaction::~Transaction() {
 LSTATUS Transaction::commit() {
     if (done_) return ERROR_SUCCESS;
     done_ = true;
-    if (--t_tx.depth > 0) return ERROR_SUCCESS; // the outer scope decides
-    auto joined = std::move(t_tx.joined);
-    t_tx.joined.clear();
-    const bool abandoned = std::exchange(t_tx.abandoned, false);
-    LSTATUS st = ERROR_SUCCESS;
-    for (auto& hive : joined) {
-        if (abandoned) {
-            hive->rollbackTransaction();
-        } else {
-            const LSTATUS one = hive->commitTransaction();
+    if (t_tx.depth > 1) {
+        // An inner scope keeps its work; the outer scope decides on it.
+        LSTATUS st = ERROR_SUCCESS;
+        for (auto& hive : t_tx.joined) {
+            const LSTATUS one = hive->scope(t_tx.depth, Hive::ScopeStep::Keep);
             if (st == ERROR_SUCCESS) st = one;
         }
+        --t_tx.depth;
+        return st;
     }
-    if (abandoned) {
-        setErrorDetail("an inner registry transaction was abandoned; everything was rolled back");
-        return ERROR_CANTWRITE;
+    t_tx.depth = 0;
+    auto joined = std::move(t_tx.joined);
+    t_tx.joined.clear();
+    LSTATUS st = ERROR_SUCCESS;
+    for (auto& hive : joined) {
+        const LSTATUS one = hive->commitTransaction();
+        if (st == ERROR_SUCCESS) st = one;
     }
     return st;
 }
@@ -548,13 +579,15 @@ LSTATUS Transaction::commit() {
 void Transaction::rollback() {
     if (done_) return;
     done_ = true;
-    if (--t_tx.depth > 0) {
-        t_tx.abandoned = true;
+    if (t_tx.depth > 1) {
+        // Undoes this scope's work only.
+        for (auto& hive : t_tx.joined) hive->scope(t_tx.depth, Hive::ScopeStep::Undo);
+        --t_tx.depth;
         return;
     }
+    t_tx.depth = 0;
     auto joined = std::move(t_tx.joined);
     t_tx.joined.clear();
-    t_tx.abandoned = false;
     for (auto& hive : joined) hive->rollbackTransaction();
 }
 

@@ -82,6 +82,9 @@ public:
     // Transaction support: called by the thread's Transaction.
     LSTATUS joinTransaction(Access access);
     LSTATUS commitTransaction();
+    // Savepoints of nested scopes (level 2 and deeper) in a joined hive.
+    enum class ScopeStep { Open, Keep, Undo };
+    LSTATUS scope(int level, ScopeStep step);
     void rollbackTransaction();
     std::recursive_mutex& mutex() { return mu_; }
 

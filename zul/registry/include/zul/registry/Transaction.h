@@ -9,8 +9,9 @@ namespace zul::registry {
 // joins one transaction per hive it touches (the hive is write-locked against
 // other processes from the first call on), and nothing becomes visible to
 // other processes or durable until commit(). Destroying the scope without
-// commit() rolls every call back. Scopes nest: an inner scope joins the outer
-// one, and an inner scope left without commit() makes the outer commit fail.
+// commit() rolls every call back. Scopes nest: an inner scope's commit()
+// hands its work to the outer scope, which makes it durable or not; an inner
+// scope left without commit() undoes its own work only.
 //
 // Atomic per hive; a transaction touching two hives commits them one after
 // the other. Other threads of the process wait for the scope to end before

@@ -1,0 +1,551 @@
+// CViewManager: the store's operations, notifications and default view.
+// Registry storage is in ViewRegistry.cpp.
+
+#include "ViewManager.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "Trace.h"
+#include "zul/registry/RegHelper.h"
+#include "zul/registry/Transaction.h"
+
+using zul::registry::Transaction;
+
+namespace {
+
+FullViewInfo s_fromVectors(const float up[3], const float view[3], CameraTypeEnum type, int index) {
+    FullViewInfo info;
+    std::memcpy(info.pUpVector, up, sizeof info.pUpVector);
+    std::memcpy(info.pViewVector, view, sizeof info.pViewVector);
+    info.cameraType = type;
+    info.iViewIndex = index;
+    info.bHasFromAndAt = 0;
+    return info;
+}
+
+FullViewInfo s_fromArguments(const float up[3], const float view[3], CameraTypeEnum type, int index,
+                             const float from[3], const float at[3], float angle, int bits) {
+    FullViewInfo info = s_fromVectors(up, view, type, index);
+    info.bHasFromAndAt = from && at ? 1 : 0;
+    if (from) std::memcpy(info.pFromVector, from, sizeof info.pFromVector);
+    if (at) std::memcpy(info.pAtVector, at, sizeof info.pAtVector);
+    info.viewAngle = angle;
+    info.iChangeBits = bits;
+    return info;
+}
+
+} // namespace
+
+CViewManager::CViewManager() {
+    m_currentPath = CRegHelper(m_currentKey.c_str(), RegPathUserSettings).GetRegPath();
+    m_olderPath = CRegHelper(m_olderKey.c_str(), RegPathUserSettings).GetRegPath();
+}
+
+CViewManager::~CViewManager() {
+    for (IViewManagerSink* sink : m_sinks) sink->Release();
+}
+
+HRESULT CViewManager::finalConstruct() {
+    KRAV_TRACE("CViewManager::finalConstruct");
+    // One transaction for the whole start: one lock for its many reads, one
+    // commit for its writes, and two hosts starting at once cannot both seed.
+    Transaction tx;
+    _mergeImportedViews();
+    m_startStatus = _loadViewsFromRegistry(m_currentKey, false, m_slots);
+    if (m_startStatus == S_FALSE) _ensureStandardViews();
+    if (SUCCEEDED(m_startStatus)) {
+        _moveOlderViews();
+        m_keyMapValid = false; // rebuilt on the first lookup that misses
+    }
+    if (tx.commit() != ERROR_SUCCESS && SUCCEEDED(m_startStatus)) m_startStatus = E_FAIL;
+    return S_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Slot table
+
+void CViewManager::_ensureUniqueViewIndex(int& index) {
+    KRAV_TRACE("CViewManager::_ensureUniqueViewIndex");
+    if (index < 1) index = 1;
+    const int count = static_cast<int>(m_slots.size());
+    if (index < count && m_slots[index - 1].empty()) return;
+    for (int k = 0; k < count; ++k) {
+        if (m_slots[k].empty()) {
+            index = k + 1;
+            return;
+        }
+    }
+    index = count + 1;
+    m_slots.emplace_back();
+}
+
+void CViewManager::_putInSlot(const std::string& name, int index) {
+    if (index < 1) return;
+    if (index > static_cast<int>(m_slots.size())) m_slots.resize(index);
+    m_slots[index - 1] = name;
+}
+
+int CViewManager::_viewCount() const {
+    return static_cast<int>(std::count_if(m_slots.begin(), m_slots.end(), [](const auto& s) { return !s.empty(); }));
+}
+
+HRESULT CViewManager::_checkRecord(const char* name, const FullViewInfo& info) const {
+    if (!name) return E_POINTER;
+    if (!*name || info.cameraType < Orthographic || info.cameraType > Perspective) return E_INVALIDARG;
+    return S_OK;
+}
+
+bool CViewManager::_viewExists(const char* name) {
+    FullViewInfo info;
+    return GetViewInfo(name, &info) == S_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Announcing
+
+void CViewManager::_announce(Event event, const char* name, const char* newName) {
+    KRAV_TRACE("CViewManager::_announce");
+    // The store hears first, then a copy of the list in registration order,
+    // so a listener may unregister while it is being called.
+    std::vector<IViewManagerSink*> sinks;
+    sinks.reserve(m_sinks.size() + 1);
+    sinks.push_back(static_cast<IViewManagerSink*>(this));
+    for (IViewManagerSink* s : m_sinks) {
+        s->AddRef();
+        sinks.push_back(s);
+    }
+    for (IViewManagerSink* s : sinks) {
+        switch (event) {
+        case Event::Created: s->NotifyViewCreated(name); break;
+        case Event::PreDestroy: s->NotifyViewPreDestroy(name); break;
+        case Event::Destroyed: s->NotifyViewDestroyed(name); break;
+        case Event::PreEdit: s->NotifyViewPreEdit(name); break;
+        case Event::Edited: s->NotifyViewEdited(name); break;
+        case Event::Renamed: s->NotifyViewRenamed(name, newName); break;
+        case Event::BatchBegin: s->NotifyBatchViewEditBegin(); break;
+        case Event::BatchEnd: s->NotifyBatchViewEditEnd(); break;
+        }
+    }
+    for (size_t i = 1; i < sinks.size(); ++i) sinks[i]->Release();
+}
+
+HRESULT CViewManager::RegisterInterest(IViewManagerSink* pSink) {
+    KRAV_TRACE("CViewManager::RegisterInterest");
+    if (!pSink) return E_POINTER;
+    if (std::find(m_sinks.begin(), m_sinks.end(), pSink) != m_sinks.end()) return S_FALSE;
+    return zul::com::firewall([&] {
+        m_sinks.push_back(pSink);
+        pSink->AddRef();
+        return S_OK;
+    });
+}
+
+HRESULT CViewManager::UnregisterInterest(IViewManagerSink* pSink) {
+    KRAV_TRACE("CViewManager::UnregisterInterest");
+    if (!pSink) return E_POINTER;
+    auto it = std::find(m_sinks.begin(), m_sinks.end(), pSink);
+    if (it == m_sinks.end()) return S_FALSE;
+    m_sinks.erase(it);
+    pSink->Release();
+    return S_OK;
+}
+
+HRESULT CViewManager::BeginBatchViewEdit() {
+    KRAV_TRACE("CViewManager::BeginBatchViewEdit");
+    return zul::com::firewall([&] {
+        _announce(Event::BatchBegin);
+        return S_OK;
+    });
+}
+
+HRESULT CViewManager::EndBatchViewEdit() {
+    KRAV_TRACE("CViewManager::EndBatchViewEdit");
+    return zul::com::firewall([&] {
+        _announce(Event::BatchEnd);
+        return S_OK;
+    });
+}
+
+// ---------------------------------------------------------------------------
+// Record-based operations
+
+HRESULT CViewManager::_createView(const char* name, FullViewInfo& info) {
+    KRAV_TRACE("CViewManager::_createView");
+    const HRESULT check = _checkRecord(name, info);
+    if (FAILED(check)) return check;
+    // Refused here, so that a later start never has to drop a view.
+    if (_viewCount() >= kMaxViews) return E_UNEXPECTED;
+    _ensureUniqueViewIndex(info.iViewIndex);
+    const HRESULT hr = _writeViewToRegistry(m_currentKey, name, info, false);
+    if (hr != S_OK) return FAILED(hr) ? hr : E_FAIL;
+    _putInSlot(name, info.iViewIndex);
+    return S_OK;
+}
+
+HRESULT CViewManager::_destroyView(const char* name, int slot) {
+    KRAV_TRACE("CViewManager::_destroyView");
+    if (!name) return E_POINTER;
+    if (!*name) return E_INVALIDARG;
+    return _deleteViewFromRegistry(m_currentKey, name, false, slot);
+}
+
+HRESULT CViewManager::CreateViewInfo(const char* pViewName, FullViewInfo viewInfo) {
+    KRAV_TRACE("CViewManager::CreateViewInfo");
+    return zul::com::firewall([&]() -> HRESULT {
+        if (_viewExists(pViewName)) return S_FALSE;
+        {
+            Transaction tx;
+            const HRESULT hr = _createView(pViewName, viewInfo);
+            if (FAILED(hr)) return hr;
+            if (tx.commit() != ERROR_SUCCESS) {
+                if (viewInfo.iViewIndex >= 1 && viewInfo.iViewIndex <= static_cast<int>(m_slots.size()))
+                    m_slots[viewInfo.iViewIndex - 1].clear();
+                m_keyMapValid = false;
+                return E_FAIL;
+            }
+        }
+        _announce(Event::Created, pViewName);
+        return S_OK;
+    });
+}
+
+HRESULT CViewManager::EditViewInfo(const char* pViewName, FullViewInfo viewInfo) {
+    KRAV_TRACE("CViewManager::EditViewInfo");
+    return zul::com::firewall([&]() -> HRESULT {
+        const HRESULT check = _checkRecord(pViewName, viewInfo);
+        if (FAILED(check)) return check;
+        _announce(Event::PreEdit, pViewName);
+        FullViewInfo present;
+        const HRESULT read = GetViewInfo(pViewName, &present);
+        const std::string defaultBefore = m_defaultName;
+        // The old record goes and the new one comes in one step: a failure
+        // leaves the view as it was, in the registry and in the slot table.
+        auto restore = [&](HRESULT hr) {
+            m_keyMapValid = false;
+            m_defaultName = defaultBefore;
+            if (read == S_OK) _putInSlot(pViewName, present.iViewIndex);
+            return hr;
+        };
+        {
+            Transaction tx;
+            HRESULT hr = _destroyView(pViewName, -1);
+            if (FAILED(hr)) return restore(hr);
+            if (_viewCount() >= kMaxViews) return restore(E_UNEXPECTED);
+            if (viewInfo.iViewIndex < 1 && read == S_OK) viewInfo.iViewIndex = present.iViewIndex;
+            _ensureUniqueViewIndex(viewInfo.iViewIndex);
+            hr = _writeViewToRegistry(m_currentKey, pViewName, viewInfo, false);
+            if (hr != S_OK) return restore(E_FAIL);
+            if (tx.commit() != ERROR_SUCCESS) return restore(E_FAIL);
+        }
+        _announce(Event::Edited, pViewName);
+        return S_OK;
+    });
+}
+
+HRESULT CViewManager::GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo) {
+    KRAV_TRACE("CViewManager::GetViewInfo");
+    if (!pViewName || !pViewInfo) return E_POINTER;
+    if (!*pViewName) return E_INVALIDARG;
+    return zul::com::firewall([&]() -> HRESULT {
+        Transaction tx; // one lock for the lookup and every value
+        std::string subkey, stored;
+        if (_findViewKey(m_currentKey, pViewName, subkey) != S_OK) return S_FALSE;
+        FullViewInfo info;
+        if (_readViewFromRegistry(m_currentKey, subkey, info, false, &stored) != S_OK) return S_FALSE;
+        if (!stored.empty() && stored != pViewName) return S_FALSE;
+        tx.commit();
+        *pViewInfo = info;
+        return S_OK;
+    });
+}
+
+HRESULT CViewManager::DestroyViewExt(const char* pViewName) {
+    KRAV_TRACE("CViewManager::DestroyViewExt");
+    if (!pViewName) return E_POINTER;
+    if (!*pViewName) return E_INVALIDARG;
+    return zul::com::firewall([&]() -> HRESULT {
+        _announce(Event::PreDestroy, pViewName);
+        FullViewInfo info;
+        const bool known = GetViewInfo(pViewName, &info) == S_OK;
+        const int slot = known ? info.iViewIndex - 1 : -1;
+        HRESULT hr;
+        {
+            Transaction tx;
+            hr = _destroyView(pViewName, slot);
+            if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) hr = E_FAIL;
+        }
+        if (FAILED(hr)) {
+            m_keyMapValid = false;
+            if (known) _putInSlot(pViewName, info.iViewIndex); // still stored
+            return hr;
+        }
+        _announce(Event::Destroyed, pViewName);
+        return hr;
+    });
+}
+
+HRESULT CViewManager::RenameViewExt(const char* pOldViewName, const char* pNewViewName) {
+    KRAV_TRACE("CViewManager::RenameViewExt");
+    if (!pOldViewName || !pNewViewName) return E_POINTER;
+    return zul::com::firewall([&]() -> HRESULT {
+        FullViewInfo info;
+        HRESULT hr = GetViewInfo(pOldViewName, &info);
+        if (hr != S_OK) return hr;
+        const std::string defaultBefore = m_defaultName;
+        {
+            Transaction tx;
+            hr = _destroyView(pOldViewName, info.iViewIndex - 1);
+            if (SUCCEEDED(hr)) hr = _createView(pNewViewName, info);
+            if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) hr = E_FAIL;
+            if (FAILED(hr)) {
+                // Rolled back: the old name stands where it stood.
+                m_keyMapValid = false;
+                m_defaultName = defaultBefore;
+                for (auto& s : m_slots)
+                    if (s == pNewViewName) s.clear();
+                _putInSlot(pOldViewName, info.iViewIndex);
+                return hr;
+            }
+        }
+        _announce(Event::Renamed, pOldViewName, pNewViewName);
+        return S_OK;
+    });
+}
+
+HRESULT CViewManager::CreateViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                    CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
+                                    float pAtVector[3], float viewAngle, int iChangeBits) {
+    KRAV_TRACE("CViewManager::CreateViewExt");
+    if (!pUpVector || !pViewVector) return E_INVALIDARG;
+    return CreateViewInfo(pViewName, s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum, pFromVector,
+                                                     pAtVector, viewAngle, iChangeBits));
+}
+
+HRESULT CViewManager::EditViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                  CameraTypeEnum cameraType, int iViewNum, float pFromVector[3], float pAtVector[3],
+                                  float viewAngle, int iChangeBits) {
+    KRAV_TRACE("CViewManager::EditViewExt");
+    if (!pViewName || !pUpVector || !pViewVector) return E_INVALIDARG;
+    return EditViewInfo(pViewName, s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum, pFromVector,
+                                                   pAtVector, viewAngle, iChangeBits));
+}
+
+HRESULT CViewManager::GetViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                 CameraTypeEnum* pCameraType, int* pViewNum, float pFromVector[3],
+                                 float pAtVector[3], float* pViewAngle, int* pChangeBits) {
+    KRAV_TRACE("CViewManager::GetViewExt");
+    FullViewInfo info;
+    const HRESULT hr = GetViewInfo(pViewName, &info);
+    if (hr != S_OK) return hr;
+    if (pUpVector) std::memcpy(pUpVector, info.pUpVector, sizeof info.pUpVector);
+    if (pViewVector) std::memcpy(pViewVector, info.pViewVector, sizeof info.pViewVector);
+    if (pCameraType) *pCameraType = info.cameraType;
+    if (pViewNum) *pViewNum = info.iViewIndex;
+    if (pFromVector) std::memcpy(pFromVector, info.pFromVector, sizeof info.pFromVector);
+    if (pAtVector) std::memcpy(pAtVector, info.pAtVector, sizeof info.pAtVector);
+    if (pViewAngle) *pViewAngle = info.viewAngle;
+    if (pChangeBits) *pChangeBits = info.iChangeBits;
+    return S_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Vector-based operations: each goes through the record-based interface.
+
+HRESULT CViewManager::CreateView(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                 CameraTypeEnum cameraType, int iViewNum) {
+    KRAV_TRACE("CViewManager::CreateView");
+    if (!pUpVector || !pViewVector) return E_INVALIDARG;
+    return CreateViewInfo(pViewName, s_fromVectors(pUpVector, pViewVector, cameraType, iViewNum));
+}
+
+HRESULT CViewManager::EditView(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                               CameraTypeEnum cameraType, int iViewNum) {
+    KRAV_TRACE("CViewManager::EditView");
+    if (!pViewName || !pUpVector || !pViewVector) return E_INVALIDARG;
+    return EditViewInfo(pViewName, s_fromVectors(pUpVector, pViewVector, cameraType, iViewNum));
+}
+
+HRESULT CViewManager::GetView(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                              CameraTypeEnum* pCameraType, int* pViewNum) {
+    KRAV_TRACE("CViewManager::GetView");
+    if (!pViewName || !pUpVector || !pViewVector || !pCameraType || !pViewNum) return E_POINTER;
+    return GetViewExt(pViewName, pUpVector, pViewVector, pCameraType, pViewNum, nullptr, nullptr, nullptr, nullptr);
+}
+
+HRESULT CViewManager::DestroyView(const char* pViewName) {
+    KRAV_TRACE("CViewManager::DestroyView");
+    return DestroyViewExt(pViewName);
+}
+
+HRESULT CViewManager::RenameView(const char* pOldViewName, const char* pNewViewName) {
+    KRAV_TRACE("CViewManager::RenameView");
+    return RenameViewExt(pOldViewName, pNewViewName);
+}
+
+HRESULT CViewManager::SaveViews(char* pFileName, FileTypeEnum fileType) {
+    KRAV_TRACE("CViewManager::SaveViews");
+    return SaveViewsExt(pFileName, fileType);
+}
+
+HRESULT CViewManager::LoadViews(char* pFileName, FileTypeEnum fileType) {
+    KRAV_TRACE("CViewManager::LoadViews");
+    return LoadViewsExt(pFileName, fileType);
+}
+
+HRESULT CViewManager::SaveViewsExt(const char*, FileTypeEnum) {
+    KRAV_TRACE("CViewManager::SaveViewsExt");
+    return E_NOTIMPL; // the view files land separately
+}
+
+HRESULT CViewManager::LoadViewsExt(const char*, FileTypeEnum) {
+    KRAV_TRACE("CViewManager::LoadViewsExt");
+    return E_NOTIMPL;
+}
+
+HRESULT CViewManager::_addLoadedView(const char* name, FullViewInfo info) {
+    KRAV_TRACE("CViewManager::_addLoadedView");
+    const HRESULT check = _checkRecord(name, info);
+    if (FAILED(check)) return check;
+    FullViewInfo present;
+    const HRESULT read = GetViewInfo(name, &present);
+    if (read == S_OK) {
+        const HRESULT hr = DestroyView(name);
+        if (FAILED(hr)) return hr;
+    } else if (read != S_FALSE) {
+        return read;
+    }
+    return CreateViewInfo(name, info);
+}
+
+// ---------------------------------------------------------------------------
+// Default view and applying views
+
+HRESULT CViewManager::GetDefaultView(FullViewInfo* pViewInfo) {
+    KRAV_TRACE("CViewManager::GetDefaultView");
+    if (!pViewInfo) return E_POINTER;
+    return zul::com::firewall([&]() -> HRESULT {
+        if (!m_defaultName.empty()) return GetViewInfo(m_defaultName.c_str(), pViewInfo);
+        if (m_slots.empty()) return E_FAIL;
+        Transaction tx;
+        for (const std::string& name : m_slots) {
+            if (name.empty()) continue;
+            FullViewInfo info;
+            if (GetViewInfo(name.c_str(), &info) != S_OK) return E_FAIL;
+            if (info.iChangeBits & ViewChangeDefaultView) {
+                m_defaultName = name;
+                *pViewInfo = info;
+                return S_OK;
+            }
+        }
+        return E_FAIL;
+    });
+}
+
+HRESULT CViewManager::SetDefaultView(const char* pViewName) {
+    KRAV_TRACE("CViewManager::SetDefaultView");
+    return zul::com::firewall([&]() -> HRESULT {
+        // Moving the mark is one durable step.
+        Transaction tx;
+        FullViewInfo info;
+        if (GetDefaultView(&info) == S_OK) {
+            const std::string previous = m_defaultName;
+            info.iChangeBits &= ~ViewChangeDefaultView;
+            const HRESULT hr = EditViewInfo(previous.c_str(), info);
+            if (FAILED(hr)) return hr;
+        }
+        if (pViewName && std::find(m_slots.begin(), m_slots.end(), pViewName) != m_slots.end()) {
+            HRESULT hr = GetViewInfo(pViewName, &info);
+            if (hr != S_OK) return FAILED(hr) ? hr : E_FAIL;
+            info.iChangeBits |= ViewChangeDefaultView;
+            hr = EditViewInfo(pViewName, info);
+            if (FAILED(hr)) return hr;
+            m_defaultName = pViewName;
+        }
+        return tx.commit() == ERROR_SUCCESS ? S_OK : E_FAIL;
+    });
+}
+
+HRESULT CViewManager::ShowViewExt(const char* pViewName) {
+    KRAV_TRACE("CViewManager::ShowViewExt");
+    if (!pViewName) return E_POINTER;
+    FullViewInfo info;
+    const HRESULT hr = GetViewInfo(pViewName, &info);
+    if (hr != S_OK) return hr;
+    if (!m_navigator) return E_FAIL;
+    return m_navigator->SetViewInfo(&info);
+}
+
+HRESULT CViewManager::ShowView(const char* pViewName) {
+    KRAV_TRACE("CViewManager::ShowView");
+    return ShowViewExt(pViewName);
+}
+
+HRESULT CViewManager::ApplyDefaultView() {
+    KRAV_TRACE("CViewManager::ApplyDefaultView");
+    if (!m_navigator) return E_UNEXPECTED;
+    FullViewInfo info;
+    const HRESULT hr = GetDefaultView(&info);
+    if (m_defaultName.empty()) return S_FALSE;
+    if (hr != S_OK) return hr;
+    return m_navigator->SetViewInfo(&info);
+}
+
+HRESULT CViewManager::BindViewNavigator(IViewNavigator* pNavigator) {
+    KRAV_TRACE("CViewManager::BindViewNavigator");
+    m_navigator = zul::com::ComPtr<IViewNavigator>(pNavigator);
+    return S_OK;
+}
+
+// ---------------------------------------------------------------------------
+// The store's own listener
+
+HRESULT CViewManager::NotifyViewCreated(const char* pViewName) {
+    KRAV_TRACE("CViewManager::NotifyViewCreated");
+    if (!pViewName) return E_POINTER;
+    FullViewInfo info;
+    if (GetViewInfo(pViewName, &info) != S_OK) return E_FAIL;
+    _putInSlot(pViewName, info.iViewIndex);
+    return S_OK;
+}
+
+HRESULT CViewManager::NotifyViewEdited(const char* pViewName) {
+    KRAV_TRACE("CViewManager::NotifyViewEdited");
+    return NotifyViewCreated(pViewName);
+}
+
+HRESULT CViewManager::NotifyViewPreDestroy(const char* pViewName) {
+    KRAV_TRACE("CViewManager::NotifyViewPreDestroy");
+    return NotifyViewPreEdit(pViewName);
+}
+
+HRESULT CViewManager::NotifyViewPreEdit(const char* pViewName) {
+    KRAV_TRACE("CViewManager::NotifyViewPreEdit");
+    if (!pViewName) return E_POINTER;
+    FullViewInfo info;
+    if (GetViewInfo(pViewName, &info) != S_OK) return S_OK;
+    const int slot = info.iViewIndex - 1;
+    if (slot >= 0 && slot < static_cast<int>(m_slots.size()) && m_slots[slot] == pViewName) m_slots[slot].clear();
+    return S_OK;
+}
+
+HRESULT CViewManager::NotifyViewDestroyed(const char* pViewName) {
+    KRAV_TRACE("CViewManager::NotifyViewDestroyed");
+    return pViewName ? S_OK : E_POINTER;
+}
+
+HRESULT CViewManager::NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) {
+    KRAV_TRACE("CViewManager::NotifyViewRenamed");
+    if (!pOldViewName || !pNewViewName) return E_POINTER;
+    return NotifyViewCreated(pNewViewName);
+}
+
+HRESULT CViewManager::NotifyBatchViewEditBegin() {
+    KRAV_TRACE("CViewManager::NotifyBatchViewEditBegin");
+    return S_OK;
+}
+
+HRESULT CViewManager::NotifyBatchViewEditEnd() {
+    KRAV_TRACE("CViewManager::NotifyBatchViewEditEnd");
+    return S_OK;
+}

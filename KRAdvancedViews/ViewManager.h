@@ -1,0 +1,132 @@
+// CViewManager: the user's named views. The registry is the store: besides a
+// table of names by index (the slot table) nothing of a view is kept in memory.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "KRAdvancedViews/IViewManager.h"
+#include "zul/com/ComPtr.h"
+#include "zul/com/Object.h"
+
+class CViewManager : public zul::com::ObjectRoot, public IViewManager2, public IViewManagerSink {
+public:
+    ZUL_BEGIN_INTERFACE_MAP(CViewManager)
+    ZUL_INTERFACE_ENTRY(IViewManager2)
+    ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
+    ZUL_INTERFACE_ENTRY(IViewManagerSink)
+    ZUL_END_INTERFACE_MAP()
+    ZUL_DELEGATING_IUNKNOWN
+
+    CViewManager();
+    ~CViewManager() override;
+
+    // Starts the store: merges imported views, loads the registry, seeds the
+    // standard views into an empty store, moves views from the older key.
+    // A start that cannot read the registry leaves an empty store that fails
+    // its operations with the registry's status; it does not fail creation.
+    HRESULT finalConstruct() override;
+
+    // IViewManager
+    HRESULT STDMETHODCALLTYPE CreateView(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                         CameraTypeEnum cameraType, int iViewNum) override;
+    HRESULT STDMETHODCALLTYPE EditView(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                       CameraTypeEnum cameraType, int iViewNum) override;
+    HRESULT STDMETHODCALLTYPE GetView(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                      CameraTypeEnum* pCameraType, int* pViewNum) override;
+    HRESULT STDMETHODCALLTYPE DestroyView(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE RenameView(const char* pOldViewName, const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE SaveViews(char* pFileName, FileTypeEnum fileType) override;
+    HRESULT STDMETHODCALLTYPE LoadViews(char* pFileName, FileTypeEnum fileType) override;
+    HRESULT STDMETHODCALLTYPE ShowView(const char* pViewName) override;
+
+    // IViewManager2
+    HRESULT STDMETHODCALLTYPE CreateViewInfo(const char* pViewName, FullViewInfo viewInfo) override;
+    HRESULT STDMETHODCALLTYPE EditViewInfo(const char* pViewName, FullViewInfo viewInfo) override;
+    HRESULT STDMETHODCALLTYPE GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo) override;
+    HRESULT STDMETHODCALLTYPE DestroyViewExt(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE RenameViewExt(const char* pOldViewName, const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE CreateViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                            CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
+                                            float pAtVector[3], float viewAngle, int iChangeBits) override;
+    HRESULT STDMETHODCALLTYPE EditViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                          CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
+                                          float pAtVector[3], float viewAngle, int iChangeBits) override;
+    HRESULT STDMETHODCALLTYPE GetViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
+                                         CameraTypeEnum* pCameraType, int* pViewNum, float pFromVector[3],
+                                         float pAtVector[3], float* pViewAngle, int* pChangeBits) override;
+    HRESULT STDMETHODCALLTYPE RegisterInterest(IViewManagerSink* pSink) override;
+    HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewManagerSink* pSink) override;
+    HRESULT STDMETHODCALLTYPE BeginBatchViewEdit() override;
+    HRESULT STDMETHODCALLTYPE EndBatchViewEdit() override;
+    HRESULT STDMETHODCALLTYPE ShowViewExt(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE SetDefaultView(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE GetDefaultView(FullViewInfo* pViewInfo) override;
+    HRESULT STDMETHODCALLTYPE ApplyDefaultView() override;
+    HRESULT STDMETHODCALLTYPE SaveViewsExt(const char* pFileName, FileTypeEnum fileType) override;
+    HRESULT STDMETHODCALLTYPE LoadViewsExt(const char* pFileName, FileTypeEnum fileType) override;
+    HRESULT STDMETHODCALLTYPE BindViewNavigator(IViewNavigator* pNavigator) override;
+
+    // IViewManagerSink: the store hears its own announcements first and keeps
+    // its slot table in step with the registry.
+    HRESULT STDMETHODCALLTYPE NotifyViewCreated(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewPreDestroy(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewEdited(const char* pViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyBatchViewEditBegin() override;
+    HRESULT STDMETHODCALLTYPE NotifyBatchViewEditEnd() override;
+
+    // The slot table, for tests and diagnostics: slot k holds the view of index k + 1.
+    const std::vector<std::string>& slots() const { return m_slots; }
+    // The status of the last start (S_OK, S_FALSE for a seeded store, or the failure).
+    HRESULT startStatus() const { return m_startStatus; }
+
+    // Index assignment: the requested index if its slot is free (never the
+    // last slot), else the first free slot, else a new slot at the end.
+    void _ensureUniqueViewIndex(int& index);
+
+private:
+    enum class Event { Created, PreDestroy, Destroyed, PreEdit, Edited, Renamed, BatchBegin, BatchEnd };
+    void _announce(Event event, const char* name = nullptr, const char* newName = nullptr);
+
+    HRESULT _createView(const char* name, FullViewInfo& info);
+    HRESULT _destroyView(const char* name, int slot);
+    bool _viewExists(const char* name);
+    int _viewCount() const;
+    HRESULT _checkRecord(const char* name, const FullViewInfo& info) const;
+    void _putInSlot(const std::string& name, int index);
+
+    // Registry storage (ViewRegistry.cpp).
+    HRESULT _writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info, bool older);
+    HRESULT _readViewFromRegistry(const std::string& base, const std::string& subkey, FullViewInfo& info,
+                                  bool older, std::string* storedName);
+    HRESULT _deleteViewFromRegistry(const std::string& base, const char* name, bool older, int slot);
+    HRESULT _findViewKey(const std::string& base, const std::string& name, std::string& subkey);
+    HRESULT _loadViewsFromRegistry(const std::string& base, bool older, std::vector<std::string>& slots);
+    HRESULT _mergeImportedViews();
+    HRESULT _moveOlderViews();
+    HRESULT _compressViews();
+    HRESULT _ensureStandardViews();
+    HRESULT _addLoadedView(const char* name, FullViewInfo info);
+
+    std::vector<std::string> m_slots;
+    std::string m_defaultName;
+    std::string m_currentKey = "KRAdvancedViews2"; // relative to the per-user settings root
+    std::string m_olderKey = "KRAdvancedViews";
+    std::string m_currentPath;                      // below HKEY_CURRENT_USER
+    std::string m_olderPath;
+    // Name -> subkey of the current layout, checked against "View Name" on
+    // every use, so a stale entry costs a rescan and never a wrong view. A
+    // name it lacks is absent when the key still has the number of subkeys
+    // the map accounts for; otherwise the subkeys are scanned again.
+    std::unordered_map<std::string, std::string> m_keyOfName;
+    DWORD m_knownKeyCount = 0;
+    bool m_keyMapValid = false;
+    HRESULT _scanViewKeys(const std::string& base);
+    std::vector<IViewManagerSink*> m_sinks; // counted references, registration order
+    zul::com::ComPtr<IViewNavigator> m_navigator;
+    HRESULT m_startStatus = S_OK;
+};

@@ -1,0 +1,15 @@
+// The module's string table, looked up by resource id.
+#pragma once
+
+namespace krav {
+
+enum StringId : unsigned {
+    IDS_POSITIVE_ISOMETRIC = 132,
+    IDS_NEGATIVE_ISOMETRIC = 133,
+    IDS_MAX_VIEWS_LOADED = 139,
+};
+
+// The text of `id`, or "" for an id the table does not hold. The pointer stays valid.
+const char* LoadModuleString(unsigned id);
+
+} // namespace krav

@@ -1,0 +1,308 @@
+// krviews: a headless host for the view store. It loads the module library
+// ($KRAV_MODULE, else KRAdvancedViews.so next to this program), obtains the
+// store through the library's class object, and drives it from the command line.
+//
+// Exit status: 0 done; 1 nothing was done (the view exists already, or there
+// is no such view); 2 bad usage; 3 a failure status from the store or registry.
+
+#include <CLI/CLI.hpp>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <sstream>
+
+#include "KRAdvancedViews/IViewManager.h"
+#include "zul/com/ComPtr.h"
+#include "zul/registry/registry.h"
+#include "zul/runtime/Library.h"
+
+namespace {
+
+constexpr int kDone = 0, kNothing = 1, kUsage = 2, kFailure = 3;
+constexpr const char* kStoreKey = "Software\\ZUL\\KRAdvancedViews2";
+
+std::string programDir() {
+    std::error_code ec;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    return ec ? std::string(".") : self.parent_path().string();
+}
+
+int failure(const std::string& what, HRESULT hr) {
+    std::cerr << "krviews: " << what << ": " << zul::runtime::describeHresult(hr);
+    if ((static_cast<uint32_t>(hr) & 0xFFFF0000u) == 0x80070000u && hr != E_INVALIDARG && hr != E_OUTOFMEMORY &&
+        hr != E_ACCESSDENIED)
+        std::cerr << " " << zul::registry::describeStatus(static_cast<LSTATUS>(hr & 0xFFFF));
+    const std::string detail = zul::registry::lastErrorDetail();
+    if (!detail.empty()) std::cerr << " (" << detail << ")";
+    if (hr == E_UNEXPECTED) std::cerr << " (the store holds " << kMaxViews << " views, the most it can)";
+    if (hr == E_INVALIDARG) std::cerr << " (a view needs a non-empty name and a camera type of ortho or persp)";
+    std::cerr << "\n";
+    return kFailure;
+}
+
+int nothing(const std::string& why) {
+    std::cerr << "krviews: nothing was done: " << why << "\n";
+    return kNothing;
+}
+
+bool parseVector(const std::string& text, float out[3]) {
+    std::istringstream in(text);
+    in.imbue(std::locale::classic());
+    char c1 = 0, c2 = 0;
+    std::string rest;
+    if (!(in >> out[0] >> c1 >> out[1] >> c2 >> out[2]) || c1 != ',' || c2 != ',') return false;
+    return !(in >> rest);
+}
+
+// The options shared by add and edit; each set only when given.
+struct RecordOptions {
+    std::optional<std::string> up, view, type, from, at, fov, index, bits;
+
+    void attach(CLI::App* cmd) {
+        cmd->add_option("--up", up, "Up vector X,Y,Z");
+        cmd->add_option("--view", view, "View vector X,Y,Z (eye towards the scene)");
+        cmd->add_option("--type", type, "Camera type: ortho or persp");
+        cmd->add_option("--from", from, "Look-from point X,Y,Z");
+        cmd->add_option("--at", at, "Look-at point X,Y,Z");
+        cmd->add_option("--fov", fov, "Field of view in degrees");
+        cmd->add_option("--index", index, "Position in the list (1-based)");
+        cmd->add_option("--bits", bits, "Change bits (decimal or 0x hex)");
+    }
+
+    // Applies the given options to `info`; false with a message on bad input.
+    bool apply(FullViewInfo& info) const {
+        auto vec = [](const std::optional<std::string>& o, float v[3], const char* what) {
+            if (o && !parseVector(*o, v)) {
+                std::cerr << "krviews: --" << what << " takes three numbers X,Y,Z, not '" << *o << "'\n";
+                return false;
+            }
+            return true;
+        };
+        if (!vec(up, info.pUpVector, "up") || !vec(view, info.pViewVector, "view") ||
+            !vec(from, info.pFromVector, "from") || !vec(at, info.pAtVector, "at"))
+            return false;
+        if (type) {
+            if (*type == "ortho") info.cameraType = Orthographic;
+            else if (*type == "persp") info.cameraType = Perspective;
+            else {
+                std::cerr << "krviews: --type is ortho or persp, not '" << *type << "'\n";
+                return false;
+            }
+        }
+        try {
+            size_t used = 0;
+            if (fov) {
+                info.viewAngle = std::stof(*fov, &used);
+                if (used != fov->size()) throw std::invalid_argument("fov");
+            }
+            if (index) {
+                info.iViewIndex = std::stoi(*index, &used);
+                if (used != index->size()) throw std::invalid_argument("index");
+            }
+            if (bits) {
+                info.iChangeBits = static_cast<int>(std::stoul(*bits, &used, 0));
+                if (used != bits->size()) throw std::invalid_argument("bits");
+            }
+        } catch (const std::exception&) {
+            std::cerr << "krviews: --fov takes a number, --index and --bits whole numbers\n";
+            return false;
+        }
+        return true;
+    }
+};
+
+struct Listed {
+    int index;
+    std::string name;
+    bool isDefault;
+};
+
+// The stored views in index order, read through the store.
+HRESULT listViews(IViewManager2* store, std::vector<Listed>& out) {
+    out.clear();
+    HKEY key = nullptr;
+    LSTATUS st = RegOpenKeyExA(HKEY_CURRENT_USER, kStoreKey, 0, KEY_READ, &key);
+    if (st == ERROR_FILE_NOT_FOUND) return S_OK;
+    if (st != ERROR_SUCCESS) return HRESULT_FROM_WIN32(st);
+    char subkey[512];
+    for (DWORD i = 0;; ++i) {
+        DWORD cch = sizeof subkey;
+        st = RegEnumKeyExA(key, i, subkey, &cch, nullptr, nullptr, nullptr, nullptr);
+        if (st == ERROR_NO_MORE_ITEMS) break;
+        if (st != ERROR_SUCCESS) {
+            RegCloseKey(key);
+            return HRESULT_FROM_WIN32(st);
+        }
+        HKEY view = nullptr;
+        char name[1024] = {};
+        DWORD size = sizeof name - 1;
+        if (RegOpenKeyExA(key, subkey, 0, KEY_READ, &view) == ERROR_SUCCESS) {
+            if (RegQueryValueExA(view, "View Name", nullptr, nullptr, reinterpret_cast<BYTE*>(name), &size) !=
+                ERROR_SUCCESS)
+                name[0] = '\0';
+            RegCloseKey(view);
+        }
+        FullViewInfo info;
+        if (name[0] && store->GetViewInfo(name, &info) == S_OK)
+            out.push_back({info.iViewIndex, name, (info.iChangeBits & ViewChangeDefaultView) != 0});
+    }
+    RegCloseKey(key);
+    std::stable_sort(out.begin(), out.end(), [](const Listed& a, const Listed& b) { return a.index < b.index; });
+    return S_OK;
+}
+
+void printVector(const char* label, const float v[3]) {
+    std::printf("%s:%g %g %g\n", label, v[0], v[1], v[2]);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"krviews: the view store from the command line"};
+    app.require_subcommand(1);
+    std::string hive;
+    app.add_option("--hive", hive, "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
+
+    std::string name, newName;
+    RecordOptions addOpts, editOpts;
+    bool clearDefault = false;
+
+    app.add_subcommand("list", "List the stored views: index, tab, name (tab default)");
+    auto* show = app.add_subcommand("show", "Print a view's record");
+    show->add_option("NAME", name, "View name")->required();
+    auto* add = app.add_subcommand("add", "Create a view (record defaults for what is not given)");
+    add->add_option("NAME", name, "View name")->required();
+    addOpts.attach(add);
+    auto* edit = app.add_subcommand("edit", "Change a stored view by the options given");
+    edit->add_option("NAME", name, "View name")->required();
+    editOpts.attach(edit);
+    auto* rename = app.add_subcommand("rename", "Rename a view");
+    rename->add_option("OLD", name, "Current name")->required();
+    rename->add_option("NEW", newName, "New name")->required();
+    auto* del = app.add_subcommand("delete", "Delete a view");
+    del->add_option("NAME", name, "View name")->required();
+    auto* def = app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
+    auto* defName = def->add_option("NAME", name, "View to mark as the default");
+    def->add_flag("--clear", clearDefault, "Remove the default mark");
+    for (CLI::App* sub : app.get_subcommands({})) sub->positionals_at_end(false);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        const int code = app.exit(e);
+        return e.get_exit_code() == 0 ? code : kUsage;
+    }
+    if (!hive.empty()) ::setenv("ZUL_USER_HIVE", hive.c_str(), 1);
+
+    // A hive that cannot be read is reported before anything is tried.
+    {
+        HKEY probe = nullptr;
+        const LSTATUS st = RegOpenKeyExA(HKEY_CURRENT_USER, "Software", 0, KEY_READ, &probe);
+        if (st == ERROR_SUCCESS) RegCloseKey(probe);
+        else if (st != ERROR_FILE_NOT_FOUND) return failure("cannot read the user registry", HRESULT_FROM_WIN32(st));
+    }
+
+    const char* env = std::getenv("KRAV_MODULE");
+    const std::string modulePath = env && *env ? env : programDir() + "/KRAdvancedViews.so";
+    zul::runtime::Library module;
+    if (!module.load(modulePath)) {
+        std::cerr << "krviews: cannot load the module '" << modulePath << "': " << module.error() << "\n";
+        return kFailure;
+    }
+    auto getClassObject = module.function<zul::runtime::DllGetClassObjectFn>("DllGetClassObject");
+    if (!getClassObject) {
+        std::cerr << "krviews: '" << modulePath << "' is not a component server (no DllGetClassObject)\n";
+        return kFailure;
+    }
+    int result = kDone;
+    {
+        zul::com::ComPtr<IClassFactory> factory;
+        HRESULT hr = getClassObject(CLSID_ViewManager, IID_IClassFactory,
+                                    reinterpret_cast<void**>(factory.GetAddressOf()));
+        if (FAILED(hr)) return failure("cannot get the view store's class object", hr);
+        zul::com::ComPtr<IViewManager2> store;
+        hr = factory->CreateInstance(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf()));
+        if (FAILED(hr)) return failure("cannot create the view store", hr);
+
+        const std::string sub = app.get_subcommands().front()->get_name();
+        if (sub == "list") {
+            std::vector<Listed> views;
+            hr = listViews(store.Get(), views);
+            if (FAILED(hr)) return failure("cannot list the views", hr);
+            for (const Listed& v : views)
+                std::printf("%d\t%s%s\n", v.index, v.name.c_str(), v.isDefault ? "\tdefault" : "");
+        } else if (sub == "show") {
+            FullViewInfo info;
+            hr = store->GetViewInfo(name.c_str(), &info);
+            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
+            if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
+            std::printf("Name:%s\n", name.c_str());
+            printVector("Up", info.pUpVector);
+            printVector("View", info.pViewVector);
+            std::printf("Type:%d\nNum:%d\n", static_cast<int>(info.cameraType), info.iViewIndex);
+            printVector("From", info.pFromVector);
+            printVector("At", info.pAtVector);
+            std::printf("Fov:%g\nHasAtAndFrom:%d\nChange:%d\n", info.viewAngle, info.bHasFromAndAt, info.iChangeBits);
+        } else if (sub == "add") {
+            FullViewInfo info;
+            info.bHasFromAndAt = addOpts.from || addOpts.at ? 1 : 0;
+            if (!addOpts.apply(info)) return kUsage;
+            hr = store->CreateViewInfo(name.c_str(), info);
+            if (hr == S_FALSE) return nothing("a view named '" + name + "' exists already");
+            if (hr != S_OK) return failure("cannot add '" + name + "'", hr);
+        } else if (sub == "edit") {
+            FullViewInfo info;
+            hr = store->GetViewInfo(name.c_str(), &info);
+            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
+            if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
+            if (!editOpts.apply(info)) return kUsage;
+            if (editOpts.from || editOpts.at) info.bHasFromAndAt = 1;
+            hr = store->EditViewInfo(name.c_str(), info);
+            if (hr != S_OK) return failure("cannot edit '" + name + "'", hr);
+        } else if (sub == "rename") {
+            FullViewInfo info;
+            if (store->GetViewInfo(newName.c_str(), &info) == S_OK)
+                return nothing("a view named '" + newName + "' exists already");
+            hr = store->RenameViewExt(name.c_str(), newName.c_str());
+            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
+            if (hr != S_OK) return failure("cannot rename '" + name + "'", hr);
+        } else if (sub == "delete") {
+            hr = store->DestroyViewExt(name.c_str());
+            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
+            if (hr != S_OK) return failure("cannot delete '" + name + "'", hr);
+        } else if (sub == "default") {
+            if (clearDefault && defName->count()) {
+                std::cerr << "krviews: default takes a NAME or --clear, not both\n";
+                return kUsage;
+            }
+            if (clearDefault) {
+                hr = store->SetDefaultView(nullptr);
+                if (hr != S_OK) return failure("cannot clear the default view", hr);
+            } else if (defName->count()) {
+                FullViewInfo info;
+                hr = store->GetViewInfo(name.c_str(), &info);
+                if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
+                if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
+                hr = store->SetDefaultView(name.c_str());
+                if (hr != S_OK) return failure("cannot mark '" + name + "' as the default view", hr);
+            } else {
+                std::vector<Listed> views;
+                hr = listViews(store.Get(), views);
+                if (FAILED(hr)) return failure("cannot list the views", hr);
+                result = kNothing;
+                for (const Listed& v : views)
+                    if (v.isDefault) {
+                        std::printf("%s\n", v.name.c_str());
+                        result = kDone;
+                        break;
+                    }
+            }
+        }
+    }
+    return result;
+}
