@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "KRAdvancedViews/IViewManager.h"
+#include "TempHive.h"
+#include "zul/com/ComPtr.h"
 #include "zul/runtime/Library.h"
 
 // The module as a host sees it: a library with four entry points and nothing else.
@@ -26,4 +29,54 @@ TEST(ModuleLibrary, ExportsTheFourEntryPointsOnly) {
     EXPECT_FALSE(missing.load("/nonexistent/KRAdvancedViews.so"));
     EXPECT_NE(missing.error(), "");
     EXPECT_EQ(zul::runtime::describeHresult(E_FAIL), "0x80004005 E_FAIL (unspecified failure)");
+}
+
+class ModuleClassObjects : public zul::test::TempHiveTest {};
+
+// The store through the module's class object, aggregated by an outer
+// object, and the library's unload answer while it lives.
+TEST_F(ModuleClassObjects, ViewStoreIsServedAndAggregatable) {
+    zul::runtime::Library lib;
+    ASSERT_TRUE(lib.load(KRAV_MODULE_PATH)) << lib.error();
+    auto getClassObject = lib.function<zul::runtime::DllGetClassObjectFn>("DllGetClassObject");
+    auto canUnload = lib.function<zul::runtime::DllCanUnloadNowFn>("DllCanUnloadNow");
+    {
+        zul::com::ComPtr<IClassFactory> factory;
+        ASSERT_EQ(getClassObject(CLSID_ViewManager, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
+        EXPECT_EQ(canUnload(), S_FALSE);
+
+        // A minimal outer object: forwards everything but its own identity to the inner.
+        struct Outer final : IUnknown {
+            ULONG refs = 1;
+            IUnknown* inner = nullptr;
+            HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override {
+                if (!ppv) return E_POINTER;
+                if (iid == IID_IUnknown) {
+                    *ppv = this;
+                    AddRef();
+                    return S_OK;
+                }
+                return inner->QueryInterface(iid, ppv);
+            }
+            ULONG STDMETHODCALLTYPE AddRef() override { return ++refs; }
+            ULONG STDMETHODCALLTYPE Release() override { return --refs; }
+        } outer;
+        void* p = nullptr;
+        EXPECT_EQ(factory->CreateInstance(&outer, IID_IViewManager2, &p), CLASS_E_NOAGGREGATION);
+        ASSERT_EQ(factory->CreateInstance(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner)), S_OK);
+        zul::com::ComPtr<IViewManager2> store;
+        ASSERT_EQ(outer.QueryInterface(IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())), S_OK);
+        EXPECT_EQ(outer.refs, 2u) << "the inner's interfaces count on the outer";
+        FullViewInfo info;
+        EXPECT_EQ(store->GetViewInfo("+X", &info), S_OK);
+        EXPECT_EQ(info.iViewIndex, 1);
+        zul::com::ComPtr<IUnknown> identity;
+        ASSERT_EQ(store.As(identity), S_OK);
+        EXPECT_EQ(identity.Get(), static_cast<IUnknown*>(&outer));
+        identity.Reset();
+        store.Reset();
+        EXPECT_EQ(outer.refs, 1u);
+        outer.inner->Release();
+    }
+    EXPECT_EQ(canUnload(), S_OK);
 }

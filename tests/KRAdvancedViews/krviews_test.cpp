@@ -1,0 +1,103 @@
+#include <cstdio>
+#include <string>
+
+#include "TempHive.h"
+
+namespace {
+
+struct Result {
+    int status = -1;
+    std::string out; // standard output
+    std::string err; // standard error
+};
+
+class Krviews : public zul::test::TempHiveTest {
+protected:
+    Result run(const std::string& args) {
+        const std::string errFile = (dir_ / "stderr.txt").string();
+        const std::string cmd = std::string(KRVIEWS_PATH) + " --hive '" + userHive_ + "' " + args + " 2>'" + errFile + "'";
+        Result r;
+        FILE* p = ::popen(cmd.c_str(), "r");
+        if (!p) return r;
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
+        const int status = ::pclose(p);
+        r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        r.err = readFile(errFile);
+        return r;
+    }
+};
+
+} // namespace
+
+TEST_F(Krviews, ListShowAndTheStandardViews) {
+    Result list = run("list");
+    EXPECT_EQ(list.status, 0) << list.err;
+    EXPECT_EQ(list.out, "1\t+X\n2\t+Y\n3\t+Z\n4\t-X\n5\t-Y\n6\t-Z\n7\t+Isometric\n8\t-Isometric\n");
+    Result show = run("show +X");
+    EXPECT_EQ(show.status, 0);
+    EXPECT_EQ(show.out, "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
+                        "Fov:28\nHasAtAndFrom:0\nChange:530\n");
+    Result minus = run("show -- -Z");
+    EXPECT_EQ(minus.status, 0) << minus.err;
+    EXPECT_NE(minus.out.find("View:0 0 -260.315\n"), std::string::npos);
+    EXPECT_EQ(run("show Nothing").status, 1);
+}
+
+TEST_F(Krviews, ChangingViewsAndExitStatuses) {
+    Result add = run("add Top --type persp --from 1,2,3 --at 0,0,0 --fov 40 --bits 0x2212");
+    EXPECT_EQ(add.status, 0) << add.err;
+    Result show = run("show Top");
+    EXPECT_NE(show.out.find("Type:1\nNum:9\nFrom:1 2 3\nAt:0 0 0\nFov:40\nHasAtAndFrom:1\nChange:8722\n"),
+              std::string::npos) << show.out;
+    Result again = run("add Top");
+    EXPECT_EQ(again.status, 1);
+    EXPECT_NE(again.err.find("exists already"), std::string::npos) << again.err;
+
+    EXPECT_EQ(run("edit Top --view 0,0,-5").status, 0);
+    show = run("show Top");
+    EXPECT_NE(show.out.find("View:0 0 -5\nType:1\nNum:9\nFrom:1 2 3\n"), std::string::npos) << show.out;
+    EXPECT_EQ(run("edit Nothing --fov 3").status, 1);
+
+    EXPECT_EQ(run("rename Top +X").status, 1) << "the new name is taken";
+    EXPECT_EQ(run("rename Top Side").status, 0);
+    EXPECT_EQ(run("rename Top Other").status, 1);
+    EXPECT_EQ(run("default").status, 1);
+    EXPECT_EQ(run("default Side").status, 0);
+    EXPECT_EQ(run("default").out, "Side\n");
+    EXPECT_NE(run("list").out.find("9\tSide\tdefault\n"), std::string::npos);
+    EXPECT_EQ(run("default Nothing").status, 1);
+    EXPECT_EQ(run("default --clear").status, 0);
+    EXPECT_EQ(run("default").status, 1);
+    EXPECT_EQ(run("delete -- -Y").status, 0);
+    EXPECT_EQ(run("delete -- -Y").status, 1);
+
+    EXPECT_EQ(run("add Q --type fish").status, 2);
+    EXPECT_EQ(run("add Q --up 1,2").status, 2);
+    EXPECT_EQ(run("add Q --fov wide").status, 2);
+    EXPECT_EQ(run("frobnicate").status, 2);
+    EXPECT_EQ(run("default Side --clear").status, 2);
+    Result empty = run("add ''");
+    EXPECT_EQ(empty.status, 3);
+    EXPECT_NE(empty.err.find("E_INVALIDARG"), std::string::npos) << empty.err;
+    for (const char* cmd : {"list", "show", "add", "edit", "rename", "delete", "default"})
+        EXPECT_EQ(run(std::string(cmd) + " --help").status, 0) << cmd;
+}
+
+TEST_F(Krviews, TheLimitAndADamagedHive) {
+    std::string script;
+    for (int i = 9; i <= 128; ++i) ASSERT_EQ(run("add V" + std::to_string(i)).status, 0) << i;
+    Result full = run("add V129");
+    EXPECT_EQ(full.status, 3);
+    EXPECT_NE(full.err.find("E_UNEXPECTED"), std::string::npos) << full.err;
+    EXPECT_EQ(run("show V129").status, 1);
+
+    writeFile(userHive_, "this is not a registry hive");
+    for (const char* cmd : {"list", "add X", "delete +X"}) {
+        Result r = run(cmd);
+        EXPECT_EQ(r.status, 3) << cmd;
+        EXPECT_NE(r.err.find(userHive_), std::string::npos) << r.err;
+    }
+    EXPECT_EQ(readFile(userHive_), "this is not a registry hive");
+}
