@@ -35,8 +35,12 @@ struct Binding {
 
 } // namespace
 
+// Shared, immutable: a call takes the handle's bindings with one reference
+// count instead of copying them.
+using Bindings = std::shared_ptr<const std::vector<Binding>>;
+
 struct ZulKey {
-    std::vector<Binding> bindings;
+    Bindings bindings;
     REGSAM access = 0;
 };
 
@@ -45,7 +49,11 @@ namespace {
 struct HandleTable {
     std::mutex mu;
     std::unordered_set<ZulKey*> live;
-    std::unordered_map<HKEY, std::vector<Binding>> overrides;
+    std::unordered_map<HKEY, Bindings> overrides;
+    // The predefined keys' bindings for the hive paths in force when made.
+    std::string userPath, machinePath;
+    pid_t pid = 0; // a forked child opens its own connections
+    Bindings user, machine, classes;
 };
 HandleTable& handles() {
     static auto* table = new HandleTable; // handles may be closed during static destruction
@@ -59,22 +67,34 @@ bool isPredefined(HKEY h) {
 std::vector<std::string> classesPath() { return {"Software", "Classes"}; }
 
 // The bindings and rights of a handle, or ERROR_INVALID_HANDLE.
-LSTATUS bindingsOf(HKEY h, std::vector<Binding>& out, REGSAM& access) {
+LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
     HandleTable& t = handles();
-    std::lock_guard lock(t.mu);
     if (isPredefined(h)) {
         access = KEY_ALL_ACCESS;
+        // The environment names the hives; it is read at each call so that a
+        // process (or a test) can point the registry elsewhere.
+        std::string userPath = zul::registry::userHivePath();
+        std::string machinePath = zul::registry::machineHivePath();
+        std::lock_guard lock(t.mu);
         if (auto it = t.overrides.find(h); it != t.overrides.end()) {
             out = it->second;
             return ERROR_SUCCESS;
         }
-        auto user = [] { return Hive::forPath(zul::registry::userHivePath()); };
-        auto machine = [] { return Hive::forPath(zul::registry::machineHivePath()); };
-        if (h == HKEY_CURRENT_USER) out = {Binding{user(), {}, kRootKeyId}};
-        else if (h == HKEY_LOCAL_MACHINE) out = {Binding{machine(), {}, kRootKeyId}};
-        else out = {Binding{user(), classesPath(), 0}, Binding{machine(), classesPath(), 0}};
+        if (!t.user || userPath != t.userPath || machinePath != t.machinePath || t.pid != getpid()) {
+            t.pid = getpid();
+            auto user = Hive::forPath(userPath), machine = Hive::forPath(machinePath);
+            t.user = std::make_shared<const std::vector<Binding>>(std::vector<Binding>{Binding{user, {}, kRootKeyId}});
+            t.machine =
+                std::make_shared<const std::vector<Binding>>(std::vector<Binding>{Binding{machine, {}, kRootKeyId}});
+            t.classes = std::make_shared<const std::vector<Binding>>(
+                std::vector<Binding>{Binding{user, classesPath(), 0}, Binding{machine, classesPath(), 0}});
+            t.userPath = std::move(userPath);
+            t.machinePath = std::move(machinePath);
+        }
+        out = h == HKEY_CURRENT_USER ? t.user : h == HKEY_LOCAL_MACHINE ? t.machine : t.classes;
         return ERROR_SUCCESS;
     }
+    std::lock_guard lock(t.mu);
     if (!h || !t.live.count(h)) return ERROR_INVALID_HANDLE;
     out = h->bindings;
     access = h->access;
@@ -82,7 +102,7 @@ LSTATUS bindingsOf(HKEY h, std::vector<Binding>& out, REGSAM& access) {
 }
 
 HKEY newHandle(std::vector<Binding> bindings, REGSAM access) {
-    auto* key = new ZulKey{std::move(bindings), access};
+    auto* key = new ZulKey{std::make_shared<const std::vector<Binding>>(std::move(bindings)), access};
     HandleTable& t = handles();
     std::lock_guard lock(t.mu);
     t.live.insert(key);
@@ -137,6 +157,15 @@ template <class F> LSTATUS onFirstExisting(const std::vector<Binding>& bs, Acces
     for (const Binding& b : bs) {
         bool found = false;
         const LSTATUS st = b.hive->run(access, [&]() -> LSTATUS {
+            if (access == Access::Read && b.id != 0) {
+                // A read of an open key asks whether the key still exists only
+                // when it found nothing: one statement instead of two.
+                found = true;
+                const LSTATUS s = work(b, b.id);
+                if (s != ERROR_FILE_NOT_FOUND && s != ERROR_NO_MORE_ITEMS) return s;
+                const LSTATUS exists = b.hive->keyExists(b.id);
+                return exists == ERROR_SUCCESS ? s : exists;
+            }
             int64_t id = 0;
             LSTATUS s = locate(b, id);
             if (s == ERROR_FILE_NOT_FOUND && b.id == 0) return s;
@@ -248,10 +277,11 @@ LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, REGSAM samDesired, PHKE
     return guarded([&]() -> LSTATUS {
         if (!phkResult) return ERROR_INVALID_PARAMETER;
         *phkResult = nullptr;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         std::vector<std::string> parts;
         if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
         std::vector<Binding> found;
@@ -266,10 +296,11 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM 
     return guarded([&]() -> LSTATUS {
         if (!phkResult || !lpSubKey) return ERROR_INVALID_PARAMETER;
         *phkResult = nullptr;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         std::vector<std::string> parts;
         if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
         std::vector<Binding> found;
@@ -317,10 +348,11 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD,
                          LPDWORD lpcValues, LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
                          LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime) {
     return guarded([&]() -> LSTATUS {
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxValue = 0;
         if (bs.size() == 1 && bs.front().id != 0) {
@@ -362,10 +394,11 @@ LSTATUS RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName,
                       LPSTR lpClass, LPDWORD lpcchClass, PFILETIME lpftLastWriteTime) {
     return guarded([&]() -> LSTATUS {
         if (!lpName || !lpcchName) return ERROR_INVALID_PARAMETER;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_ENUMERATE_SUB_KEYS)) return ERROR_ACCESS_DENIED;
         std::string name;
         if (bs.size() == 1 && bs.front().id != 0) {
@@ -396,10 +429,11 @@ LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcch
                       LPDWORD, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData) {
     return guarded([&]() -> LSTATUS {
         if (!lpValueName || !lpcchValueName || (lpData && !lpcbData)) return ERROR_INVALID_PARAMETER;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         ValueRecord v;
         st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
@@ -417,10 +451,11 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
     return guarded([&]() -> LSTATUS {
         if (lpData && !lpcbData) return ERROR_INVALID_PARAMETER;
         if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         const std::string fold = foldName(lpValueName ? lpValueName : "");
         ValueRecord v;
@@ -437,10 +472,11 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
     return guarded([&]() -> LSTATUS {
         if (!lpData && cbData > 0) return ERROR_INVALID_PARAMETER;
         if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
         std::string data(reinterpret_cast<const char*>(lpData), cbData);
         // Strings are kept terminated, as a reader of REG_SZ data expects.
@@ -470,10 +506,11 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
 LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
     return guarded([&]() -> LSTATUS {
         if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, bs, access);
+        LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
+        const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
         const std::string fold = foldName(lpValueName ? lpValueName : "");
         return onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) {
@@ -484,10 +521,11 @@ LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
 
 namespace {
 LSTATUS deleteKeyImpl(HKEY hKey, LPCSTR lpSubKey, bool tree) {
-    std::vector<Binding> bs;
+    Bindings hold;
     REGSAM access = 0;
-    LSTATUS st = bindingsOf(hKey, bs, access);
+    LSTATUS st = bindingsOf(hKey, hold, access);
     if (st != ERROR_SUCCESS) return st;
+    const std::vector<Binding>& bs = *hold;
     std::vector<std::string> parts;
     if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
     if (!tree && parts.empty() && isPredefined(hKey)) return ERROR_ACCESS_DENIED;
@@ -523,20 +561,20 @@ LSTATUS RegOverridePredefKey(HKEY hKey, HKEY hNewHKey) {
             t.overrides.erase(hKey);
             return ERROR_SUCCESS;
         }
-        std::vector<Binding> bs;
+        Bindings hold;
         REGSAM access = 0;
-        const LSTATUS st = bindingsOf(hNewHKey, bs, access);
+        const LSTATUS st = bindingsOf(hNewHKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
         HandleTable& t = handles();
         std::lock_guard lock(t.mu);
-        t.overrides[hKey] = std::move(bs);
+        t.overrides[hKey] = std::move(hold);
         return ERROR_SUCCESS;
     });
 }
 
 LSTATUS RegFlushKey(HKEY hKey) {
     // Every commit is already durable (synchronous=FULL).
-    std::vector<Binding> bs;
+    Bindings bs;
     REGSAM access = 0;
     return guarded([&] { return bindingsOf(hKey, bs, access); });
 }

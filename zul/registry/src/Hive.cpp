@@ -482,6 +482,23 @@ LSTATUS Hive::finish(Access access, bool ok) {
 
 namespace {
 std::string savepointName(int level) { return "scope" + std::to_string(level); }
+
+// Statement texts of nested scopes, built once so the statement cache (keyed
+// by text address) prepares each only once.
+struct ScopeStatements {
+    std::vector<std::string> open, keep, undo;
+    ScopeStatements() {
+        for (int level = 0; level < 64; ++level) {
+            open.push_back("SAVEPOINT " + savepointName(level));
+            keep.push_back("RELEASE " + savepointName(level));
+            undo.push_back("ROLLBACK TO " + savepointName(level));
+        }
+    }
+};
+const ScopeStatements& scopeStatements() {
+    static const ScopeStatements statements;
+    return statements;
+}
 } // namespace
 
 LSTATUS Hive::joinTransaction(Access access) {
@@ -491,10 +508,13 @@ LSTATUS Hive::joinTransaction(Access access) {
     LSTATUS st = execRetrying(readOnly_ ? "BEGIN" : "BEGIN IMMEDIATE");
     // Joining inside nested scopes: one savepoint per open inner scope, so
     // each can still be undone on its own.
-    for (int level = 2; st == ERROR_SUCCESS && level <= t_tx.depth; ++level)
-        st = exec(("SAVEPOINT " + savepointName(level)).c_str());
+    for (int level = 2; st == ERROR_SUCCESS && level <= t_tx.depth; ++level) {
+        inTransaction_ = true;
+        st = scope(level, ScopeStep::Open);
+    }
     if (st != ERROR_SUCCESS) {
         if (db_ && !sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+        inTransaction_ = false;
         mu_.unlock();
         return st;
     }
@@ -505,13 +525,17 @@ LSTATUS Hive::joinTransaction(Access access) {
 
 LSTATUS Hive::scope(int level, ScopeStep step) {
     if (!db_ || !inTransaction_) return ERROR_SUCCESS;
-    const std::string name = savepointName(level);
+    const ScopeStatements& sql = scopeStatements();
+    if (level < 0 || level >= static_cast<int>(sql.open.size())) {
+        setErrorDetail("registry transactions nested too deeply");
+        return ERROR_CANTWRITE;
+    }
     switch (step) {
-    case ScopeStep::Open: return exec(("SAVEPOINT " + name).c_str());
-    case ScopeStep::Keep: return exec(("RELEASE " + name).c_str());
+    case ScopeStep::Open: return execRetrying(sql.open[level].c_str());
+    case ScopeStep::Keep: return execRetrying(sql.keep[level].c_str());
     case ScopeStep::Undo: {
-        const LSTATUS st = exec(("ROLLBACK TO " + name).c_str());
-        const LSTATUS rel = exec(("RELEASE " + name).c_str());
+        const LSTATUS st = execRetrying(sql.undo[level].c_str());
+        const LSTATUS rel = execRetrying(sql.keep[level].c_str());
         return st != ERROR_SUCCESS ? st : rel;
     }
     }
