@@ -170,14 +170,14 @@ HRESULT CViewManager::EndBatchViewEdit() {
 // ---------------------------------------------------------------------------
 // Record-based operations
 
-HRESULT CViewManager::_createView(const char* name, FullViewInfo& info) {
+HRESULT CViewManager::_createView(const char* name, FullViewInfo& info, const std::string* replacing) {
     KRAV_TRACE("CViewManager::_createView");
     const HRESULT check = _checkRecord(name, info);
     if (FAILED(check)) return check;
     // Refused here, so that a later start never has to drop a view.
     if (_viewCount() >= kMaxViews) return E_UNEXPECTED;
     _ensureUniqueViewIndex(info.iViewIndex);
-    const HRESULT hr = _writeViewToRegistry(m_currentKey, name, info, false);
+    const HRESULT hr = _writeViewToRegistry(m_currentKey, name, info, false, replacing);
     if (hr != S_OK) return FAILED(hr) ? hr : E_FAIL;
     _putInSlot(name, info.iViewIndex);
     return S_OK;
@@ -229,12 +229,16 @@ HRESULT CViewManager::EditViewInfo(const char* pViewName, FullViewInfo viewInfo)
         };
         {
             Transaction tx;
-            HRESULT hr = _destroyView(pViewName, -1);
-            if (FAILED(hr)) return restore(hr);
+            // The old key goes as the new record is written: in place when
+            // the record keeps its subkey, which is the common case.
+            std::string oldKey;
+            const bool stored = _findViewKey(m_currentKey, pViewName, oldKey) == S_OK;
+            if (stored && m_defaultName == pViewName) m_defaultName.clear();
             if (_viewCount() >= kMaxViews) return restore(E_UNEXPECTED);
             if (viewInfo.iViewIndex < 1 && read == S_OK) viewInfo.iViewIndex = present.iViewIndex;
             _ensureUniqueViewIndex(viewInfo.iViewIndex);
-            hr = _writeViewToRegistry(m_currentKey, pViewName, viewInfo, false);
+            const HRESULT hr =
+                _writeViewToRegistry(m_currentKey, pViewName, viewInfo, false, stored ? &oldKey : nullptr);
             if (hr != S_OK) return restore(E_FAIL);
             if (tx.commit() != ERROR_SUCCESS) return restore(E_FAIL);
         }
@@ -295,18 +299,27 @@ HRESULT CViewManager::RenameViewExt(const char* pOldViewName, const char* pNewVi
         const std::string defaultBefore = m_defaultName;
         {
             Transaction tx;
-            hr = _destroyView(pOldViewName, info.iViewIndex - 1);
-            if (SUCCEEDED(hr)) hr = _createView(pNewViewName, info);
+            // The view keeps its key: the new name is written over the old
+            // record in place (or the old key goes, should the index move).
+            std::string oldKey;
+            hr = _findViewKey(m_currentKey, pOldViewName, oldKey) == S_OK ? S_OK : S_FALSE;
+            if (hr == S_OK) {
+                const int slot = info.iViewIndex - 1;
+                if (slot >= 0 && slot < static_cast<int>(m_slots.size())) m_slots[slot].clear();
+                if (m_defaultName == pOldViewName) m_defaultName.clear();
+                hr = _createView(pNewViewName, info, &oldKey);
+            }
             if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) hr = E_FAIL;
-            if (FAILED(hr)) {
+            if (hr != S_OK) {
                 // Rolled back: the old name stands where it stood.
                 m_keyMapValid = false;
                 m_defaultName = defaultBefore;
                 for (auto& s : m_slots)
                     if (s == pNewViewName) s.clear();
                 _putInSlot(pOldViewName, info.iViewIndex);
-                return hr;
+                return FAILED(hr) ? hr : E_FAIL;
             }
+            m_keyOfName.erase(pOldViewName);
         }
         _announce(Event::Renamed, pOldViewName, pNewViewName);
         return S_OK;

@@ -92,7 +92,10 @@ private:
     enum class Event { Created, PreDestroy, Destroyed, PreEdit, Edited, Renamed, BatchBegin, BatchEnd };
     void _announce(Event event, const char* name = nullptr, const char* newName = nullptr);
 
-    HRESULT _createView(const char* name, FullViewInfo& info);
+    // `replacing`: the subkey of a view this write takes the place of (an
+    // edit's or a rename's own key), rewritten in place when the new record
+    // lands on the same subkey, else deleted in the same transaction.
+    HRESULT _createView(const char* name, FullViewInfo& info, const std::string* replacing = nullptr);
     HRESULT _destroyView(const char* name, int slot);
     bool _viewExists(const char* name);
     int _viewCount() const;
@@ -100,7 +103,8 @@ private:
     void _putInSlot(const std::string& name, int index);
 
     // Registry storage (ViewRegistry.cpp).
-    HRESULT _writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info, bool older);
+    HRESULT _writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info, bool older,
+                                 const std::string* replacing = nullptr);
     HRESULT _readViewFromRegistry(const std::string& base, const std::string& subkey, FullViewInfo& info,
                                   bool older, std::string* storedName);
     HRESULT _deleteViewFromRegistry(const std::string& base, const char* name, bool older, int slot);

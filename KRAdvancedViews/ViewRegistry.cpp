@@ -56,10 +56,12 @@ std::string s_storedName(HKEY base, const std::string& subkey) {
 } // namespace
 
 HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info,
-                                           bool older) {
+                                           bool older, const std::string* replacing) {
     KRAV_TRACE("CViewManager::_writeViewToRegistry");
     if (!name) return S_FALSE;
+    zul::registry::Transaction tx;
     std::string subkey;
+    bool inPlace = false; // the key holds this view's own values already
     if (older) {
         krav::s_encode(name, subkey);
     } else {
@@ -68,27 +70,41 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         // overwritten: the view goes to a free variant of the name instead.
         const std::string wanted = s_indexKeyName(info.iViewIndex);
         KeyCloser b;
-        if (RegOpenKeyExA(HKEY_CURRENT_USER, (base == m_olderKey ? m_olderPath : m_currentPath).c_str(), 0,
-                          KEY_READ, &b.h) == ERROR_SUCCESS) {
-            subkey = wanted;
+        subkey = wanted;
+        if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) == ERROR_SUCCESS) {
             for (int n = 2;; ++n) {
                 KeyCloser probe;
                 if (RegOpenKeyExA(b.h, subkey.c_str(), 0, KEY_READ, &probe.h) != ERROR_SUCCESS) break;
+                if (replacing && *replacing == subkey) {
+                    inPlace = true;
+                    break;
+                }
                 const std::string holder = s_storedName(b.h, subkey);
-                if (holder.empty() || holder == name) break;
+                if (holder.empty()) break; // not a view: cleared below
+                if (holder == name) {
+                    inPlace = true;
+                    break;
+                }
                 subkey = wanted + "_" + std::to_string(n);
             }
-        } else {
-            subkey = wanted;
+        }
+        if (replacing && *replacing != subkey) {
+            CRegHelper gone(s_join(base, *replacing).c_str(), RegPathUserSettings);
+            const LONG st = gone.DeleteKey();
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return E_FAIL;
+            if (st == ERROR_SUCCESS && m_knownKeyCount > 0) --m_knownKeyCount;
         }
     }
 
-    zul::registry::Transaction tx;
     CRegHelper reg(s_join(base, subkey).c_str(), RegPathUserSettings);
-    LONG st = reg.DeleteKey(); // stale values of an earlier record must not survive
-    bool created = st == ERROR_FILE_NOT_FOUND;
-    if (st != ERROR_SUCCESS && !created) return E_FAIL;
-    st = ERROR_SUCCESS;
+    bool created = false;
+    if (!inPlace) {
+        // Whatever stood under this name goes, so no stale value survives.
+        const LONG st = reg.DeleteKey();
+        created = st == ERROR_FILE_NOT_FOUND;
+        if (st != ERROR_SUCCESS && !created) return E_FAIL;
+    }
+    LONG st = ERROR_SUCCESS;
     auto vec = [&](int which, const float v[3]) {
         for (int i = 0; i < 3 && st == ERROR_SUCCESS; ++i)
             st = older ? reg.SetBytes(kVectorNames[which][i], &v[i], 4) : reg.SetFloat(kVectorNames[which][i], v[i]);
@@ -110,6 +126,18 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         if (info.bHasFromAndAt) {
             vec(2, info.pFromVector);
             vec(3, info.pAtVector);
+        } else if (inPlace && st == ERROR_SUCCESS) {
+            // A rewritten view without points keeps none of its old ones.
+            HKEY k = nullptr;
+            if (RegOpenKeyExA(HKEY_CURRENT_USER, (m_currentPath + "\\" + subkey).c_str(), 0, KEY_ALL_ACCESS, &k) !=
+                ERROR_SUCCESS)
+                return E_FAIL;
+            for (int which = 2; which < 4 && st == ERROR_SUCCESS; ++which)
+                for (int i = 0; i < 3 && st == ERROR_SUCCESS; ++i) {
+                    const LONG del = RegDeleteValueA(k, kVectorNames[which][i]);
+                    if (del != ERROR_SUCCESS && del != ERROR_FILE_NOT_FOUND) st = del;
+                }
+            RegCloseKey(k);
         }
         if (st == ERROR_SUCCESS) st = reg.SetFloat("FOV", info.viewAngle);
         if (st == ERROR_SUCCESS) st = reg.SetInt("Change Bits", info.iChangeBits);
@@ -118,7 +146,8 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
     if (st != ERROR_SUCCESS || tx.commit() != ERROR_SUCCESS) return E_FAIL;
     if (!older) {
         auto it = m_keyOfName.find(name);
-        if (it != m_keyOfName.end() && it->second != subkey) m_keyMapValid = false; // two keys for one name
+        if (it != m_keyOfName.end() && it->second != subkey && !(replacing && *replacing == it->second))
+            m_keyMapValid = false; // two keys for one name
         m_keyOfName[name] = subkey;
         if (created) ++m_knownKeyCount;
     }

@@ -403,3 +403,33 @@ TEST_F(ViewStore, AFailedWriteLeavesTheViewAsItWas) {
     EXPECT_EQ(readFile(userHive_), "not a hive any more");
     (void)bytes;
 }
+
+TEST_F(ViewStore, EditsAndRenamesLeaveExactlyTheNewRecord) {
+    Store s = start();
+    FullViewInfo withPoints = record(3); // slot taken by +Z: the view gets the next free index, 9
+    withPoints.bHasFromAndAt = 1;
+    withPoints.pFromVector[0] = 7;
+    ASSERT_EQ(s.api->CreateViewInfo("P", withPoints), S_OK);
+    const size_t keys = subkeysOf("Software\\ZUL\\KRAdvancedViews2").size();
+    ASSERT_EQ(s.api->EditViewInfo("P", record()), S_OK);
+    CRegHelper reg("KRAdvancedViews2\\VIEW_0009", RegPathUserSettings);
+    float x = 0;
+    std::string name;
+    ASSERT_EQ(reg.GetString("View Name", name), 0);
+    EXPECT_EQ(name, "P");
+    EXPECT_EQ(reg.GetFloat("FromPoint X", x), ERROR_FILE_NOT_FOUND) << "no point survives an edit that drops them";
+
+    ASSERT_EQ(s.api->RenameViewExt("P", "Q"), S_OK);
+    EXPECT_EQ(subkeysOf("Software\\ZUL\\KRAdvancedViews2").size(), keys);
+    ASSERT_EQ(reg.GetString("View Name", name), 0);
+    EXPECT_EQ(name, "Q");
+
+    // An edit that moves the view to another index leaves no key behind.
+    ASSERT_EQ(s.api->DestroyViewExt("+Y"), S_OK);
+    ASSERT_EQ(s.api->EditViewInfo("Q", record(2)), S_OK);
+    EXPECT_EQ(s.impl->slots().at(1), "Q");
+    EXPECT_EQ(s.impl->slots().at(8), "");
+    EXPECT_EQ(subkeysOf("Software\\ZUL\\KRAdvancedViews2").size(), keys - 1);
+    Store again = start();
+    EXPECT_EQ(again.impl->slots().at(1), "Q");
+}
