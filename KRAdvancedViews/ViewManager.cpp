@@ -81,22 +81,26 @@ void CViewManager::_ensureUniqueViewIndex(int& index) {
 }
 
 void CViewManager::_putInSlot(const std::string& name, int index) {
+    KRAV_TRACE("CViewManager::_putInSlot");
     if (index < 1) return;
     if (index > static_cast<int>(m_slots.size())) m_slots.resize(index);
     m_slots[index - 1] = name;
 }
 
 int CViewManager::_viewCount() const {
+    KRAV_TRACE("CViewManager::_viewCount");
     return static_cast<int>(std::count_if(m_slots.begin(), m_slots.end(), [](const auto& s) { return !s.empty(); }));
 }
 
 HRESULT CViewManager::_checkRecord(const char* name, const FullViewInfo& info) const {
+    KRAV_TRACE("CViewManager::_checkRecord");
     if (!name) return E_POINTER;
     if (!*name || info.cameraType < Orthographic || info.cameraType > Perspective) return E_INVALIDARG;
     return S_OK;
 }
 
 bool CViewManager::_viewExists(const char* name) {
+    KRAV_TRACE("CViewManager::_viewExists");
     FullViewInfo info;
     return GetViewInfo(name, &info) == S_OK;
 }
