@@ -53,6 +53,24 @@ std::string s_storedName(HKEY base, const std::string& subkey) {
     return std::string(buf, strnlen(buf, size));
 }
 
+// The names of the subkeys of `base`, in registry order; false when the key
+// cannot be read.
+bool s_subkeyNames(HKEY base, std::vector<std::string>& out) {
+    out.clear();
+    DWORD count = 0, maxLen = 0;
+    if (RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr, nullptr,
+                         nullptr, nullptr) != ERROR_SUCCESS)
+        return false;
+    std::string buf(maxLen + 1, '\0');
+    for (DWORD i = 0; i < count; ++i) {
+        DWORD cch = maxLen + 1;
+        if (RegEnumKeyExA(base, i, buf.data(), &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            return false;
+        out.emplace_back(buf.data(), cch);
+    }
+    return true;
+}
+
 } // namespace
 
 HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info,
@@ -223,21 +241,14 @@ HRESULT CViewManager::_scanViewKeys(const std::string& base) {
         return S_OK;
     }
     if (st != ERROR_SUCCESS) return E_FAIL;
-    DWORD count = 0, maxLen = 0;
-    if (RegQueryInfoKeyA(b.h, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr, nullptr,
-                         nullptr, nullptr) != ERROR_SUCCESS)
-        return E_FAIL;
-    std::string subkey(maxLen + 1, '\0');
-    for (DWORD i = 0; i < count; ++i) {
-        DWORD cch = maxLen + 1;
-        if (RegEnumKeyExA(b.h, i, subkey.data(), &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            return E_FAIL;
-        const std::string key(subkey.data(), cch);
+    std::vector<std::string> keys;
+    if (!s_subkeyNames(b.h, keys)) return E_FAIL;
+    for (const std::string& key : keys) {
         std::string name = s_storedName(b.h, key);
         if (name.empty()) name = key; // a key named after its view
         m_keyOfName.emplace(name, key); // the first match wins
     }
-    m_knownKeyCount = count;
+    m_knownKeyCount = static_cast<DWORD>(keys.size());
     m_keyMapValid = true;
     return S_OK;
 }
@@ -304,19 +315,12 @@ HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older
     const LONG open = RegOpenKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &b.h);
     if (open == ERROR_FILE_NOT_FOUND) return S_FALSE;
     if (open != ERROR_SUCCESS) return E_FAIL;
-    DWORD count = 0, maxLen = 0;
-    if (RegQueryInfoKeyA(b.h, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr, nullptr,
-                         nullptr, nullptr) != ERROR_SUCCESS)
-        return E_FAIL;
-    if (count == 0) return S_FALSE;
+    std::vector<std::string> keys;
+    if (!s_subkeyNames(b.h, keys)) return E_FAIL;
+    if (keys.empty()) return S_FALSE;
 
-    slots.assign(count < kMaxViews ? count : kMaxViews, std::string());
-    std::string subkey(maxLen + 1, '\0');
-    for (DWORD i = 0; i < count; ++i) {
-        DWORD cch = maxLen + 1;
-        if (RegEnumKeyExA(b.h, i, subkey.data(), &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            return E_FAIL;
-        const std::string key(subkey.data(), cch);
+    slots.assign(std::min<size_t>(keys.size(), kMaxViews), std::string());
+    for (const std::string& key : keys) {
         if (key.empty()) continue;
         std::string name;
         if (older) {

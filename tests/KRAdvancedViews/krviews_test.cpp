@@ -1,13 +1,12 @@
 #include <cstdio>
 #include <string>
 
+#include "RunProgram.h"
 #include "TempHive.h"
 
 namespace {
 
-struct Result {
-    int status = -1;
-    std::string out; // standard output
+struct Result : zul::test::ProgramResult {
     std::string err; // standard error
 };
 
@@ -17,13 +16,7 @@ protected:
         const std::string errFile = (dir_ / "stderr.txt").string();
         const std::string cmd = std::string(KRVIEWS_PATH) + " --hive '" + userHive_ + "' " + args + " 2>'" + errFile + "'";
         Result r;
-        FILE* p = ::popen(cmd.c_str(), "r");
-        if (!p) return r;
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-        const int status = ::pclose(p);
-        r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        static_cast<zul::test::ProgramResult&>(r) = zul::test::runProgram(cmd);
         r.err = readFile(errFile);
         return r;
     }

@@ -1,27 +1,16 @@
 #include <cstdio>
 #include <string>
 
+#include "RunProgram.h"
 #include "TempHive.h"
 
 namespace {
 
-struct Result {
-    int status = -1;
-    std::string out;
-};
+using Result = zul::test::ProgramResult;
 
 // Runs zulreg with `args` (shell words), capturing standard output and error.
 Result zulreg(const std::string& args) {
-    Result r;
-    const std::string cmd = std::string(ZULREG_PATH) + " " + args + " 2>&1";
-    FILE* p = ::popen(cmd.c_str(), "r");
-    if (!p) return r;
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
-    const int status = ::pclose(p);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+    return zul::test::runProgram(std::string(ZULREG_PATH) + " " + args + " 2>&1");
 }
 
 } // namespace
