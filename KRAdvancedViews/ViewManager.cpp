@@ -410,16 +410,6 @@ HRESULT CViewManager::LoadViews(char* pFileName, FileTypeEnum fileType) {
     return LoadViewsExt(pFileName, fileType);
 }
 
-HRESULT CViewManager::SaveViewsExt(const char*, FileTypeEnum) {
-    KRAV_TRACE("CViewManager::SaveViewsExt");
-    return E_NOTIMPL; // the view files land separately
-}
-
-HRESULT CViewManager::LoadViewsExt(const char*, FileTypeEnum) {
-    KRAV_TRACE("CViewManager::LoadViewsExt");
-    return E_NOTIMPL;
-}
-
 HRESULT CViewManager::_addLoadedView(const char* name, FullViewInfo info) {
     KRAV_TRACE("CViewManager::_addLoadedView");
     const HRESULT check = _checkRecord(name, info);

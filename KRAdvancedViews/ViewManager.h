@@ -2,20 +2,27 @@
 // table of names by index (the slot table) nothing of a view is kept in memory.
 #pragma once
 
+#include <functional>
+#include <iosfwd>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 
-class CViewManager : public zul::com::ObjectRoot, public IViewManager2, public IViewManagerSink {
+class CViewManager : public zul::com::ObjectRoot,
+                     public IViewManager2,
+                     public IViewManagerSink,
+                     public IObjectWithSite {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CViewManager)
     ZUL_INTERFACE_ENTRY(IViewManager2)
     ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewManagerSink)
+    ZUL_INTERFACE_ENTRY(IObjectWithSite)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
 
@@ -79,6 +86,12 @@ public:
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditBegin() override;
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditEnd() override;
 
+    // IObjectWithSite: the site answers IHostUIService for the messages the
+    // store shows (message 139 on a load that left views out). Without one,
+    // messages are not shown; statuses are the same.
+    HRESULT STDMETHODCALLTYPE SetSite(IUnknown* pUnkSite) override;
+    HRESULT STDMETHODCALLTYPE GetSite(REFIID riid, void** ppvSite) override;
+
     // The slot table, for tests and diagnostics: slot k holds the view of index k + 1.
     const std::vector<std::string>& slots() const { return m_slots; }
     // The status of the last start (S_OK, S_FALSE for a seeded store, or the failure).
@@ -116,6 +129,33 @@ private:
     HRESULT _ensureStandardViews();
     HRESULT _addLoadedView(const char* name, FullViewInfo info);
 
+    // View files (ViewFiles.cpp).
+    using LineReader = std::function<bool(std::string&)>;
+    HRESULT _saveToFile(std::ostream* stream, FileTypeEnum type);
+    HRESULT _saveToTextFile(std::ostream* stream, int count, const std::vector<std::string>& names);
+    HRESULT _saveToUnicodeFile(std::ostream* stream, int count, const std::vector<std::string>& names,
+                               unsigned long longestName);
+    HRESULT _saveToRegFile(std::ostream* stream, int count, const std::vector<std::string>& names);
+    HRESULT _loadFromTextFile(std::istream* stream);
+    HRESULT _parseTextFileVer1(std::istream* stream);
+    HRESULT _parseTextFileVer2(std::istream* stream);
+    HRESULT _loadFromUnicodeFile(std::istream* stream, bool swapBytes, bool* allLoaded);
+    HRESULT _parseUnicodeFileVer1(std::istream* stream, bool swapBytes);
+    HRESULT _parseUnicodeFileVer2(std::istream* stream, bool swapBytes);
+    HRESULT _parseVersion1(const LineReader& readLine);
+    HRESULT _parseVersion2(const LineReader& readLine, int cap, bool* leftOut);
+    HRESULT _loadFromRegFile(std::istream* stream);
+    HRESULT _stripMergeTag(const char* storeKey, const char* viewKey, int index);
+    int _highestStoredIndex();
+    void _reloadSlots();
+    void _showMessage(unsigned id, UINT type);
+
+public:
+    // True when the file at `path` begins with "REGEDIT" (the registry editor's header).
+    static int _regFileMatchesPlatform(const char* path);
+
+private:
+
     std::vector<std::string> m_slots;
     std::string m_defaultName;
     std::string m_currentKey = "KRAdvancedViews2"; // relative to the per-user settings root
@@ -132,5 +172,6 @@ private:
     HRESULT _scanViewKeys(const std::string& base);
     std::vector<IViewManagerSink*> m_sinks; // counted references, registration order
     zul::com::ComPtr<IViewNavigator> m_navigator;
+    zul::com::ComPtr<IUnknown> m_site;
     HRESULT m_startStatus = S_OK;
 };

@@ -349,9 +349,29 @@ HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older
 
 HRESULT CViewManager::_mergeImportedViews() {
     KRAV_TRACE("CViewManager::_mergeImportedViews");
-    // Views that arrive through an imported registry export file carry the
-    // tag "Merged"; they are taken in together with the view files.
-    return S_FALSE;
+    // Keys imported from a registry export file carry the default value
+    // "Merged": each is read like a stored view, written back in the store's
+    // own layout, and its tag removed.
+    KeyCloser b;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) != ERROR_SUCCESS) return S_FALSE;
+    std::vector<std::string> keys;
+    if (!s_subkeyNames(b.h, keys)) return E_FAIL;
+    HRESULT result = S_FALSE;
+    for (const std::string& key : keys) {
+        CRegHelper reg(s_join(m_currentKey, key).c_str(), RegPathUserSettings);
+        std::string tag;
+        if (reg.GetString("", tag) != ERROR_SUCCESS || tag != "Merged") continue;
+        FullViewInfo info;
+        std::string name;
+        if (_readViewFromRegistry(m_currentKey, key, info, false, &name) != S_OK || name.empty()) continue;
+        zul::registry::Transaction tx;
+        std::string written;
+        if (_writeViewToRegistry(m_currentKey, name.c_str(), info, false, &key) != S_OK) continue;
+        written = m_keyOfName[name];
+        if (_stripMergeTag(m_currentKey.c_str(), written.c_str(), info.iViewIndex) != S_OK) continue;
+        if (tx.commit() == ERROR_SUCCESS) result = S_OK;
+    }
+    return result;
 }
 
 HRESULT CViewManager::_moveOlderViews() {

@@ -9,6 +9,8 @@ struct Entry {
 };
 // Kept in id order.
 constexpr Entry kStrings[] = {
+    {IDS_FILE_FROM_WINDOWS, "The file, %s, was created in Windows and cannot be opened in UNIX."},
+    {IDS_FILE_NOT_VALID, "The file, %s, is not a valid file."},
     {IDS_POSITIVE_ISOMETRIC, "+Isometric"},
     {IDS_NEGATIVE_ISOMETRIC, "-Isometric"},
     {IDS_MAX_VIEWS_LOADED, "The maximum number of views are set.  Some views may not have been loaded."},

@@ -4,6 +4,8 @@
 namespace krav {
 
 enum StringId : unsigned {
+    IDS_FILE_FROM_WINDOWS = 104,
+    IDS_FILE_NOT_VALID = 109,
     IDS_POSITIVE_ISOMETRIC = 132,
     IDS_NEGATIVE_ISOMETRIC = 133,
     IDS_MAX_VIEWS_LOADED = 139,

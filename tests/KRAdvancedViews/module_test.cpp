@@ -6,7 +6,7 @@
 #include "zul/runtime/Library.h"
 
 // The module as a host sees it: a library with four entry points and nothing else.
-TEST(ModuleLibrary, ExportsTheFourEntryPointsOnly) {
+TEST(ModuleLibrary, ExportsTheFourEntryPointsAndTheResourceLookupOnly) {
     zul::runtime::Library lib;
     ASSERT_TRUE(lib.load(KRAV_MODULE_PATH)) << lib.error();
     auto getClassObject = lib.function<zul::runtime::DllGetClassObjectFn>("DllGetClassObject");
@@ -15,6 +15,14 @@ TEST(ModuleLibrary, ExportsTheFourEntryPointsOnly) {
     ASSERT_NE(canUnload, nullptr);
     EXPECT_NE(lib.symbol("DllRegisterServer"), nullptr);
     EXPECT_NE(lib.symbol("DllUnregisterServer"), nullptr);
+    auto resource = lib.function<zul::runtime::ZulGetModuleResourceFn>("ZulGetModuleResource");
+    ASSERT_NE(resource, nullptr);
+    const void* data = nullptr;
+    DWORD size = 0;
+    ASSERT_EQ(resource(6, 132, &data, &size), S_OK);
+    EXPECT_EQ(std::string(static_cast<const char*>(data), size), "+Isometric");
+    EXPECT_EQ(resource(6, 99999, &data, &size), HRESULT_FROM_WIN32(1814));
+    EXPECT_EQ(resource(4, 205, &data, &size), E_INVALIDARG);
     // Internals stay hidden.
     EXPECT_EQ(lib.symbol("_ZN4krav12CanUnloadNowEv"), nullptr);
     EXPECT_EQ(lib.symbol("_ZN3zul3com17g_moduleLockCountE"), nullptr);

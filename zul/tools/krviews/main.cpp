@@ -17,7 +17,9 @@
 #include <sstream>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
+#include "zul/com/Object.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Library.h"
 
@@ -156,6 +158,45 @@ HRESULT listViews(IViewManager2* store, std::vector<Listed>& out) {
     return S_OK;
 }
 
+// The host's user interface, headless: messages go to standard error.
+class CConsoleUI : public zul::com::ObjectRoot, public IHostUIService {
+public:
+    ZUL_BEGIN_INTERFACE_MAP(CConsoleUI)
+    ZUL_INTERFACE_ENTRY(IHostUIService)
+    ZUL_END_INTERFACE_MAP()
+    ZUL_DELEGATING_IUNKNOWN
+
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* pResult) override {
+        std::cerr << "krviews: " << (text ? text : "") << "\n";
+        if (pResult) *pResult = 1; // IDOK
+        return S_OK;
+    }
+};
+
+// The module's message `id` with `path` in place of its "%s".
+std::string moduleMessage(zul::runtime::ZulGetModuleResourceFn resource, DWORD id, const std::string& path) {
+    const void* data = nullptr;
+    DWORD size = 0;
+    if (!resource || resource(6, id, &data, &size) != S_OK) return "message " + std::to_string(id);
+    std::string text(static_cast<const char*>(data), size);
+    if (const size_t at = text.find("%s"); at != std::string::npos) text.replace(at, 2, path);
+    return text;
+}
+
+// The file type from --type or the extension (case-insensitive); false when neither says.
+bool fileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& out) {
+    std::string t = type;
+    if (t.empty()) {
+        t = std::filesystem::path(path).extension().string();
+        if (!t.empty()) t.erase(0, 1);
+    }
+    for (char& c : t) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (t == "qjv") out = TextFile;
+    else if (t == "reg") out = RegistryFile;
+    else return false;
+    return true;
+}
+
 void printVector(const char* label, const float v[3]) {
     std::printf("%s:%g %g %g\n", label, v[0], v[1], v[2]);
 }
@@ -189,6 +230,13 @@ int main(int argc, char** argv) {
     auto* def = app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
     auto* defName = def->add_option("NAME", name, "View to mark as the default");
     def->add_flag("--clear", clearDefault, "Remove the default mark");
+    std::string file, fileType;
+    auto* save = app.add_subcommand("save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
+    save->add_option("FILE", file, "File to write")->required();
+    save->add_option("--type", fileType, "qjv or reg (default: from the extension)");
+    auto* load = app.add_subcommand("load", "Load the views of FILE into the store (same names are replaced)");
+    load->add_option("FILE", file, "File to read")->required();
+    load->add_option("--type", fileType, "qjv or reg (default: from the extension)");
     for (CLI::App* sub : app.get_subcommands({})) sub->positionals_at_end(false);
 
     try {
@@ -215,6 +263,7 @@ int main(int argc, char** argv) {
         return kFailure;
     }
     auto getClassObject = module.function<zul::runtime::DllGetClassObjectFn>("DllGetClassObject");
+    auto resource = module.function<zul::runtime::ZulGetModuleResourceFn>("ZulGetModuleResource");
     if (!getClassObject) {
         std::cerr << "krviews: '" << modulePath << "' is not a component server (no DllGetClassObject)\n";
         return kFailure;
@@ -228,6 +277,19 @@ int main(int argc, char** argv) {
         zul::com::ComPtr<IViewManager2> store;
         hr = factory->CreateInstance(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf()));
         if (FAILED(hr)) return failure("cannot create the view store", hr);
+        // The store's messages reach the user through this host's console.
+        zul::com::ComPtr<IObjectWithSite> withSite;
+        zul::com::ComPtr<IHostUIService> ui;
+        if (SUCCEEDED(store.As(withSite)) &&
+            SUCCEEDED(zul::com::createInstance<CConsoleUI>(nullptr, IID_IHostUIService,
+                                                           reinterpret_cast<void**>(ui.GetAddressOf()))))
+            withSite->SetSite(ui.Get());
+        struct SiteReset {
+            IObjectWithSite* s;
+            ~SiteReset() {
+                if (s) s->SetSite(nullptr);
+            }
+        } siteReset{withSite.Get()};
 
         const std::string sub = app.get_subcommands().front()->get_name();
         if (sub == "list") {
@@ -275,6 +337,26 @@ int main(int argc, char** argv) {
             hr = store->DestroyViewExt(name.c_str());
             if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
             if (hr != S_OK) return failure("cannot delete '" + name + "'", hr);
+        } else if (sub == "save" || sub == "load") {
+            FileTypeEnum type = TextFile;
+            if (!fileTypeOf(file, fileType, type)) {
+                std::cerr << "krviews: " << moduleMessage(resource, 109, file) << "\n";
+                return kUsage;
+            }
+            std::vector<char> path(file.begin(), file.end());
+            path.push_back('\0');
+            if (sub == "save") {
+                hr = store->SaveViews(path.data(), type);
+                if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
+                if (hr != S_OK) return failure("cannot save to '" + file + "'", hr);
+            } else {
+                hr = store->LoadViews(path.data(), type);
+                if (FAILED(hr)) {
+                    const bool foreign = type == RegistryFile && hr == E_FAIL;
+                    std::cerr << "krviews: " << moduleMessage(resource, foreign ? 104 : 109, file) << "\n";
+                    return kFailure;
+                }
+            }
         } else if (sub == "default") {
             if (clearDefault && defName->count()) {
                 std::cerr << "krviews: default takes a NAME or --clear, not both\n";

@@ -41,6 +41,8 @@ using DllGetClassObjectFn = HRESULT (*)(REFCLSID, REFIID, void**);
 using DllCanUnloadNowFn = HRESULT (*)();
 using DllRegisterServerFn = HRESULT (*)();
 using DllUnregisterServerFn = HRESULT (*)();
+// A module's resource lookup (type 6: strings).
+using ZulGetModuleResourceFn = HRESULT (*)(DWORD type, DWORD id, const void** data, DWORD* size);
 
 // "0x80004005 E_FAIL (unspecified failure)" for a status.
 ZUL_PLATFORM_API std::string describeHresult(HRESULT hr);
