@@ -257,9 +257,7 @@ RegValueLine s_splitRegLine(const std::string& line) {
 
 } // namespace
 
-// Reads a vector (three comma-ended fields) or one number from the next line
-// of `stream` into `out`. A field or line longer than 255 characters sets the
-// stream's fail state.
+// A field or line longer than 255 characters sets the stream's fail state.
 HRESULT _getVecFromLine(float out[3], bool threeValues, std::istream* stream) {
     KRAV_TRACE_STATIC("_getVecFromLine");
     if (!stream) return E_FAIL;

@@ -275,7 +275,7 @@ HRESULT CViewManager::DestroyViewExt(const char* pViewName) {
     return zul::com::firewall([&]() -> HRESULT {
         _announce(Event::PreDestroy, pViewName);
         FullViewInfo info;
-        const bool known = GetViewInfo(pViewName, &info) == S_OK;
+        const bool known = _readIndex(pViewName, info.iViewIndex) == S_OK;
         const int slot = known ? info.iViewIndex - 1 : -1;
         HRESULT hr;
         {
@@ -510,9 +510,9 @@ HRESULT CViewManager::BindViewNavigator(IViewNavigator* pNavigator) {
 HRESULT CViewManager::NotifyViewCreated(const char* pViewName) {
     KRAV_TRACE("CViewManager::NotifyViewCreated");
     if (!pViewName) return E_POINTER;
-    FullViewInfo info;
-    if (GetViewInfo(pViewName, &info) != S_OK) return E_FAIL;
-    _putInSlot(pViewName, info.iViewIndex);
+    int index = -1;
+    if (_readIndex(pViewName, index) != S_OK) return E_FAIL;
+    _putInSlot(pViewName, index);
     return S_OK;
 }
 
@@ -529,9 +529,9 @@ HRESULT CViewManager::NotifyViewPreDestroy(const char* pViewName) {
 HRESULT CViewManager::NotifyViewPreEdit(const char* pViewName) {
     KRAV_TRACE("CViewManager::NotifyViewPreEdit");
     if (!pViewName) return E_POINTER;
-    FullViewInfo info;
-    if (GetViewInfo(pViewName, &info) != S_OK) return S_OK;
-    const int slot = info.iViewIndex - 1;
+    int index = -1;
+    if (_readIndex(pViewName, index) != S_OK) return S_OK;
+    const int slot = index - 1;
     if (slot >= 0 && slot < static_cast<int>(m_slots.size()) && m_slots[slot] == pViewName) m_slots[slot].clear();
     return S_OK;
 }

@@ -13,6 +13,10 @@
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 
+// Reads a vector (three comma-ended fields) or, with `threeValues` false, one
+// number from the next line of `stream` into `out`. E_FAIL for a null stream.
+HRESULT _getVecFromLine(float out[3], bool threeValues, std::istream* stream);
+
 class CViewManager : public zul::com::ObjectRoot,
                      public IViewManager2,
                      public IViewManagerSink,
@@ -111,6 +115,9 @@ private:
     HRESULT _createView(const char* name, FullViewInfo& info, const std::string* replacing = nullptr);
     HRESULT _destroyView(const char* name, int slot);
     bool _viewExists(const char* name);
+    // The stored index of a view (what the slot bookkeeping needs of its
+    // record): S_OK, or S_FALSE when the view or its index cannot be read.
+    HRESULT _readIndex(const char* name, int& index);
     int _viewCount() const;
     HRESULT _checkRecord(const char* name, const FullViewInfo& info) const;
     void _putInSlot(const std::string& name, int index);
@@ -132,7 +139,6 @@ private:
     // View files (ViewFiles.cpp).
     using LineReader = std::function<bool(std::string&)>;
     HRESULT _saveToFile(std::ostream* stream, FileTypeEnum type);
-    HRESULT _saveToTextFile(std::ostream* stream, int count, const std::vector<std::string>& names);
     HRESULT _saveToUnicodeFile(std::ostream* stream, int count, const std::vector<std::string>& names,
                                unsigned long longestName);
     HRESULT _saveToRegFile(std::ostream* stream, int count, const std::vector<std::string>& names);
@@ -153,6 +159,9 @@ private:
 public:
     // True when the file at `path` begins with "REGEDIT" (the registry editor's header).
     static int _regFileMatchesPlatform(const char* path);
+    // The 8-bit view file writer (the first `count` of `names`). Saving
+    // writes UTF-16; this form is kept for tools that want plain text.
+    HRESULT _saveToTextFile(std::ostream* stream, int count, const std::vector<std::string>& names);
 
 private:
 

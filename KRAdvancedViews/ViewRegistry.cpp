@@ -175,7 +175,7 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
 HRESULT CViewManager::_readViewFromRegistry(const std::string& base, const std::string& subkey, FullViewInfo& info,
                                             bool older, std::string* storedName) {
     KRAV_TRACE("CViewManager::_readViewFromRegistry");
-    zul::registry::Transaction tx; // one lock for all the values
+    // Callers read inside their own transaction (one lock for all values).
     {
         KeyCloser k;
         const std::string path = (older ? m_olderPath : m_currentPath) + "\\" + subkey;
@@ -224,7 +224,20 @@ HRESULT CViewManager::_readViewFromRegistry(const std::string& base, const std::
     if (!ok || type > 1) return S_FALSE;
     r.cameraType = static_cast<CameraTypeEnum>(type);
     info = r;
+    return S_OK;
+}
+
+HRESULT CViewManager::_readIndex(const char* name, int& index) {
+    KRAV_TRACE("CViewManager::_readIndex");
+    if (!name || !*name) return S_FALSE;
+    zul::registry::Transaction tx;
+    std::string subkey;
+    if (_findViewKey(m_currentKey, name, subkey) != S_OK) return S_FALSE;
+    CRegHelper reg(s_join(m_currentKey, subkey).c_str(), RegPathUserSettings);
+    int value = -1;
+    if (reg.GetInt("Index", value) != ERROR_SUCCESS) return S_FALSE;
     tx.commit();
+    index = value;
     return S_OK;
 }
 
@@ -255,7 +268,6 @@ HRESULT CViewManager::_scanViewKeys(const std::string& base) {
 
 HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& name, std::string& subkey) {
     KRAV_TRACE("CViewManager::_findViewKey");
-    zul::registry::Transaction tx;
     KeyCloser b;
     if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) != ERROR_SUCCESS) {
         subkey = name;
@@ -265,10 +277,9 @@ HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& n
         if (auto it = m_keyOfName.find(name); it != m_keyOfName.end()) {
             const std::string stored = s_storedName(b.h, it->second);
             KeyCloser probe;
-            const bool exists = RegOpenKeyExA(b.h, it->second.c_str(), 0, KEY_READ, &probe.h) == ERROR_SUCCESS;
-            if (stored == name || (exists && stored.empty() && it->second == name)) {
+            if (stored == name || (stored.empty() && it->second == name &&
+                                   RegOpenKeyExA(b.h, it->second.c_str(), 0, KEY_READ, &probe.h) == ERROR_SUCCESS)) {
                 subkey = it->second;
-                tx.commit();
                 return S_OK;
             }
         } else if (m_keyMapValid) {

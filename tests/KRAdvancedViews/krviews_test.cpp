@@ -94,3 +94,33 @@ TEST_F(Krviews, TheLimitAndADamagedHive) {
     }
     EXPECT_EQ(readFile(userHive_), "this is not a registry hive");
 }
+
+TEST_F(Krviews, SaveAndLoadFiles) {
+    const std::string qjv = (dir_ / "views.QJV").string(), reg = (dir_ / "views.reg").string();
+    ASSERT_EQ(run("add 'Side view' --type persp --fov 35").status, 0);
+    EXPECT_EQ(run("save '" + qjv + "'").status, 0);
+    EXPECT_EQ(run("save '" + reg + "'").status, 0);
+    EXPECT_EQ(readFile(qjv).substr(0, 2), "\xFF\xFE");
+    EXPECT_EQ(readFile(reg).substr(0, 10), "REGEDIT4\n\n");
+    const std::string txt = (dir_ / "views.txt").string();
+    Result unknown = run("save '" + txt + "'");
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.err.find("The file, " + txt + ", is not a valid file."), std::string::npos) << unknown.err;
+    EXPECT_EQ(run("save --type qjv '" + txt + "'").status, 0);
+
+    ASSERT_EQ(run("delete 'Side view'").status, 0);
+    EXPECT_EQ(run("load '" + qjv + "'").status, 0);
+    EXPECT_NE(run("show 'Side view'").out.find("Fov:35\n"), std::string::npos);
+    ASSERT_EQ(run("delete 'Side view'").status, 0);
+    EXPECT_EQ(run("load --type reg '" + reg + "'").status, 0);
+    EXPECT_NE(run("show 'Side view'").out.find("Fov:35\n"), std::string::npos);
+
+    writeFile(txt, "not a view file\n");
+    Result bad = run("load --type qjv '" + txt + "'");
+    EXPECT_EQ(bad.status, 3);
+    EXPECT_NE(bad.err.find("The file, " + txt + ", is not a valid file."), std::string::npos) << bad.err;
+    Result foreign = run("load --type reg '" + txt + "'");
+    EXPECT_EQ(foreign.status, 3);
+    EXPECT_NE(foreign.err.find("was created in Windows and cannot be opened in UNIX."), std::string::npos);
+
+}

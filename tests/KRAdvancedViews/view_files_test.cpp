@@ -1,5 +1,6 @@
 #include <cstring>
 #include <fstream>
+#include <sstream>
 
 #include "RecordingSink.h"
 #include "TempHive.h"
@@ -340,4 +341,44 @@ TEST_F(ViewFiles, TheRegistryEditorsRoadThroughMergedKeys) {
     RegCloseKey(base);
     auto again = startStore();
     EXPECT_EQ(slotsOf(again.Get()), slots);
+}
+
+TEST_F(ViewFiles, EightBitWriterAndReaderAgree) {
+    auto s = startStore();
+    ASSERT_EQ(s->CreateViewInfo("Eight bit: é", sample(2)), S_OK);
+    auto* impl = static_cast<CViewManager*>(s.Get());
+    {
+        std::ofstream out(file("8bit.qjv"), std::ios::binary);
+        ASSERT_EQ(impl->_saveToTextFile(&out, 2, {"+X", "Eight bit: é"}), S_OK);
+    }
+    EXPECT_EQ(readFile(file("8bit.qjv")),
+              "KRAdvancedViews Persistence File\n2\n"
+              "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\n"
+              "HasAtAndFrom:0\nChange:530\n"
+              "Name:Eight bit: é\nUp:0 2 1\nView:-5 100 1e-07\nType:0\nNum:9\nFrom:1 2 2\nAt:0 0 -4\nFov:33.5\n"
+              "HasAtAndFrom:1\nChange:74278\n");
+    std::ostringstream none;
+    EXPECT_EQ(impl->_saveToTextFile(&none, 0, {}), S_FALSE);
+    EXPECT_EQ(none.str(), "KRAdvancedViews Persistence File\n2\n");
+    EXPECT_EQ(impl->_saveToTextFile(nullptr, 0, {}), E_POINTER);
+
+    ASSERT_EQ(s->DestroyViewExt("Eight bit: é"), S_OK);
+    ASSERT_EQ(s->LoadViewsExt(file("8bit.qjv").c_str(), TextFile), S_OK);
+    FullViewInfo r;
+    ASSERT_EQ(s->GetViewInfo("Eight bit: é", &r), S_OK);
+    std::string why;
+    EXPECT_TRUE(krav::CompareViewInfo(r, sample(2), &why)) << why;
+
+    std::istringstream vec("1.5,-2,3e2,rest of line\n42\n");
+    float v[3] = {0, 0, 0};
+    ASSERT_EQ(_getVecFromLine(v, true, &vec), S_OK);
+    EXPECT_EQ(v[0], 1.5f);
+    EXPECT_EQ(v[1], -2.0f);
+    EXPECT_EQ(v[2], 300.0f);
+    ASSERT_EQ(_getVecFromLine(v, false, &vec), S_OK);
+    EXPECT_EQ(v[0], 42.0f);
+    EXPECT_EQ(_getVecFromLine(v, false, nullptr), E_FAIL);
+    std::istringstream longField(std::string(300, '1') + ",2,3\n");
+    _getVecFromLine(v, true, &longField);
+    EXPECT_TRUE(longField.fail()) << "a field over 255 characters fails the stream";
 }

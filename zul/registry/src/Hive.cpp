@@ -402,7 +402,9 @@ LSTATUS Hive::open(Access access) {
     if (!readOnly_) {
         // WAL is never used (see design); a hive left in WAL by another tool is
         // switched back. synchronous=FULL makes every commit durable.
-        LSTATUS st = exec("PRAGMA synchronous=FULL");
+        // Savepoints keep their undo records in memory rather than in
+        // temporary files.
+        LSTATUS st = exec("PRAGMA synchronous=FULL; PRAGMA temp_store=MEMORY");
         std::string mode;
         if (st == ERROR_SUCCESS) {
             Stmt jm(*this, "PRAGMA journal_mode");
