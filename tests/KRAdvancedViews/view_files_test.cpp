@@ -231,6 +231,16 @@ TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
     EXPECT_EQ(r.cameraType, Perspective);
     EXPECT_EQ(slotsOf(s.Get()).size(), 12u);
 
+    // Version 1 in UTF-16, and a second line that is no number (read as version 2).
+    writeFile(file("v1w.qjv"), utf16le("KRAdvancedViews Persistence File\n1\nWide Old\n0 1 0\n0 0 -3\n1\n9\n\n"));
+    ASSERT_EQ(s->LoadViewsExt(file("v1w.qjv").c_str(), TextFile), S_OK);
+    ASSERT_EQ(s->GetViewInfo("Wide Old", &r), S_OK);
+    EXPECT_EQ(r.pViewVector[2], -3.0f);
+    writeFile(file("nover.qjv"), "KRAdvancedViews Persistence File\nabc\nName:No Version\nChange:5\n");
+    ASSERT_EQ(s->LoadViewsExt(file("nover.qjv").c_str(), TextFile), S_OK);
+    ASSERT_EQ(s->GetViewInfo("No Version", &r), S_OK);
+    EXPECT_EQ(r.iChangeBits, 5);
+
     // A registry export holding a key of the older layout: the name is in the key.
     std::string encoded;
     krav::s_encode("Legacy\\View", encoded);
@@ -238,7 +248,7 @@ TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
                                    "]\r\n@=\"Merged\"\r\n\"UpVector Z\"=float:1\r\n\"Camera Type\"=dword:00000001\r\n"
                                    "\"FOV\"=float:12.5\r\n\r\n");
     ASSERT_EQ(s->LoadViewsExt(file("old.reg").c_str(), RegistryFile), S_OK);
-    ASSERT_EQ(s->GetViewInfo("Legacy\\View", &r), S_OK);
+    ASSERT_EQ(s->GetViewInfo("Legacy\\View", &r), S_OK) << ::testing::PrintToString(slotsOf(s.Get()));
     EXPECT_EQ(r.viewAngle, 12.5f);
     EXPECT_EQ(r.cameraType, Perspective);
     EXPECT_EQ(r.bHasFromAndAt, 0);
