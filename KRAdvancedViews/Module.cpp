@@ -3,6 +3,7 @@
 #include "KRAdvancedViews/IViewManager.h"
 #include "Trace.h"
 #include "ViewManager.h"
+#include "ViewNavigator.h"
 #include "zul/com/Object.h"
 
 namespace krav {
@@ -18,6 +19,8 @@ HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** ppv) {
     *ppv = nullptr;
     if (clsid == CLSID_ViewManager)
         return zul::com::createInstance<zul::com::ClassFactory<CViewManager>>(nullptr, iid, ppv);
+    if (clsid == CLSID_ViewNavigator)
+        return zul::com::createInstance<zul::com::ClassFactory<CViewNavigator>>(nullptr, iid, ppv);
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 

@@ -14,6 +14,7 @@ constexpr Entry kStrings[] = {
     {IDS_POSITIVE_ISOMETRIC, "+Isometric"},
     {IDS_NEGATIVE_ISOMETRIC, "-Isometric"},
     {IDS_MAX_VIEWS_LOADED, "The maximum number of views are set.  Some views may not have been loaded."},
+    {IDS_LOCKED_UP_VECTOR, "Unable to apply this view based on the currently locked up vector."},
 };
 } // namespace
 

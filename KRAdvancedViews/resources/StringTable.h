@@ -9,6 +9,7 @@ enum StringId : unsigned {
     IDS_POSITIVE_ISOMETRIC = 132,
     IDS_NEGATIVE_ISOMETRIC = 133,
     IDS_MAX_VIEWS_LOADED = 139,
+    IDS_LOCKED_UP_VECTOR = 141,
 };
 
 // The text of `id`, or "" for an id the table does not hold. The pointer stays valid.

@@ -61,6 +61,21 @@ public:
         return result;
     }
     HRESULT STDMETHODCALLTYPE GetViewInfo(FullViewInfo*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE AlignToAxis(AxisEnum) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum, AxisEnum) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum, AxisEnum*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetAngleOfRotation(float) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetAngleOfRotation(float*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetDistOfTranslation(float) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetDistOfTranslation(float*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RotateAroundAxis(AxisEnum) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RotateAroundAxisByAngle(AxisEnum, float) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE TranslateAlongAxis(AxisEnum) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE TranslateAlongAxisByDist(AxisEnum, float) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RegisterInterest(IViewNavigatorSink*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewNavigatorSink*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RefreshView() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RefreshUI() override { return E_NOTIMPL; }
 };
 
 } // namespace krav::test

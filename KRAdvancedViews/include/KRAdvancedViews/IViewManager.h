@@ -18,7 +18,15 @@ struct IViewManagerSink : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE NotifyBatchViewEditEnd() = 0;
 };
 
-// Puts a view on the host's camera. Declared here as far as the store needs it.
+// Hears of every change of the host camera through the navigator.
+struct IViewNavigatorSink : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE NotifyViewChanged(FullViewInfo viewInfo) = 0;
+    virtual HRESULT STDMETHODCALLTYPE NotifyViewPreDraw() = 0;
+};
+
+struct IViewManager;
+
+// The module's camera driver: applies views, aligns to axes, steps the camera.
 struct IViewNavigator : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE SetView(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetViewExt(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType,
@@ -26,6 +34,29 @@ struct IViewNavigator : IUnknown {
                                                  int iChangeBits) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetViewInfo(FullViewInfo* pViewInfo) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetViewInfo(FullViewInfo* pViewInfo) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AlignToAxis(AxisEnum axis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum axisOfAlignment, AxisEnum upAxis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum axisOfAlignment, AxisEnum* pUpAxis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetAngleOfRotation(float angle) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetAngleOfRotation(float* pAngle) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetDistOfTranslation(float dist) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetDistOfTranslation(float* pDist) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RotateAroundAxis(AxisEnum axis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RotateAroundAxisByAngle(AxisEnum axis, float angle) = 0;
+    virtual HRESULT STDMETHODCALLTYPE TranslateAlongAxis(AxisEnum axis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE TranslateAlongAxisByDist(AxisEnum axis, float dist) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RegisterInterest(IViewNavigatorSink* pIViewNavigatorSink) = 0;
+    virtual HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewNavigatorSink* pIViewNavigatorSink) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RefreshView() = 0;
+    virtual HRESULT STDMETHODCALLTYPE RefreshUI() = 0;
+};
+
+// The navigator with its Rotate and Transform dialog.
+struct IViewNavigator2 : IViewNavigator {
+    virtual HRESULT STDMETHODCALLTYPE DlgSetup(IViewManager* pIViewManager) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DlgSetViewEditButtonState(int bUpOrDown) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DlgShow(int bShow) = 0;
+    virtual HRESULT STDMETHODCALLTYPE DlgIsShowing(int* pbShow) = 0;
 };
 
 // The first, vector-based interface of the store. Each operation builds a
@@ -76,13 +107,18 @@ struct IViewManager2 : IViewManager {
 
 ZUL_DECLARE_IID(IViewManagerSink, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0101");
 ZUL_DECLARE_IID(IViewNavigator, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0102");
+ZUL_DECLARE_IID(IViewNavigator2, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0105");
+ZUL_DECLARE_IID(IViewNavigatorSink, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0106");
 ZUL_DECLARE_IID(IViewManager, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0103");
 ZUL_DECLARE_IID(IViewManager2, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0104");
 
 inline constexpr IID IID_IViewManagerSink = zul::com::iidOf<IViewManagerSink>();
 inline constexpr IID IID_IViewNavigator = zul::com::iidOf<IViewNavigator>();
+inline constexpr IID IID_IViewNavigator2 = zul::com::iidOf<IViewNavigator2>();
+inline constexpr IID IID_IViewNavigatorSink = zul::com::iidOf<IViewNavigatorSink>();
 inline constexpr IID IID_IViewManager = zul::com::iidOf<IViewManager>();
 inline constexpr IID IID_IViewManager2 = zul::com::iidOf<IViewManager2>();
 
-// The store's class, served by the module's DllGetClassObject.
+// The classes served by the module's DllGetClassObject.
 inline constexpr CLSID CLSID_ViewManager = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0201");
+inline constexpr CLSID CLSID_ViewNavigator = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0202");
