@@ -43,7 +43,7 @@ class ModuleClassObjects : public zul::test::TempHiveTest {};
 
 // The store through the module's class object, aggregated by an outer
 // object, and the library's unload answer while it lives.
-TEST_F(ModuleClassObjects, ViewStoreIsServedAndAggregatable) {
+TEST_F(ModuleClassObjects, StoreAndNavigatorAreServedAndTheStoreAggregates) {
     zul::runtime::Library lib;
     ASSERT_TRUE(lib.load(KRAV_MODULE_PATH)) << lib.error();
     auto getClassObject = lib.function<zul::runtime::DllGetClassObjectFn>("DllGetClassObject");
@@ -85,6 +85,15 @@ TEST_F(ModuleClassObjects, ViewStoreIsServedAndAggregatable) {
         store.Reset();
         EXPECT_EQ(outer.refs, 1u);
         outer.inner->Release();
+
+        zul::com::ComPtr<IClassFactory> navFactory;
+        ASSERT_EQ(getClassObject(CLSID_ViewNavigator, IID_IClassFactory, reinterpret_cast<void**>(navFactory.GetAddressOf())), S_OK);
+        zul::com::ComPtr<IViewNavigator2> nav;
+        ASSERT_EQ(navFactory->CreateInstance(nullptr, IID_IViewNavigator2, reinterpret_cast<void**>(nav.GetAddressOf())), S_OK);
+        float angle = 0;
+        EXPECT_EQ(nav->GetAngleOfRotation(&angle), S_OK);
+        EXPECT_EQ(angle, 90.0f);
+        EXPECT_EQ(nav->AlignToAxis(PositiveX), E_FAIL) << "no host yet";
     }
     EXPECT_EQ(canUnload(), S_OK);
 }
