@@ -563,6 +563,7 @@ HRESULT CViewNavigator::OnCameraChanged(DWORD flags) {
 // The Rotate and Transform dialog
 
 void CViewNavigator::_setDialog(IViewNavigatorDialog* dialog) {
+    KRAV_TRACE("CViewNavigator::_setDialog");
     m_dialog = zul::com::ComPtr<IViewNavigatorDialog>(dialog);
 }
 
