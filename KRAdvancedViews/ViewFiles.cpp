@@ -283,23 +283,18 @@ HRESULT _getVecFromLine(float out[3], bool threeValues, std::istream* stream) {
 
 HRESULT CViewManager::SetSite(IUnknown* pUnkSite) {
     KRAV_TRACE("CViewManager::SetSite");
-    m_site = zul::com::ComPtr<IUnknown>(pUnkSite);
+    m_site.set(pUnkSite);
     return S_OK;
 }
 
 HRESULT CViewManager::GetSite(REFIID riid, void** ppvSite) {
     KRAV_TRACE("CViewManager::GetSite");
-    if (!ppvSite) return E_POINTER;
-    *ppvSite = nullptr;
-    if (!m_site) return E_FAIL;
-    return m_site->QueryInterface(riid, ppvSite);
+    return m_site.get(riid, ppvSite);
 }
 
 void CViewManager::_showMessage(unsigned id, UINT type) {
     KRAV_TRACE("CViewManager::_showMessage");
-    zul::com::ComPtr<IHostUIService> ui;
-    if (m_site && SUCCEEDED(m_site->QueryInterface(IID_IHostUIService, reinterpret_cast<void**>(ui.GetAddressOf()))))
-        ui->ShowMessage(krav::LoadModuleString(id), "Standard Views", type, nullptr);
+    m_site.showMessage(id, type);
 }
 
 // ---------------------------------------------------------------------------

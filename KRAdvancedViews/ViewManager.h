@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "Site.h"
 #include "host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
@@ -181,6 +182,6 @@ private:
     HRESULT _scanViewKeys(const std::string& base);
     std::vector<IViewManagerSink*> m_sinks; // counted references, registration order
     zul::com::ComPtr<IViewNavigator> m_navigator;
-    zul::com::ComPtr<IUnknown> m_site;
+    krav::CSite m_site;
     HRESULT m_startStatus = S_OK;
 };

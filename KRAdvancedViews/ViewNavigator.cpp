@@ -51,23 +51,19 @@ CViewNavigator::~CViewNavigator() {
 
 HRESULT CViewNavigator::SetSite(IUnknown* pUnkSite) {
     KRAV_TRACE("CViewNavigator::SetSite");
-    m_site = zul::com::ComPtr<IUnknown>(pUnkSite);
+    m_site.set(pUnkSite);
     return S_OK;
 }
 
 HRESULT CViewNavigator::GetSite(REFIID riid, void** ppvSite) {
     KRAV_TRACE("CViewNavigator::GetSite");
-    if (!ppvSite) return E_POINTER;
-    *ppvSite = nullptr;
-    return m_site ? m_site->QueryInterface(riid, ppvSite) : E_FAIL;
+    return m_site.get(riid, ppvSite);
 }
 
 HRESULT CViewNavigator::_host(Host& host, bool parts) {
     KRAV_TRACE("CViewNavigator::_host");
-    zul::com::ComPtr<IHostApplication> app;
-    if (!m_site || FAILED(m_site->QueryInterface(zul::com::iidOf<IHostApplication>(),
-                                                 reinterpret_cast<void**>(app.GetAddressOf()))))
-        return E_FAIL;
+    auto app = m_site.query<IHostApplication>();
+    if (!app) return E_FAIL;
     if (FAILED(app->GetActiveView3D(host.view.ReleaseAndGetAddressOf())) || !host.view) return E_FAIL;
     if (!parts) return S_OK;
     HRESULT hr = host.view->GetCamera(host.camera.ReleaseAndGetAddressOf());
@@ -78,17 +74,13 @@ HRESULT CViewNavigator::_host(Host& host, bool parts) {
 
 void CViewNavigator::_showMessage(unsigned id) {
     KRAV_TRACE("CViewNavigator::_showMessage");
-    zul::com::ComPtr<IHostUIService> ui;
-    if (m_site && SUCCEEDED(m_site->QueryInterface(IID_IHostUIService, reinterpret_cast<void**>(ui.GetAddressOf()))))
-        ui->ShowMessage(krav::LoadModuleString(id), "Standard Views", MB_ICONEXCLAMATION, nullptr);
+    m_site.showMessage(id, MB_ICONEXCLAMATION);
 }
 
 HRESULT CViewNavigator::_start() {
     KRAV_TRACE("CViewNavigator::_start");
-    zul::com::ComPtr<IHostApplication> app;
-    if (!m_site || FAILED(m_site->QueryInterface(zul::com::iidOf<IHostApplication>(),
-                                                 reinterpret_cast<void**>(app.GetAddressOf()))))
-        return E_FAIL;
+    auto app = m_site.query<IHostApplication>();
+    if (!app) return E_FAIL;
     if (m_advised) return S_OK;
     const HRESULT hr = app->AdviseViewEvents(static_cast<IHostViewEvents*>(this), &m_eventCookie);
     m_advised = SUCCEEDED(hr);
@@ -98,10 +90,8 @@ HRESULT CViewNavigator::_start() {
 HRESULT CViewNavigator::_stop() {
     KRAV_TRACE("CViewNavigator::_stop");
     if (!m_advised) return S_OK;
-    zul::com::ComPtr<IHostApplication> app;
-    if (!m_site || FAILED(m_site->QueryInterface(zul::com::iidOf<IHostApplication>(),
-                                                 reinterpret_cast<void**>(app.GetAddressOf()))))
-        return E_FAIL;
+    auto app = m_site.query<IHostApplication>();
+    if (!app) return E_FAIL;
     m_advised = false;
     return app->UnadviseViewEvents(m_eventCookie);
 }
@@ -537,10 +527,7 @@ HRESULT CViewNavigator::OnCameraChanged(DWORD flags) {
         int locked = 0;
         if (SUCCEEDED(_getLockedUpAxis(&locked)) && locked != s_lastLockedAxis) {
             s_lastLockedAxis = locked;
-            zul::com::ComPtr<IViewNavigatorOwner> owner;
-            if (m_site && SUCCEEDED(m_site->QueryInterface(zul::com::iidOf<IViewNavigatorOwner>(),
-                                                           reinterpret_cast<void**>(owner.GetAddressOf()))))
-                owner->UpdateLockedVec(locked);
+            if (auto owner = m_site.query<IViewNavigatorOwner>()) owner->UpdateLockedVec(locked);
         }
         // The alignment integers name the axis the camera looked along when a
         // view was last applied; once the camera looks elsewhere (it was

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "Site.h"
 #include "host/IHostUIService.h"
 #include "host/IHostView.h"
 #include "zul/com/ComPtr.h"
@@ -111,7 +112,7 @@ private:
     void _notifyAll(bool preDraw);
     void _showMessage(unsigned id);
 
-    zul::com::ComPtr<IUnknown> m_site;
+    krav::CSite m_site;
     zul::com::ComPtr<IViewNavigatorDialog> m_dialog;
     std::vector<IViewNavigatorSink*> m_sinks; // counted references
     std::map<AxisEnum, AxisEnum> m_upAxis;    // alignment axis -> up axis

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "RecordingSink.h"
+#include "ComTest.h"
 #include "TempHive.h"
 #include "ViewInfo.h"
 #include "ViewManager.h"
@@ -12,6 +13,7 @@
 
 using krav::test::CRecordingSink;
 using zul::com::ComPtr;
+using zul::test::make;
 
 namespace {
 
@@ -28,14 +30,6 @@ public:
         return S_OK;
     }
 };
-
-template <class T, class I> ComPtr<T> make() {
-    I* raw = nullptr;
-    EXPECT_EQ(zul::com::createInstance<T>(nullptr, zul::com::iidOf<I>(), reinterpret_cast<void**>(&raw)), S_OK);
-    ComPtr<T> p;
-    p.Attach(static_cast<T*>(raw));
-    return p;
-}
 
 ComPtr<IViewManager2> startStore() {
     ComPtr<IViewManager2> s;

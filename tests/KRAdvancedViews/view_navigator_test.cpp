@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "RecordingSink.h"
+#include "ComTest.h"
 #include "TempHive.h"
 #include "TestHost.h"
 #include "ViewManager.h"
@@ -10,16 +11,9 @@
 
 using krav::test::CTestHost;
 using zul::com::ComPtr;
+using zul::test::make;
 
 namespace {
-
-template <class T, class I> ComPtr<T> make() {
-    I* raw = nullptr;
-    EXPECT_EQ(zul::com::createInstance<T>(nullptr, zul::com::iidOf<I>(), reinterpret_cast<void**>(&raw)), S_OK);
-    ComPtr<T> p;
-    p.Attach(static_cast<T*>(raw));
-    return p;
-}
 
 // Records navigator notifications; may unregister itself on the first change.
 class CNavSink : public zul::com::ObjectRoot, public IViewNavigatorSink {

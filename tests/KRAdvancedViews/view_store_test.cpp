@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "RecordingSink.h"
+#include "ComTest.h"
 #include "TempHive.h"
 #include "ViewInfo.h"
 #include "ViewManager.h"
@@ -12,17 +13,9 @@
 using krav::test::CRecordingSink;
 using krav::test::CTestNavigator;
 using zul::com::ComPtr;
+using zul::test::make;
 
 namespace {
-
-// A test object, held by its class (created through its interface I).
-template <class T, class I> ComPtr<T> make() {
-    ComPtr<T> p;
-    I* raw = nullptr;
-    EXPECT_EQ(zul::com::createInstance<T>(nullptr, zul::com::iidOf<I>(), reinterpret_cast<void**>(&raw)), S_OK);
-    p.Attach(static_cast<T*>(raw));
-    return p;
-}
 
 // A started store and the object behind it (for its slot table).
 struct Store {
