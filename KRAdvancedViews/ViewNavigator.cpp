@@ -36,6 +36,27 @@ float s_distance(const float a[3], const float b[3]) {
     return std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
 }
 
+struct Host {
+    zul::com::ComPtr<IHostView3D> view;
+    zul::com::ComPtr<IHostCamera> camera;
+    zul::com::ComPtr<IHostCameraProjection> projection;
+    zul::com::ComPtr<IHostViewControl> control;
+};
+
+// The host's current view and (with `parts`) its camera, projection and
+// control; E_FAIL without a host or view. Called by every camera operation,
+// so it opens no trace scope of its own.
+HRESULT s_host(const krav::CSite& site, Host& host, bool parts = true) {
+    auto app = site.query<IHostApplication>();
+    if (!app) return E_FAIL;
+    if (FAILED(app->GetActiveView3D(host.view.ReleaseAndGetAddressOf())) || !host.view) return E_FAIL;
+    if (!parts) return S_OK;
+    HRESULT hr = host.view->GetCamera(host.camera.ReleaseAndGetAddressOf());
+    if (SUCCEEDED(hr)) hr = host.view->GetCameraProjection(host.projection.ReleaseAndGetAddressOf());
+    if (SUCCEEDED(hr)) hr = host.view->GetViewControl(host.control.ReleaseAndGetAddressOf());
+    return hr;
+}
+
 } // namespace
 
 CViewNavigator::CViewNavigator()
@@ -58,18 +79,6 @@ HRESULT CViewNavigator::SetSite(IUnknown* pUnkSite) {
 HRESULT CViewNavigator::GetSite(REFIID riid, void** ppvSite) {
     KRAV_TRACE("CViewNavigator::GetSite");
     return m_site.get(riid, ppvSite);
-}
-
-HRESULT CViewNavigator::_host(Host& host, bool parts) {
-    KRAV_TRACE("CViewNavigator::_host");
-    auto app = m_site.query<IHostApplication>();
-    if (!app) return E_FAIL;
-    if (FAILED(app->GetActiveView3D(host.view.ReleaseAndGetAddressOf())) || !host.view) return E_FAIL;
-    if (!parts) return S_OK;
-    HRESULT hr = host.view->GetCamera(host.camera.ReleaseAndGetAddressOf());
-    if (SUCCEEDED(hr)) hr = host.view->GetCameraProjection(host.projection.ReleaseAndGetAddressOf());
-    if (SUCCEEDED(hr)) hr = host.view->GetViewControl(host.control.ReleaseAndGetAddressOf());
-    return hr;
 }
 
 void CViewNavigator::_showMessage(unsigned id) {
@@ -103,7 +112,7 @@ HRESULT CViewNavigator::_getCameraFOV(float* degrees) {
     KRAV_TRACE("CViewNavigator::_getCameraFOV");
     if (!degrees) return E_POINTER;
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return hr;
     float height = 1.0f, focal = 1.0f;
     if (FAILED(hr = host.projection->GetViewHeight(&height))) return hr;
@@ -115,7 +124,7 @@ HRESULT CViewNavigator::_getCameraFOV(float* degrees) {
 HRESULT CViewNavigator::_setCameraFOV(float degrees) {
     KRAV_TRACE("CViewNavigator::_setCameraFOV");
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return hr;
     CLSID cls{};
     if (FAILED(hr = host.projection->GetClassId(&cls))) return hr;
@@ -133,7 +142,7 @@ HRESULT CViewNavigator::_setCameraType(CameraTypeEnum type) {
     KRAV_TRACE("CViewNavigator::_setCameraType");
     if (type != Orthographic && type != Perspective) return E_INVALIDARG;
     Host host;
-    const HRESULT hr = _host(host, false);
+    const HRESULT hr = s_host(m_site, host, false);
     if (FAILED(hr)) return hr;
     return host.view->SetProjectionClass(type == Perspective ? CLSID_HostPerspectiveProjection
                                                              : CLSID_HostOrthographicProjection);
@@ -144,7 +153,7 @@ HRESULT CViewNavigator::_getCameraClippingMatrix(float m[4]) {
     if (!m) return E_POINTER;
     std::fill(m, m + 4, 0.0f);
     Host host;
-    const HRESULT hr = _host(host);
+    const HRESULT hr = s_host(m_site, host);
     return FAILED(hr) ? hr : host.projection->GetClippingMatrix(m);
 }
 
@@ -152,7 +161,7 @@ HRESULT CViewNavigator::_setCameraClippingMatrix(const float m[4]) {
     KRAV_TRACE("CViewNavigator::_setCameraClippingMatrix");
     if (!m) return E_POINTER;
     Host host;
-    const HRESULT hr = _host(host);
+    const HRESULT hr = s_host(m_site, host);
     return FAILED(hr) ? hr : host.projection->SetClippingMatrix(m);
 }
 
@@ -160,7 +169,7 @@ HRESULT CViewNavigator::_getLockedUpAxis(int* axis) {
     KRAV_TRACE("CViewNavigator::_getLockedUpAxis");
     if (!axis) return E_POINTER;
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return hr;
     int locked = 0;
     if (FAILED(hr = host.control->IsUpVectorLocked(&locked))) return hr;
@@ -182,7 +191,7 @@ HRESULT CViewNavigator::_setCameraFrame(const float up[3], const float view[3], 
     KRAV_TRACE("CViewNavigator::_setCameraFrame");
     if (!up || !view || !from || !at) return E_POINTER;
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return hr;
     // The (unit) view vector is applied at the distance of the points, so a
     // re-aimed camera keeps its distance from what it looks at.
@@ -214,7 +223,7 @@ HRESULT CViewNavigator::GetViewInfo(FullViewInfo* pViewInfo) {
     KRAV_TRACE("CViewNavigator::GetViewInfo");
     if (!pViewInfo) return E_POINTER;
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return hr;
     FullViewInfo& r = *pViewInfo;
     CLSID cls{};
@@ -341,7 +350,7 @@ HRESULT CViewNavigator::_setCameraOrientation(const float up[3], const float vie
     KRAV_TRACE("CViewNavigator::_setCameraOrientation");
     if (!up || !view) return E_POINTER;
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return hr;
     float focal = 1.0f;
     if (FAILED(hr = host.control->GetFocalDistance(&focal))) return hr;
@@ -372,7 +381,7 @@ HRESULT CViewNavigator::AlignToAxis(AxisEnum axis) {
     }
     if (FAILED(hr = _setCameraOrientation(up, view, true))) return hr;
     Host host;
-    if (FAILED(hr = _host(host, false))) return hr;
+    if (FAILED(hr = s_host(m_site, host, false))) return hr;
     return host.view->Redraw();
 }
 
@@ -442,7 +451,7 @@ HRESULT CViewNavigator::RotateAroundAxisByAngle(AxisEnum axis, float angle) {
     float a[3];
     if (!s_unitAxis(axis, a)) return E_INVALIDARG; // isometric: no host call
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return E_FAIL;
     if (FAILED(hr = host.control->RotateCamera(a[0], a[1], a[2], angle))) return hr;
     return host.view->Redraw();
@@ -453,7 +462,7 @@ HRESULT CViewNavigator::TranslateAlongAxisByDist(AxisEnum axis, float dist) {
     float a[3];
     if (!s_unitAxis(axis, a)) return E_INVALIDARG; // isometric: no host call
     Host host;
-    HRESULT hr = _host(host);
+    HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return E_FAIL;
     if (FAILED(hr = host.control->TranslateCamera(a[0] * dist, a[1] * dist, a[2] * dist))) return hr;
     return host.view->Redraw();
@@ -506,7 +515,7 @@ void CViewNavigator::_notifyAll(bool preDraw) {
 HRESULT CViewNavigator::RefreshView() {
     KRAV_TRACE("CViewNavigator::RefreshView");
     Host host;
-    const HRESULT hr = _host(host, false);
+    const HRESULT hr = s_host(m_site, host, false);
     return FAILED(hr) ? hr : host.view->Redraw();
 }
 

@@ -101,14 +101,6 @@ public:
     const int* alignedAxis() const { return m_aligned; }
 
 private:
-    struct Host {
-        zul::com::ComPtr<IHostView3D> view;
-        zul::com::ComPtr<IHostCamera> camera;
-        zul::com::ComPtr<IHostCameraProjection> projection;
-        zul::com::ComPtr<IHostViewControl> control;
-    };
-    // The host's current view and its parts; E_FAIL without a host or view.
-    HRESULT _host(Host& host, bool parts = true);
     void _notifyAll(bool preDraw);
     void _showMessage(unsigned id);
 
