@@ -1,0 +1,254 @@
+// Crash consistency: a child process runs random store operations on a hive
+// and is killed with SIGKILL at a random moment, again and again. After each
+// kill the hive must be intact, the store must start, no view may be half
+// written, every operation the child reported complete must be there (the
+// one in flight may or may not be), a load is wholly there or wholly absent,
+// and the store holds at most 128 views with unique indices.
+//
+// KRAV_CRASH_RUNS sets the number of kills (default 200).
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "TempHive.h"
+#include "ViewManager.h"
+#include "zul/com/ComPtr.h"
+#include "zul/registry/RegHelper.h"
+
+namespace {
+
+constexpr int kPool = 20;      // names N0..N19
+constexpr int kLoadViews = 5;  // L0..L4 in the load file
+
+std::string poolName(int i) { return "N" + std::to_string(i); }
+
+zul::com::ComPtr<IViewManager2> startStore() {
+    zul::com::ComPtr<IViewManager2> s;
+    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(s.GetAddressOf()));
+    return s;
+}
+
+// The child: random operations forever, reporting each before and after.
+[[noreturn]] void runChild(int fd, unsigned seed, const std::string& loadFile) {
+    auto report = [fd](const std::string& line) {
+        const std::string l = line + "\n";
+        if (::write(fd, l.data(), l.size()) < 0) ::_exit(3);
+    };
+    auto store = startStore();
+    std::mt19937 rng(seed);
+    std::set<std::string> names;
+    for (const auto& n : static_cast<CViewManager*>(store.Get())->slots())
+        if (!n.empty()) names.insert(n);
+    for (;;) {
+        const int op = static_cast<int>(rng() % 6);
+        const std::string a = poolName(static_cast<int>(rng() % kPool));
+        const std::string b = poolName(static_cast<int>(rng() % kPool));
+        std::string any = names.empty() ? a : *std::next(names.begin(), static_cast<long>(rng() % names.size()));
+        FullViewInfo info;
+        info.viewAngle = static_cast<float>(rng() % 90);
+        info.bHasFromAndAt = static_cast<BOOL>(rng() % 2);
+        std::string line;
+        HRESULT hr = E_FAIL;
+        switch (op) {
+        case 0:
+            if (names.count(a)) continue;
+            line = "create " + a;
+            report("begin " + line);
+            hr = store->CreateViewInfo(a.c_str(), info);
+            if (hr == S_OK) names.insert(a);
+            break;
+        case 1:
+            if (!names.count(any)) continue;
+            line = "edit " + any;
+            report("begin " + line);
+            hr = store->EditViewInfo(any.c_str(), info);
+            break;
+        case 2:
+            if (!names.count(any) || names.count(b)) continue;
+            line = "rename " + any + " " + b;
+            report("begin " + line);
+            hr = store->RenameViewExt(any.c_str(), b.c_str());
+            if (hr == S_OK) names.erase(any), names.insert(b);
+            break;
+        case 3:
+            if (!names.count(any)) continue;
+            line = "delete " + any;
+            report("begin " + line);
+            hr = store->DestroyViewExt(any.c_str());
+            if (hr == S_OK) names.erase(any);
+            break;
+        case 4:
+            if (!names.count(any)) continue;
+            line = "default " + any;
+            report("begin " + line);
+            hr = store->SetDefaultView(any.c_str());
+            break;
+        default:
+            line = "load";
+            report("begin " + line);
+            hr = store->LoadViewsExt(loadFile.c_str(), TextFile);
+            if (hr == S_OK)
+                for (int i = 0; i < kLoadViews; ++i) names.insert("L" + std::to_string(i));
+            break;
+        }
+        if (FAILED(hr)) ::_exit(4); // an operation that fails without a crash is a fault too
+        report("done " + line);
+    }
+}
+
+// Applies a completed operation to the model of stored names.
+void applyOp(std::set<std::string>& names, const std::string& line) {
+    std::istringstream in(line);
+    std::string op, a, b;
+    in >> op >> a >> b;
+    if (op == "create") names.insert(a);
+    else if (op == "rename") names.erase(a), names.insert(b);
+    else if (op == "delete") names.erase(a);
+    else if (op == "load")
+        for (int i = 0; i < kLoadViews; ++i) names.insert("L" + std::to_string(i));
+}
+
+// Every view key holds every value of its record.
+std::string halfWrittenViews() {
+    std::string bad;
+    HKEY base = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &base) != 0) return bad;
+    char sub[256];
+    for (DWORD i = 0;; ++i) {
+        DWORD cch = sizeof sub;
+        if (RegEnumKeyExA(base, i, sub, &cch, nullptr, nullptr, nullptr, nullptr) != 0) break;
+        CRegHelper reg((std::string("KRAdvancedViews2\\") + sub).c_str(), RegPathUserSettings);
+        std::string name;
+        int index = 0, bits = 0;
+        DWORD type = 0;
+        BOOL has = 0;
+        float f = 0;
+        bool ok = reg.GetString("View Name", name) == 0 && reg.GetInt("Index", index) == 0 &&
+                  reg.GetDWORD("Camera Type", type) == 0 && reg.GetBOOL("Has At And From", has) == 0 &&
+                  reg.GetFloat("FOV", f) == 0 && reg.GetInt("Change Bits", bits) == 0;
+        for (const char* v : {"UpVector X", "UpVector Y", "UpVector Z", "ViewVector X", "ViewVector Y", "ViewVector Z"})
+            ok = ok && reg.GetFloat(v, f) == 0;
+        if (has)
+            for (const char* v : {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X", "AtPoint Y", "AtPoint Z"})
+                ok = ok && reg.GetFloat(v, f) == 0;
+        if (!ok) bad += std::string(sub) + " ";
+    }
+    RegCloseKey(base);
+    return bad;
+}
+
+std::string integrity(const std::string& path) {
+    sqlite3* db = nullptr;
+    std::string result = "cannot open";
+    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+        sqlite3_stmt* s = nullptr;
+        if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &s, nullptr) == SQLITE_OK &&
+            sqlite3_step(s) == SQLITE_ROW)
+            result = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
+        sqlite3_finalize(s);
+    }
+    sqlite3_close(db);
+    return result;
+}
+
+} // namespace
+
+class CrashConsistency : public zul::test::TempHiveTest {};
+
+TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
+    const char* env = std::getenv("KRAV_CRASH_RUNS");
+    const int runs = env ? std::atoi(env) : 200;
+    const std::string loadFile = (dir_ / "load.qjv").string();
+    {
+        std::string text = "KRAdvancedViews Persistence File\n2\n";
+        for (int i = 0; i < kLoadViews; ++i)
+            text += "Name:L" + std::to_string(i) + "\nUp:0 0 1\nView:1 0 0\nType:1\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
+                    "Fov:30\nHasAtAndFrom:0\nChange:530\n";
+        writeFile(loadFile, text);
+    }
+    std::mt19937 rng(20261122);
+    std::set<std::string> model;
+    {
+        auto store = startStore(); // seeds the standard views
+        for (const auto& n : static_cast<CViewManager*>(store.Get())->slots())
+            if (!n.empty()) model.insert(n);
+    }
+    int completed = 0, inFlightLanded = 0;
+    for (int run = 0; run < runs; ++run) {
+        int fds[2];
+        ASSERT_EQ(::pipe(fds), 0);
+        const unsigned seed = static_cast<unsigned>(rng());
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ::close(fds[0]);
+            runChild(fds[1], seed, loadFile);
+        }
+        ::close(fds[1]);
+        std::this_thread::sleep_for(std::chrono::microseconds(2000 + rng() % 40000));
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "the child stopped by itself: exit " << WEXITSTATUS(status);
+
+        std::string reported;
+        char buf[4096];
+        ssize_t n;
+        while ((n = ::read(fds[0], buf, sizeof buf)) > 0) reported.append(buf, static_cast<size_t>(n));
+        ::close(fds[0]);
+        std::istringstream lines(reported);
+        std::string line, pending;
+        while (std::getline(lines, line)) {
+            if (line.rfind("begin ", 0) == 0) {
+                pending = line.substr(6);
+            } else if (line.rfind("done ", 0) == 0) {
+                applyOp(model, line.substr(5));
+                pending.clear();
+                ++completed;
+            }
+        }
+
+        SCOPED_TRACE("run " + std::to_string(run) + ", in flight: " + pending);
+        ASSERT_EQ(integrity(userHive_), "ok");
+        ASSERT_EQ(halfWrittenViews(), "");
+        auto store = startStore();
+        auto* impl = static_cast<CViewManager*>(store.Get());
+        ASSERT_EQ(impl->startStatus(), S_OK);
+        std::set<std::string> stored;
+        int defaults = 0;
+        for (size_t i = 0; i < impl->slots().size(); ++i) {
+            const std::string& s = impl->slots()[i];
+            if (s.empty()) continue;
+            ASSERT_TRUE(stored.insert(s).second) << "a name twice: " << s;
+            FullViewInfo info;
+            ASSERT_EQ(store->GetViewInfo(s.c_str(), &info), S_OK) << s;
+            EXPECT_EQ(info.iViewIndex, static_cast<int>(i) + 1) << s;
+            defaults += (info.iChangeBits & ViewChangeDefaultView) != 0;
+        }
+        ASSERT_LE(stored.size(), static_cast<size_t>(kMaxViews));
+        EXPECT_LE(defaults, 1);
+        if (stored != model) {
+            // The operation in flight may have landed just before the kill.
+            std::set<std::string> withPending = model;
+            applyOp(withPending, pending);
+            ASSERT_EQ(stored, withPending) << "stored state is neither before nor after the operation in flight";
+            model = withPending;
+            ++inFlightLanded;
+        }
+        // Loads are whole: the load file's views are all there or none is new.
+        store.Reset();
+    }
+    std::printf("crash consistency: %d kills, %d operations completed, %d in-flight operations had landed\n", runs,
+                completed, inFlightLanded);
+}
