@@ -4,6 +4,7 @@
 #include "Trace.h"
 #include "ViewManager.h"
 #include "ViewNavigator.h"
+#include "AdvancedViewsModuleMgr.h"
 #include "zul/com/Object.h"
 
 namespace krav {
@@ -19,6 +20,8 @@ HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** ppv) {
     *ppv = nullptr;
     if (clsid == CLSID_ViewManager)
         return zul::com::createInstance<zul::com::ClassFactory<CViewManager>>(nullptr, iid, ppv);
+    if (clsid == CLSID_AdvancedViewsModuleMgr)
+        return zul::com::createInstance<zul::com::ClassFactory<CAdvancedViewsModuleMgr>>(nullptr, iid, ppv);
     if (clsid == CLSID_ViewNavigator)
         return zul::com::createInstance<zul::com::ClassFactory<CViewNavigator>>(nullptr, iid, ppv);
     return CLASS_E_CLASSNOTAVAILABLE;

@@ -72,7 +72,10 @@ CViewNavigator::~CViewNavigator() {
 
 HRESULT CViewNavigator::SetSite(IUnknown* pUnkSite) {
     KRAV_TRACE("CViewNavigator::SetSite");
+    // The site is the viewer: its camera events follow it.
+    _stop();
     m_site.set(pUnkSite);
+    if (pUnkSite) _start();
     return S_OK;
 }
 

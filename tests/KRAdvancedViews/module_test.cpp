@@ -22,7 +22,9 @@ TEST(ModuleLibrary, ExportsTheFourEntryPointsAndTheResourceLookupOnly) {
     ASSERT_EQ(resource(6, 132, &data, &size), S_OK);
     EXPECT_EQ(std::string(static_cast<const char*>(data), size), "+Isometric");
     EXPECT_EQ(resource(6, 99999, &data, &size), HRESULT_FROM_WIN32(1814));
-    EXPECT_EQ(resource(4, 205, &data, &size), E_INVALIDARG);
+    ASSERT_EQ(resource(4, 235, &data, &size), S_OK);
+    EXPECT_EQ(std::string(static_cast<const char*>(data), size).substr(0, 16), "ITEM 7145 +&X\nIT");
+    EXPECT_EQ(resource(9, 205, &data, &size), E_INVALIDARG);
     // Internals stay hidden.
     EXPECT_EQ(lib.symbol("_ZN4krav12CanUnloadNowEv"), nullptr);
     EXPECT_EQ(lib.symbol("_ZN3zul3com17g_moduleLockCountE"), nullptr);

@@ -22,6 +22,7 @@ using WORD = uint16_t;
 using BYTE = uint8_t;
 using BOOL = int32_t;
 using UINT = uint32_t;
+using UINT_PTR = uintptr_t;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using LPBYTE = BYTE*;
