@@ -52,6 +52,8 @@ protected:
         host = make<CTestHost, IHostApplication>();
         nav = make<CViewNavigator, IViewNavigator2>();
         static_cast<IObjectWithSite*>(nav.Get())->SetSite(static_cast<IHostApplication*>(host.Get()));
+        EXPECT_EQ(host->calls, std::vector<std::string>{"Advise"}) << "the site's view events are followed at once";
+        host->calls.clear();
     }
     void TearDown() override { static_cast<IObjectWithSite*>(nav.Get())->SetSite(nullptr); }
 
@@ -316,6 +318,7 @@ TEST_F(StoreAndNavigator, AStoredViewReachesTheHostCamera) {
     auto host = make<CTestHost, IHostApplication>();
     auto nav = make<CViewNavigator, IViewNavigator2>();
     static_cast<IObjectWithSite*>(nav.Get())->SetSite(static_cast<IHostApplication*>(host.Get()));
+    host->calls.clear();
     ComPtr<IViewManager2> store;
     ASSERT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())), S_OK);
     ASSERT_EQ(store->BindViewNavigator(nav.Get()), S_OK);
