@@ -15,7 +15,20 @@
 
 namespace krav::test {
 
+// The calls a test host received, in order.
+struct CallLog {
+    std::vector<std::string> calls;
+    void record(const std::string& call) { calls.push_back(call); }
+    // How many calls start with `prefix`.
+    int count(const std::string& prefix) const {
+        int n = 0;
+        for (const auto& c : calls) n += c.rfind(prefix, 0) == 0;
+        return n;
+    }
+};
+
 class CTestHost : public zul::com::ObjectRoot,
+                  public CallLog,
                   public IHostApplication,
                   public IHostView3D,
                   public IHostCamera,
@@ -47,17 +60,9 @@ public:
     bool hasView = true;
     HRESULT failWith = S_OK; // every camera call fails with this when set
 
-    std::vector<std::string> calls;
     std::vector<std::string> messages;
     std::vector<int> lockedVecs;
     IHostViewEvents* events = nullptr; // not owned: the navigator unadvises
-
-    void record(const std::string& call) { calls.push_back(call); }
-    int count(const std::string& prefix) const {
-        int n = 0;
-        for (const auto& c : calls) n += c.rfind(prefix, 0) == 0;
-        return n;
-    }
     void fireCameraChanged(DWORD flags) {
         if (events) events->OnCameraChanged(flags);
     }
