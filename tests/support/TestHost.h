@@ -1,41 +1,15 @@
-// An in-memory host for the navigator: one object that is the application,
-// the 3D view, its camera, projection and view control, and the UI service,
-// with the camera model every host shares. It records every call, so a test
-// can assert what was asked of the host as well as where the camera ended up.
+// The in-memory viewer as the navigator tests' host: it also stands in for
+// the module manager, recording the locked up axis the navigator reports.
 #pragma once
 
-#include <cmath>
-#include <string>
-#include <vector>
-
 #include "ViewNavigator.h"
-#include "host/IHostUIService.h"
-#include "host/IHostView.h"
-#include "zul/com/Object.h"
+#include "zul/runtime/MemoryViewer.h"
 
 namespace krav::test {
 
-// The calls a test host received, in order.
-struct CallLog {
-    std::vector<std::string> calls;
-    void record(const std::string& call) { calls.push_back(call); }
-    // How many calls start with `prefix`.
-    int count(const std::string& prefix) const {
-        int n = 0;
-        for (const auto& c : calls) n += c.rfind(prefix, 0) == 0;
-        return n;
-    }
-};
+using zul::runtime::CallLog;
 
-class CTestHost : public zul::com::ObjectRoot,
-                  public CallLog,
-                  public IHostApplication,
-                  public IHostView3D,
-                  public IHostCamera,
-                  public IHostCameraProjection,
-                  public IHostViewControl,
-                  public IHostUIService,
-                  public IViewNavigatorOwner {
+class CTestHost : public zul::runtime::CMemoryViewer, public IViewNavigatorOwner {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CTestHost)
     ZUL_INTERFACE_ENTRY(IHostApplication)
@@ -48,179 +22,10 @@ public:
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
 
-    // The camera.
-    float eye[3] = {0, 0, 100};
-    float target[3] = {0, 0, 0};
-    float up[3] = {0, 1, 0};
-    bool perspective = true;
-    float focal = 100.0f;
-    float viewHeight = 2.0f * 100.0f * 0.2679492f; // 30 degrees at the focal distance
-    float clipping[4] = {-10, 10, 1, 1000};
-    int upLocked = 0;
-    bool hasView = true;
-    HRESULT failWith = S_OK; // every camera call fails with this when set
-
-    std::vector<std::string> messages;
     std::vector<int> lockedVecs;
-    IHostViewEvents* events = nullptr; // not owned: the navigator unadvises
-    void fireCameraChanged(DWORD flags) {
-        if (events) events->OnCameraChanged(flags);
-    }
-
-    // IHostApplication
-    HRESULT STDMETHODCALLTYPE GetActiveView3D(IHostView3D** pp) override {
-        if (!pp) return E_POINTER;
-        *pp = nullptr;
-        if (!hasView) return E_FAIL;
-        *pp = static_cast<IHostView3D*>(this);
-        AddRef();
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE AdviseViewEvents(IHostViewEvents* e, DWORD* cookie) override {
-        events = e;
-        *cookie = 7;
-        record("Advise");
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE UnadviseViewEvents(DWORD) override {
-        events = nullptr;
-        record("Unadvise");
-        return S_OK;
-    }
-    // IHostView3D
-    HRESULT STDMETHODCALLTYPE GetViewControl(IHostViewControl** pp) override { return hand(pp); }
-    HRESULT STDMETHODCALLTYPE GetCamera(IHostCamera** pp) override { return hand(pp); }
-    HRESULT STDMETHODCALLTYPE GetCameraProjection(IHostCameraProjection** pp) override { return hand(pp); }
-    HRESULT STDMETHODCALLTYPE SetProjectionClass(REFCLSID cls) override {
-        if (cls == CLSID_HostPerspectiveProjection) perspective = true;
-        else if (cls == CLSID_HostOrthographicProjection) perspective = false;
-        else return E_INVALIDARG;
-        record(perspective ? "SetProjectionClass(persp)" : "SetProjectionClass(ortho)");
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Redraw() override {
-        record("Redraw");
-        return S_OK;
-    }
-    // IHostCamera
-    HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override { return set3("SetUpVector", up, x, y, z); }
-    HRESULT STDMETHODCALLTYPE GetUpVector(float* x, float* y, float* z) override { return get3(up, x, y, z); }
-    HRESULT STDMETHODCALLTYPE SetPosition(float x, float y, float z) override { return set3("SetPosition", eye, x, y, z); }
-    HRESULT STDMETHODCALLTYPE GetPosition(float* x, float* y, float* z) override { return get3(eye, x, y, z); }
-    HRESULT STDMETHODCALLTYPE SetTarget(float x, float y, float z) override { return set3("SetTarget", target, x, y, z); }
-    HRESULT STDMETHODCALLTYPE GetTarget(float* x, float* y, float* z) override { return get3(target, x, y, z); }
-    // IHostCameraProjection
-    HRESULT STDMETHODCALLTYPE GetClassId(CLSID* cls) override {
-        *cls = perspective ? CLSID_HostPerspectiveProjection : CLSID_HostOrthographicProjection;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetViewHeight(float* h) override {
-        *h = viewHeight;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE SetViewHeight(float h) override {
-        if (failWith != S_OK) return failWith;
-        viewHeight = h;
-        record("SetViewHeight");
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE SetFieldOfView(float degrees) override {
-        if (!perspective) return E_FAIL;
-        viewHeight = 2.0f * focal * std::tan(degrees * 0.5f * 0.017453292f);
-        record("SetFieldOfView(" + std::to_string(int(std::lround(degrees))) + ")");
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetClippingMatrix(float m[4]) override {
-        for (int i = 0; i < 4; ++i) m[i] = clipping[i];
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE SetClippingMatrix(const float m[4]) override {
-        for (int i = 0; i < 4; ++i) clipping[i] = m[i];
-        record("SetClippingMatrix");
-        return S_OK;
-    }
-    // IHostViewControl
-    HRESULT STDMETHODCALLTYPE IsUpVectorLocked(int* locked) override {
-        *locked = upLocked;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetFocalDistance(float* d) override {
-        *d = focal;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE SetFocalDistance(float d) override {
-        focal = d;
-        record("SetFocalDistance");
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE RotateCamera(float ax, float ay, float az, float degrees) override {
-        if (failWith != S_OK) return failWith;
-        record("RotateCamera(" + fmt(ax) + "," + fmt(ay) + "," + fmt(az) + "," + fmt(degrees) + ")");
-        // Eye and up turn about the target around the axis (Rodrigues).
-        const double r = degrees * 3.14159265358979323846 / 180.0, c = std::cos(r), s = std::sin(r);
-        auto turn = [&](float v[3]) {
-            const double d = ax * v[0] + ay * v[1] + az * v[2];
-            const double cx = ay * v[2] - az * v[1], cy = az * v[0] - ax * v[2], cz = ax * v[1] - ay * v[0];
-            const double n[3] = {v[0] * c + cx * s + ax * d * (1 - c), v[1] * c + cy * s + ay * d * (1 - c),
-                                 v[2] * c + cz * s + az * d * (1 - c)};
-            for (int i = 0; i < 3; ++i) v[i] = static_cast<float>(n[i]);
-        };
-        float rel[3] = {eye[0] - target[0], eye[1] - target[1], eye[2] - target[2]};
-        turn(rel);
-        turn(up);
-        for (int i = 0; i < 3; ++i) eye[i] = target[i] + rel[i];
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE TranslateCamera(float dx, float dy, float dz) override {
-        if (failWith != S_OK) return failWith;
-        record("TranslateCamera(" + fmt(dx) + "," + fmt(dy) + "," + fmt(dz) + ")");
-        const float d[3] = {dx, dy, dz};
-        for (int i = 0; i < 3; ++i) {
-            eye[i] += d[i];
-            target[i] += d[i];
-        }
-        return S_OK;
-    }
-    // IHostUIService
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* result) override {
-        messages.emplace_back(text);
-        if (result) *result = 1;
-        return S_OK;
-    }
-    // IViewNavigatorOwner
     HRESULT STDMETHODCALLTYPE UpdateLockedVec(int v) override {
         lockedVecs.push_back(v);
         return S_OK;
-    }
-
-    // The field of view the camera shows, in degrees.
-    float angle() const { return 2.0f * std::atan((viewHeight / focal) * 0.5f) * 57.29578f; }
-
-private:
-    template <class I> HRESULT hand(I** pp) {
-        if (!pp) return E_POINTER;
-        *pp = static_cast<I*>(this);
-        AddRef();
-        return S_OK;
-    }
-    HRESULT set3(const char* what, float* v, float x, float y, float z) {
-        if (failWith != S_OK) return failWith;
-        v[0] = x;
-        v[1] = y;
-        v[2] = z;
-        record(what);
-        return S_OK;
-    }
-    static HRESULT get3(const float* v, float* x, float* y, float* z) {
-        *x = v[0];
-        *y = v[1];
-        *z = v[2];
-        return S_OK;
-    }
-    static std::string fmt(float v) {
-        char buf[32];
-        std::snprintf(buf, sizeof buf, "%g", v);
-        return buf;
     }
 };
 
