@@ -212,6 +212,9 @@ HRESULT CAdvancedViewsModuleMgr::AttachViewer(DWORD viewerId) {
             m_attachedViewer = 0;
             return hr;
         }
+        // The store shows its messages through the host's message service.
+        zul::com::ComPtr<IObjectWithSite> storeSite;
+        if (m_ui && SUCCEEDED(m_store.As(storeSite))) storeSite->SetSite(m_ui.Get());
         store2->ApplyDefaultView();
         // After a first creation: the dialog (only for a host with a window),
         // the store for the navigator's dialog, and the module's listeners.
@@ -245,6 +248,8 @@ void CAdvancedViewsModuleMgr::_destroyObjects() {
     if (auto store2 = _store2()) {
         store2->UnregisterInterest(this);
         store2->BindViewNavigator(nullptr);
+        zul::com::ComPtr<IObjectWithSite> storeSite;
+        if (SUCCEEDED(store2.As(storeSite))) storeSite->SetSite(nullptr);
     }
     if (m_navigator) {
         m_navigator->UnregisterInterest(this);

@@ -32,6 +32,9 @@ TEST_F(Krviews, ListShowAndTheStandardViews) {
     EXPECT_EQ(show.status, 0);
     EXPECT_EQ(show.out, "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
                         "Fov:28\nHasAtAndFrom:0\nChange:530\n");
+    Result names = run("names");
+    EXPECT_EQ(names.status, 0) << names.err;
+    EXPECT_EQ(names.out, "+X;+Y;+Z;-X;-Y;-Z;+Isometric;-Isometric\n");
     Result minus = run("show -- -Z");
     EXPECT_EQ(minus.status, 0) << minus.err;
     EXPECT_NE(minus.out.find("View:0 0 -260.315\n"), std::string::npos);
@@ -74,7 +77,7 @@ TEST_F(Krviews, ChangingViewsAndExitStatuses) {
     Result empty = run("add ''");
     EXPECT_EQ(empty.status, 3);
     EXPECT_NE(empty.err.find("E_INVALIDARG"), std::string::npos) << empty.err;
-    for (const char* cmd : {"list", "show", "add", "edit", "rename", "delete", "default"})
+    for (const char* cmd : {"list", "show", "add", "edit", "rename", "delete", "default", "names", "save", "load"})
         EXPECT_EQ(run(std::string(cmd) + " --help").status, 0) << cmd;
 }
 

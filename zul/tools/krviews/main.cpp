@@ -1,6 +1,9 @@
-// krviews: a headless host for the view store. It loads the module library
-// ($KRAV_MODULE, else KRAdvancedViews.so next to this program), obtains the
-// store through the library's class object, and drives it from the command line.
+// krviews: a headless host of the module. It loads the module library
+// ($KRAV_MODULE, else KRAdvancedViews.so next to this program), creates the
+// module manager from the library's class object, gives it a site, starts it
+// and attaches its in-memory viewer, and then drives the module from the
+// command line: through IAdvancedViewsModuleMgr where that interface has the
+// operation, through the view store the module created for the rest.
 //
 // Exit status: 0 done; 1 nothing was done (the view exists already, or there
 // is no such view); 2 bad usage; 3 a failure status from the store or registry.
@@ -16,10 +19,9 @@
 #include <optional>
 #include <sstream>
 
-#include "KRAdvancedViews/IViewManager.h"
-#include "host/IHostUIService.h"
+#include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "zul/com/ComPtr.h"
-#include "zul/com/Object.h"
+#include "zul/runtime/HeadlessHost.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Library.h"
 
@@ -158,21 +160,6 @@ HRESULT listViews(IViewManager2* store, std::vector<Listed>& out) {
     return S_OK;
 }
 
-// The host's user interface, headless: messages go to standard error.
-class CConsoleUI : public zul::com::ObjectRoot, public IHostUIService {
-public:
-    ZUL_BEGIN_INTERFACE_MAP(CConsoleUI)
-    ZUL_INTERFACE_ENTRY(IHostUIService)
-    ZUL_END_INTERFACE_MAP()
-    ZUL_DELEGATING_IUNKNOWN
-
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* pResult) override {
-        std::cerr << "krviews: " << (text ? text : "") << "\n";
-        if (pResult) *pResult = 1; // IDOK
-        return S_OK;
-    }
-};
-
 // The module's message `id` with `path` in place of its "%s".
 std::string moduleMessage(zul::runtime::ZulGetModuleResourceFn resource, DWORD id, const std::string& path) {
     const void* data = nullptr;
@@ -230,6 +217,7 @@ int main(int argc, char** argv) {
     auto* def = app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
     auto* defName = def->add_option("NAME", name, "View to mark as the default");
     def->add_flag("--clear", clearDefault, "Remove the default mark");
+    app.add_subcommand("names", "Print the names of the stored views, separated by ';'");
     std::string file, fileType;
     auto* save = app.add_subcommand("save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
     save->add_option("FILE", file, "File to write")->required();
@@ -270,26 +258,44 @@ int main(int argc, char** argv) {
     }
     int result = kDone;
     {
-        zul::com::ComPtr<IClassFactory> factory;
-        HRESULT hr = getClassObject(CLSID_ViewManager, IID_IClassFactory,
-                                    reinterpret_cast<void**>(factory.GetAddressOf()));
-        if (FAILED(hr)) return failure("cannot get the view store's class object", hr);
-        zul::com::ComPtr<IViewManager2> store;
-        hr = factory->CreateInstance(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf()));
-        if (FAILED(hr)) return failure("cannot create the view store", hr);
-        // The store's messages reach the user through this host's console.
+        // The host makes module objects from the library's class objects.
+        auto create = [getClassObject](REFCLSID clsid, IUnknown** pp) -> HRESULT {
+            zul::com::ComPtr<IClassFactory> factory;
+            const HRESULT hr = getClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf()));
+            return FAILED(hr) ? hr : factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
+        };
+        zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
+        {
+            IHostModuleSite* site = nullptr;
+            zul::com::createInstance<zul::runtime::CHeadlessHost>(nullptr, zul::com::iidOf<IHostModuleSite>(),
+                                                                  reinterpret_cast<void**>(&site));
+            host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
+        }
+        if (!host) return failure("cannot make the host", E_OUTOFMEMORY);
+        host->createObject = create;
+        zul::com::ComPtr<IUnknown> moduleObject;
+        HRESULT hr = create(CLSID_AdvancedViewsModuleMgr, moduleObject.GetAddressOf());
+        if (FAILED(hr)) return failure("cannot create the module manager", hr);
+        zul::com::ComPtr<IZulModule> zulModule;
+        zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
         zul::com::ComPtr<IObjectWithSite> withSite;
-        zul::com::ComPtr<IHostUIService> ui;
-        if (SUCCEEDED(store.As(withSite)) &&
-            SUCCEEDED(zul::com::createInstance<CConsoleUI>(nullptr, IID_IHostUIService,
-                                                           reinterpret_cast<void**>(ui.GetAddressOf()))))
-            withSite->SetSite(ui.Get());
-        struct SiteReset {
-            IObjectWithSite* s;
-            ~SiteReset() {
-                if (s) s->SetSite(nullptr);
+        if (FAILED(moduleObject.As(zulModule)) || FAILED(moduleObject.As(mgr)) || FAILED(moduleObject.As(withSite)))
+            return failure("the module manager lacks an interface", E_NOINTERFACE);
+        withSite->SetSite(static_cast<IHostModuleSite*>(host.Get()));
+        struct Shutdown {
+            IZulModule* module;
+            IObjectWithSite* site;
+            ~Shutdown() {
+                module->DetachViewer(zul::runtime::CHeadlessHost::kViewerId);
+                module->Stop();
+                site->SetSite(nullptr);
             }
-        } siteReset{withSite.Get()};
+        } shutdown{zulModule.Get(), withSite.Get()};
+        if (FAILED(hr = zulModule->Start())) return failure("cannot start the module", hr);
+        if (FAILED(hr = zulModule->AttachViewer(zul::runtime::CHeadlessHost::kViewerId)))
+            return failure("cannot attach the viewer", hr);
+        auto store = host->firstObject<IViewManager2>();
+        if (!store) return failure("the module made no view store", E_FAIL);
 
         const std::string sub = app.get_subcommands().front()->get_name();
         if (sub == "list") {
@@ -330,12 +336,13 @@ int main(int argc, char** argv) {
             FullViewInfo info;
             if (store->GetViewInfo(newName.c_str(), &info) == S_OK)
                 return nothing("a view named '" + newName + "' exists already");
-            hr = store->RenameViewExt(name.c_str(), newName.c_str());
+            hr = mgr->RenameView(name.c_str(), newName.c_str());
             if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
             if (hr != S_OK) return failure("cannot rename '" + name + "'", hr);
         } else if (sub == "delete") {
-            hr = store->DestroyViewExt(name.c_str());
-            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
+            hr = mgr->DeleteView(name.c_str());
+            // The module answers E_POINTER for a name its view menu lacks.
+            if (hr == S_FALSE || hr == E_POINTER) return nothing("there is no view '" + name + "'");
             if (hr != S_OK) return failure("cannot delete '" + name + "'", hr);
         } else if (sub == "save" || sub == "load") {
             FileTypeEnum type = TextFile;
@@ -346,11 +353,11 @@ int main(int argc, char** argv) {
             std::vector<char> path(file.begin(), file.end());
             path.push_back('\0');
             if (sub == "save") {
-                hr = store->SaveViews(path.data(), type);
+                hr = mgr->SaveViews(path.data(), type);
                 if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
                 if (hr != S_OK) return failure("cannot save to '" + file + "'", hr);
             } else {
-                hr = store->LoadViews(path.data(), type);
+                hr = mgr->LoadViews(path.data(), type);
                 if (FAILED(hr)) {
                     const bool foreign = type == RegistryFile && hr == E_FAIL;
                     std::cerr << "krviews: " << moduleMessage(resource, foreign ? 104 : 109, file) << "\n";
@@ -363,27 +370,31 @@ int main(int argc, char** argv) {
                 return kUsage;
             }
             if (clearDefault) {
-                hr = store->SetDefaultView(nullptr);
+                hr = mgr->SetDefaultView(nullptr);
                 if (hr != S_OK) return failure("cannot clear the default view", hr);
             } else if (defName->count()) {
                 FullViewInfo info;
                 hr = store->GetViewInfo(name.c_str(), &info);
                 if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
                 if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
-                hr = store->SetDefaultView(name.c_str());
+                hr = mgr->SetDefaultView(name.c_str());
                 if (hr != S_OK) return failure("cannot mark '" + name + "' as the default view", hr);
             } else {
-                std::vector<Listed> views;
-                hr = listViews(store.Get(), views);
-                if (FAILED(hr)) return failure("cannot list the views", hr);
-                result = kNothing;
-                for (const Listed& v : views)
-                    if (v.isDefault) {
-                        std::printf("%s\n", v.name.c_str());
-                        result = kDone;
-                        break;
-                    }
+                ULONG len = 0;
+                hr = mgr->GetDefaultView(&len, nullptr);
+                if (hr == E_FAIL) return kNothing; // no default view
+                std::vector<char> buf(len ? len : 1);
+                if (hr == E_OUTOFMEMORY) hr = mgr->GetDefaultView(&len, buf.data());
+                if (hr != S_OK) return failure("cannot read the default view", hr);
+                std::printf("%s\n", buf.data());
             }
+        } else if (sub == "names") {
+            ULONG len = 0;
+            hr = mgr->GetViewNamesExt(&len, nullptr);
+            std::vector<char> buf(len ? len : 1);
+            if (hr == E_OUTOFMEMORY) hr = mgr->GetViewNamesExt(&len, buf.data());
+            if (hr != S_OK) return failure("cannot list the view names", hr);
+            std::printf("%s\n", buf.data());
         }
     }
     return result;
