@@ -332,6 +332,7 @@ void CAdvancedViewsModuleMgr::_rebuildViewMenu() {
 }
 
 void CAdvancedViewsModuleMgr::_tellDialog(const char* event, const char* name, const char* newName) {
+    KRAV_TRACE("CAdvancedViewsModuleMgr::_tellDialog");
     if (m_dialog) m_dialog->OnViewEvent(event, name, newName);
 }
 

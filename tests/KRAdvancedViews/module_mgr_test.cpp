@@ -102,6 +102,11 @@ TEST_F(ModuleMgr, CommandsReachTheCamera) {
     EXPECT_TRUE(cam.perspective) << "computed alignment: no projection change";
     EXPECT_TRUE(near(cam.eye, -1, 0, 0));
 
+    // The control dialog does not exist yet: showing it fails and the flag is restored.
+    EXPECT_EQ(mgr->OnCommand(7133), E_FAIL);
+    EXPECT_EQ(mgr->OnCommand(7133), E_FAIL) << "still hidden, so the next toggle tries to show again";
+    EXPECT_EQ(mgr->OnCommand(7139), S_OK) << "the Standard Views toggle works without a dialog";
+    EXPECT_EQ(mgr->OnCommand(7130), S_OK);
     ASSERT_EQ(mgr->OnCommand(7148), S_OK);
     EXPECT_EQ(host->count("ExecuteCommand(6585)"), 1);
     host->popupChoice = 7147;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "TempHive.h"
 #include "zul/com/ComPtr.h"
 #include "zul/runtime/Library.h"
@@ -96,6 +96,15 @@ TEST_F(ModuleClassObjects, StoreAndNavigatorAreServedAndTheStoreAggregates) {
         EXPECT_EQ(nav->GetAngleOfRotation(&angle), S_OK);
         EXPECT_EQ(angle, 90.0f);
         EXPECT_EQ(nav->AlignToAxis(PositiveX), E_FAIL) << "no host yet";
+
+        zul::com::ComPtr<IClassFactory> mgrFactory;
+        ASSERT_EQ(getClassObject(CLSID_AdvancedViewsModuleMgr, IID_IClassFactory, reinterpret_cast<void**>(mgrFactory.GetAddressOf())), S_OK);
+        zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
+        ASSERT_EQ(mgrFactory->CreateInstance(nullptr, IID_IAdvancedViewsModuleMgr, reinterpret_cast<void**>(mgr.GetAddressOf())), S_OK);
+        int n = -1;
+        EXPECT_EQ(mgr->GetNumberViews(&n), S_OK);
+        EXPECT_EQ(n, 0) << "no viewer attached";
+        EXPECT_EQ(mgr->ApplyDefaultView(), E_UNEXPECTED);
     }
     EXPECT_EQ(canUnload(), S_OK);
 }
