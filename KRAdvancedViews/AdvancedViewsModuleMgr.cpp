@@ -344,35 +344,51 @@ HRESULT CAdvancedViewsModuleMgr::_getViewName(UINT id, std::string& name) const 
     return name.empty() ? E_FAIL : S_OK;
 }
 
+// The handlers of a view that now stands in the store (created or edited):
+// the table takes it at its index and the default name follows its mark.
+HRESULT CAdvancedViewsModuleMgr::_noteStoredView(const char* name, const char* event) {
+    KRAV_TRACE("CAdvancedViewsModuleMgr::_noteStoredView");
+    if (!name) return E_POINTER;
+    auto store2 = _store2();
+    if (!store2) return E_FAIL;
+    FullViewInfo info;
+    if (store2->GetViewInfo(name, &info) == S_OK) {
+        if (info.iViewIndex >= 0) _putInMenu(name, info.iViewIndex);
+        if (info.iChangeBits & ViewChangeDefaultView) m_defaultViewName = name;
+        else if (m_defaultViewName == name) m_defaultViewName.clear();
+    }
+    _rebuildViewMenu();
+    _tellDialog(event, name);
+    return S_OK;
+}
+
+// The handlers of a view about to go or change: its slot is emptied (for an
+// edit only when the slot still holds this very name).
+HRESULT CAdvancedViewsModuleMgr::_noteLeavingView(const char* name, const char* event, bool onlyIfSame) {
+    KRAV_TRACE("CAdvancedViewsModuleMgr::_noteLeavingView");
+    if (!name) return E_POINTER;
+    auto store2 = _store2();
+    if (!store2) return E_FAIL;
+    FullViewInfo info;
+    if (store2->GetViewInfo(name, &info) == S_OK && info.iViewIndex >= 0 &&
+        info.iViewIndex < static_cast<int>(m_viewMenu.size()) &&
+        (!onlyIfSame || m_viewMenu[info.iViewIndex] == name))
+        m_viewMenu[info.iViewIndex].clear();
+    _tellDialog(event, name);
+    return S_OK;
+}
+
 // Created is handled like an edit, so the table holds every view at its index
 // after a creation too; a batch suppresses menu rebuilds until its end, which
 // rebuilds once.
 HRESULT CAdvancedViewsModuleMgr::NotifyViewCreated(const char* pViewName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::NotifyViewCreated");
-    if (!pViewName) return E_POINTER;
-    auto store2 = _store2();
-    if (!store2) return E_FAIL;
-    FullViewInfo info;
-    if (store2->GetViewInfo(pViewName, &info) == S_OK) {
-        if (info.iViewIndex >= 0) _putInMenu(pViewName, info.iViewIndex);
-        if (info.iChangeBits & ViewChangeDefaultView) m_defaultViewName = pViewName;
-    }
-    _rebuildViewMenu();
-    _tellDialog("Created", pViewName);
-    return S_OK;
+    return _noteStoredView(pViewName, "Created");
 }
 
 HRESULT CAdvancedViewsModuleMgr::NotifyViewPreDestroy(const char* pViewName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::NotifyViewPreDestroy");
-    if (!pViewName) return E_POINTER;
-    auto store2 = _store2();
-    if (!store2) return E_FAIL;
-    FullViewInfo info;
-    if (store2->GetViewInfo(pViewName, &info) == S_OK && info.iViewIndex >= 0 &&
-        info.iViewIndex < static_cast<int>(m_viewMenu.size()))
-        m_viewMenu[info.iViewIndex].clear();
-    _tellDialog("PreDestroy", pViewName);
-    return S_OK;
+    return _noteLeavingView(pViewName, "PreDestroy", false);
 }
 
 HRESULT CAdvancedViewsModuleMgr::NotifyViewDestroyed(const char* pViewName) {
@@ -387,31 +403,12 @@ HRESULT CAdvancedViewsModuleMgr::NotifyViewDestroyed(const char* pViewName) {
 
 HRESULT CAdvancedViewsModuleMgr::NotifyViewPreEdit(const char* pViewName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::NotifyViewPreEdit");
-    if (!pViewName) return E_POINTER;
-    auto store2 = _store2();
-    if (!store2) return E_FAIL;
-    FullViewInfo info;
-    if (store2->GetViewInfo(pViewName, &info) == S_OK && info.iViewIndex >= 0 &&
-        info.iViewIndex < static_cast<int>(m_viewMenu.size()) && m_viewMenu[info.iViewIndex] == pViewName)
-        m_viewMenu[info.iViewIndex].clear();
-    _tellDialog("PreEdit", pViewName);
-    return S_OK;
+    return _noteLeavingView(pViewName, "PreEdit", true);
 }
 
 HRESULT CAdvancedViewsModuleMgr::NotifyViewEdited(const char* pViewName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::NotifyViewEdited");
-    if (!pViewName) return E_POINTER;
-    auto store2 = _store2();
-    if (!store2) return E_FAIL;
-    FullViewInfo info;
-    if (store2->GetViewInfo(pViewName, &info) == S_OK) {
-        if (info.iViewIndex >= 0) _putInMenu(pViewName, info.iViewIndex);
-        if (info.iChangeBits & ViewChangeDefaultView) m_defaultViewName = pViewName;
-        else if (m_defaultViewName == pViewName) m_defaultViewName.clear();
-    }
-    _rebuildViewMenu();
-    _tellDialog("Edited", pViewName);
-    return S_OK;
+    return _noteStoredView(pViewName, "Edited");
 }
 
 HRESULT CAdvancedViewsModuleMgr::NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) {

@@ -129,6 +129,8 @@ private:
     void _rebuildViewMenu();
     void _putInMenu(const std::string& name, int index);
     void _tellDialog(const char* event, const char* name, const char* newName = nullptr);
+    HRESULT _noteStoredView(const char* name, const char* event);
+    HRESULT _noteLeavingView(const char* name, const char* event, bool onlyIfSame);
     zul::com::ComPtr<IViewManager2> _store2() const;
 
     zul::com::ComPtr<IHostModuleSite> m_site;
