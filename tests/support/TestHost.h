@@ -12,12 +12,7 @@ using zul::runtime::CallLog;
 class CTestHost : public zul::runtime::CMemoryViewer, public IViewNavigatorOwner {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CTestHost)
-    ZUL_INTERFACE_ENTRY(IHostApplication)
-    ZUL_INTERFACE_ENTRY(IHostView3D)
-    ZUL_INTERFACE_ENTRY(IHostCamera)
-    ZUL_INTERFACE_ENTRY(IHostCameraProjection)
-    ZUL_INTERFACE_ENTRY(IHostViewControl)
-    ZUL_INTERFACE_ENTRY(IHostUIService)
+    ZUL_INTERFACE_ENTRY_CHAIN(zul::runtime::CMemoryViewer)
     ZUL_INTERFACE_ENTRY(IViewNavigatorOwner)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN

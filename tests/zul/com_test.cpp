@@ -88,6 +88,23 @@ public:
     IUnknown* inner_ = nullptr;
 };
 
+// Answers its own IAlpha (overriding nothing) and, through the chain, CThing's interfaces.
+struct IDelta : IUnknown {
+    virtual int Delta() = 0;
+};
+} // namespace
+ZUL_DECLARE_IID(IDelta, "6F1B2C3D-0005-4A5B-8C9D-0123456789AB");
+namespace {
+class CDerivedThing : public CThing, public IDelta {
+public:
+    ZUL_BEGIN_INTERFACE_MAP(CDerivedThing)
+    ZUL_INTERFACE_ENTRY(IDelta)
+    ZUL_INTERFACE_ENTRY_CHAIN(CThing)
+    ZUL_END_INTERFACE_MAP()
+    ZUL_DELEGATING_IUNKNOWN
+    int Delta() override { return 4; }
+};
+
 class CFailsToConstruct : public zul::com::ObjectRoot, public IAlpha {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CFailsToConstruct)
@@ -196,6 +213,24 @@ TEST(Object, AggregatedObjectDelegatesAndLivesWithItsOuter) {
     beta.Reset();
     EXPECT_EQ(g_destroyed, 1);
     EXPECT_EQ(zul::com::moduleLockCount(), 0);
+}
+
+TEST(Object, ADerivedMapChainsToItsBase) {
+    ComPtr<IDelta> delta;
+    ASSERT_EQ(zul::com::createInstance<CDerivedThing>(nullptr, zul::com::iidOf<IDelta>(),
+                                                      reinterpret_cast<void**>(delta.GetAddressOf())),
+              S_OK);
+    ComPtr<IBeta> beta;
+    ComPtr<IAlpha> alpha;
+    ComPtr<INotServed> none;
+    ASSERT_EQ(delta.As(beta), S_OK);
+    ASSERT_EQ(beta.As(alpha), S_OK);
+    EXPECT_EQ(delta->Delta() + beta->Beta() + alpha->Alpha(), 7);
+    EXPECT_EQ(alpha.As(none), E_NOINTERFACE);
+    ComPtr<IUnknown> u1, u2;
+    ASSERT_EQ(delta.As(u1), S_OK);
+    ASSERT_EQ(beta.As(u2), S_OK);
+    EXPECT_EQ(u1.Get(), u2.Get());
 }
 
 TEST(Object, CreationRulesAndFirewall) {

@@ -49,9 +49,23 @@ template <class F> HRESULT firewall(F&& body) noexcept {
 class ObjectRoot;
 
 struct InterfaceEntry {
-    const IID* iid;               // null ends the table
+    const IID* iid;                  // null with a null `chain` ends the table
     void* (*cast)(ObjectRoot* self); // the interface pointer of `self` for this IID
+    // With a null `iid`: the map of a base class, searched in this place.
+    const InterfaceEntry* (*chain)(const ObjectRoot* self) = nullptr;
 };
+
+// The interface pointer of `self` for `iid` from `map` and the maps it chains to, or null.
+inline void* findInterface(const InterfaceEntry* map, ObjectRoot* self, REFIID iid) {
+    for (const InterfaceEntry* e = map; e->iid || e->chain; ++e) {
+        if (!e->iid) {
+            if (void* p = findInterface(e->chain(self), self, iid)) return p;
+        } else if (*e->iid == iid) {
+            return e->cast(self);
+        }
+    }
+    return nullptr;
+}
 
 class ObjectRoot {
 public:
@@ -92,12 +106,7 @@ private:
             if (iid == IID_IUnknown) {
                 *ppv = static_cast<IUnknown*>(this);
             } else {
-                for (const InterfaceEntry* e = owner_->interfaceMap(); e->iid; ++e) {
-                    if (*e->iid == iid) {
-                        *ppv = e->cast(owner_);
-                        break;
-                    }
-                }
+                *ppv = findInterface(owner_->interfaceMap(), owner_, iid);
                 if (!*ppv) return E_NOINTERFACE;
             }
             // Through the interface just handed out, so an aggregated object
@@ -188,6 +197,12 @@ protected:                                                                      
 #define ZUL_INTERFACE_ENTRY2(Interface, Via)                                                      \
     {&::zul::com::iidOf<Interface>(), [](::zul::com::ObjectRoot* self) -> void* {                 \
          return static_cast<Interface*>(static_cast<Via*>(static_cast<ZulMapClass_*>(self)));     \
+     }},
+
+// Every interface the base class `Base` (itself an ObjectRoot class with a map) answers.
+#define ZUL_INTERFACE_ENTRY_CHAIN(Base)                                                           \
+    {nullptr, nullptr, [](const ::zul::com::ObjectRoot* self) {                                   \
+         return static_cast<const ZulMapClass_*>(self)->Base::interfaceMap();                     \
      }},
 
 #define ZUL_END_INTERFACE_MAP()                                                                   \
