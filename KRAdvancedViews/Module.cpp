@@ -5,6 +5,8 @@
 #include "ViewManager.h"
 #include "ViewNavigator.h"
 #include "AdvancedViewsModuleMgr.h"
+#include "AdvancedViewsTests.h"
+#include "KRAdvancedViews/Identifiers.h"
 #include "zul/com/Object.h"
 
 namespace krav {
@@ -24,6 +26,8 @@ HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** ppv) {
         return zul::com::createInstance<zul::com::ClassFactory<CAdvancedViewsModuleMgr>>(nullptr, iid, ppv);
     if (clsid == CLSID_ViewNavigator)
         return zul::com::createInstance<zul::com::ClassFactory<CViewNavigator>>(nullptr, iid, ppv);
+    if (clsid == CLSID_AdvancedViewsTests)
+        return zul::com::createInstance<zul::com::ClassFactory<CAdvancedViewsTests>>(nullptr, iid, ppv);
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 

@@ -1,14 +1,13 @@
 #include "resources/StringTable.h"
 
+#include <atomic>
+#include <cstring>
+
 namespace krav {
 
 namespace {
-struct Entry {
-    unsigned id;
-    const char* text;
-};
-// Kept in id order.
-constexpr Entry kStrings[] = {
+// Kept in id order; every translation holds the same ids.
+constexpr ResourceEntry kStrings[] = {
     {IDS_FILE_FROM_WINDOWS, "The file, %s, was created in Windows and cannot be opened in UNIX."},
     {IDS_NON_NUMERIC, "A non-numeric value was entered."},
     {IDS_VIEW_EXISTS, "A view with the name you specified already exists.  Specify a different view name."},
@@ -45,25 +44,49 @@ namespace {
     "ITEM 7132 Clock&wise\nITEM 7134 &Counterclockwise\nITEM 7138 &Up\nITEM 7135 &Down\nITEM 7136 &Left\n"           \
     "ITEM 7137 &Right\n"
 // The view items (17001 + index) are added at the end of the "&Standard Views" submenu (7130).
-constexpr Entry kMenus[] = {
+constexpr ResourceEntry kMenus[] = {
     {205, "POPUP 0 &View\nPOPUP 7130 &Standard Views\n" KRAV_ALIGN_ITEMS "SEPARATOR\nEND\nPOPUP 0 &Rotate\n" KRAV_ROTATE_ITEMS
           "END\nSEPARATOR\nITEM 7133 &Control Dialog ...\nITEM 7139 &Edit ...\nEND\n"},
     {231, "POPUP 7130 &Standard Views\n" KRAV_ALIGN_ITEMS "END\n"},
     {234, "POPUP 0 &View\nITEM 7133 &Control Dialog ...\nITEM 7139 &Edit ...\nEND\n"},
     {235, KRAV_ALIGN_ITEMS},
 };
+
+std::atomic<ResourceLookupFn> g_resourceModule{nullptr};
+
+// The resource module's text of `id`, or null.
+const char* fromResourceModule(DWORD type, unsigned id) {
+    const ResourceLookupFn lookup = g_resourceModule.load(std::memory_order_acquire);
+    const void* data = nullptr;
+    DWORD size = 0;
+    if (!lookup || lookup(type, id, &data, &size) != S_OK || !data) return nullptr;
+    return static_cast<const char*>(data);
+}
 } // namespace
 
+void SetResourceModule(ResourceLookupFn lookup) { g_resourceModule.store(lookup, std::memory_order_release); }
+
 const char* LoadModuleMenu(unsigned id) {
-    for (const Entry& e : kMenus)
-        if (e.id == id) return e.text;
-    return "";
+    if (const char* text = fromResourceModule(kRtMenu, id)) return text;
+    const char* text = FindResource(kMenus, id);
+    return text ? text : "";
 }
 
 const char* LoadModuleString(unsigned id) {
-    for (const Entry& e : kStrings)
-        if (e.id == id) return e.text;
-    return "";
+    if (const char* text = fromResourceModule(kRtString, id)) return text;
+    const char* text = FindResource(kStrings, id);
+    return text ? text : "";
+}
+
+HRESULT GetModuleResource(DWORD type, DWORD id, const void** data, DWORD* size) {
+    if (data && size && (type == kRtString || type == kRtMenu)) {
+        if (const char* text = fromResourceModule(type, id)) {
+            *data = text;
+            *size = static_cast<DWORD>(std::strlen(text));
+            return S_OK;
+        }
+    }
+    return AnswerResource(kStrings, kMenus, type, id, data, size);
 }
 
 } // namespace krav

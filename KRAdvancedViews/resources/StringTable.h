@@ -1,6 +1,8 @@
 // The module's string table, looked up by resource id.
 #pragma once
 
+#include "resources/ResourceTable.h"
+
 namespace krav {
 
 enum StringId : unsigned {
@@ -31,12 +33,22 @@ enum StringId : unsigned {
     IDS_CONFIRM_DELETE = 32788,
 };
 
-// The text of `id`, or "" for an id the table does not hold. The pointer stays valid.
+// The text of `id`, or "" for an id the table does not hold. The pointer stays
+// valid while the module is loaded. Taken from the resource module when one is
+// in use and holds the id, else from the built-in English table.
 const char* LoadModuleString(unsigned id);
 
 // Menu resources (the full "&View" menu 205, the context menu 231, the short
 // menu 234 and the align drop-down 235) as text, one line per entry:
 // "POPUP <id> <text>", "END", "ITEM <id> <text>", "SEPARATOR". "" for another id.
 const char* LoadModuleMenu(unsigned id);
+
+// Makes `lookup` (a loaded resource module's ZulGetModuleResource) the first
+// source of strings and menus; null returns to the built-in ones.
+void SetResourceModule(ResourceLookupFn lookup);
+
+// The module's exported lookup: the resource module's text where it has one,
+// else the built-in one (see AnswerResource).
+HRESULT GetModuleResource(DWORD type, DWORD id, const void** data, DWORD* size);
 
 } // namespace krav

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "RunProgram.h"
@@ -12,9 +13,17 @@ struct Result : zul::test::ProgramResult {
 
 class Krviews : public zul::test::TempHiveTest {
 protected:
-    Result run(const std::string& args) {
+    // The module is registered for the test's user, as an installer does.
+    void SetUp() override {
+        TempHiveTest::SetUp();
+        const auto reg = zul::test::runProgram("CURRENT_USER_INSTALL=1 " + std::string(ZULREG_PATH) + " regsvr '" +
+                                               KRAV_MODULE_PATH + "'");
+        ASSERT_EQ(reg.status, 0) << reg.out;
+    }
+
+    Result run(const std::string& args, const std::string& env = "", const std::string& program = KRVIEWS_PATH) {
         const std::string errFile = (dir_ / "stderr.txt").string();
-        const std::string cmd = std::string(KRVIEWS_PATH) + " --hive '" + userHive_ + "' " + args + " 2>'" + errFile + "'";
+        const std::string cmd = env + " '" + program + "' --hive '" + userHive_ + "' " + args + " 2>'" + errFile + "'";
         Result r;
         static_cast<zul::test::ProgramResult&>(r) = zul::test::runProgram(cmd);
         r.err = readFile(errFile);
@@ -126,4 +135,59 @@ TEST_F(Krviews, SaveAndLoadFiles) {
     EXPECT_EQ(foreign.status, 3);
     EXPECT_NE(foreign.err.find("was created in Windows and cannot be opened in UNIX."), std::string::npos);
 
+    // With the resource module, the module speaks German; a folder without
+    // one, or a path over the limit, leaves it English without a word.
+    Result german = run("load --type qjv '" + txt + "'", "ZUL_RESPATH='" KRAV_RESOURCE_DIR "'");
+    EXPECT_EQ(german.status, 3);
+    EXPECT_NE(german.err.find("Die Datei " + txt + " ist keine g\u00fcltige Datei."), std::string::npos) << german.err;
+    Result usage = run("load '" + txt + "'", "ZUL_RESPATH='" KRAV_RESOURCE_DIR "'");
+    EXPECT_NE(usage.err.find("ist keine g\u00fcltige Datei."), std::string::npos) << usage.err;
+    for (const std::string& respath : {dir_.string() + "/", std::string(KRAV_RESOURCE_DIR) + std::string(300, '/')}) {
+        Result english = run("load --type qjv '" + txt + "'", "ZUL_RESPATH='" + respath + "'");
+        EXPECT_NE(english.err.find("The file, " + txt + ", is not a valid file."), std::string::npos) << english.err;
+    }
+}
+
+// A host reaches the module through the registry only: a copy of krviews
+// anywhere finds it, an unregistered module is reported, and KRAV_MODULE
+// stands in for the registration.
+TEST_F(Krviews, TheModuleIsFoundThroughTheRegistry) {
+    const std::string copy = (dir_ / "krviews-copy").string();
+    std::filesystem::copy_file(KRVIEWS_PATH, copy);
+    Result names = run("names", "", copy);
+    EXPECT_EQ(names.status, 0) << names.err;
+    EXPECT_EQ(names.out, "+X;+Y;+Z;-X;-Y;-Z;+Isometric;-Isometric\n");
+
+    // Another product's registration is not this host's.
+    EXPECT_EQ(run("names", "ZUL_DEVELOPER_ENV=other").status, 3);
+
+    const auto unreg = zul::test::runProgram("CURRENT_USER_INSTALL=1 " + std::string(ZULREG_PATH) + " regsvr -u '" +
+                                             KRAV_MODULE_PATH + "'");
+    ASSERT_EQ(unreg.status, 0);
+    Result missing = run("names", "", copy);
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_NE(missing.err.find("no module is registered for product 'ZUL'"), std::string::npos) << missing.err;
+    Result overridden = run("names", "KRAV_MODULE='" KRAV_MODULE_PATH "'", copy);
+    EXPECT_EQ(overridden.status, 0) << overridden.err;
+    EXPECT_EQ(overridden.out, names.out);
+    Result wrong = run("names", "KRAV_MODULE=/nonexistent/KRAdvancedViews.so");
+    EXPECT_EQ(wrong.status, 3);
+    EXPECT_NE(wrong.err.find("/nonexistent/KRAdvancedViews.so"), std::string::npos) << wrong.err;
+}
+
+// The registered self-test passes every check and leaves the user's views
+// exactly as they were.
+TEST_F(Krviews, SelfTestPassesAndLeavesTheStoreAlone) {
+    ASSERT_EQ(run("add Mine --from 1,2,3 --at 4,5,6").status, 0);
+    ASSERT_EQ(run("delete +Y").status, 0);
+    const std::string before = run("list").out;
+    Result self = run("selftest");
+    EXPECT_EQ(self.status, 0) << self.out << self.err;
+    EXPECT_NE(self.out.find("passed  standard views\n"), std::string::npos) << self.out;
+    EXPECT_NE(self.out.find("passed  create and apply a view\n"), std::string::npos) << self.out;
+    EXPECT_NE(self.out.find("passed  view file round trip\n"), std::string::npos) << self.out;
+    EXPECT_NE(self.out.find("5 passed, 0 failed\n"), std::string::npos) << self.out;
+    EXPECT_EQ(run("list").out, before);
+    const auto keys = zul::test::runProgram(std::string(ZULREG_PATH) + " list 'HKEY_CURRENT_USER\\Software\\ZUL'");
+    EXPECT_EQ(keys.out, "KRAdvancedViews2\n") << "no scratch key is left behind";
 }

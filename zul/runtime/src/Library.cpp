@@ -66,6 +66,10 @@ std::string describeHresult(HRESULT hr) {
         {E_INVALIDARG, "E_INVALIDARG", "an argument is not valid"},
         {CLASS_E_NOAGGREGATION, "CLASS_E_NOAGGREGATION", "the class cannot be aggregated"},
         {CLASS_E_CLASSNOTAVAILABLE, "CLASS_E_CLASSNOTAVAILABLE", "the class is not served here"},
+        {REGDB_E_CLASSNOTREG, "REGDB_E_CLASSNOTREG", "the class is not registered"},
+        {CO_E_CLASSSTRING, "CO_E_CLASSSTRING", "the programmatic identifier is not registered"},
+        {CO_E_DLLNOTFOUND, "CO_E_DLLNOTFOUND", "the class's library cannot be loaded"},
+        {CO_E_ERRORINDLL, "CO_E_ERRORINDLL", "the class's library is not a component server"},
     };
     char code[16];
     std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(hr));

@@ -1,12 +1,15 @@
-// krviews: a headless host of the module. It loads the module library
-// ($KRAV_MODULE, else KRAdvancedViews.so next to this program), creates the
-// module manager from the library's class object, gives it a site, starts it
-// and attaches its in-memory viewer, and then drives the module from the
-// command line: through IAdvancedViewsModuleMgr where that interface has the
-// operation, through the view store the module created for the rest.
+// krviews: a headless host of the module. Like any host it finds the modules
+// registered in the late-loadable category (zulreg regsvr registers them),
+// creates the view module's manager through the registry, gives it a site,
+// starts it and attaches its in-memory viewer, and then drives the module from
+// the command line: through IAdvancedViewsModuleMgr where that interface has
+// the operation, through the view store the module created for the rest.
+// KRAV_MODULE names a library to take the module's classes from instead, for
+// developers. `krviews selftest` runs every registered unit-test source.
 //
 // Exit status: 0 done; 1 nothing was done (the view exists already, or there
-// is no such view); 2 bad usage; 3 a failure status from the store or registry.
+// is no such view); 2 bad usage; 3 a failure status from the store, the
+// registry or a self-test check.
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
@@ -20,21 +23,18 @@
 #include <sstream>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
+#include "KRAdvancedViews/Identifiers.h"
+#include "host/IHostTestSource.h"
 #include "zul/com/ComPtr.h"
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/registry/registry.h"
+#include "zul/runtime/Activation.h"
 #include "zul/runtime/Library.h"
 
 namespace {
 
 constexpr int kDone = 0, kNothing = 1, kUsage = 2, kFailure = 3;
 constexpr const char* kStoreKey = "Software\\ZUL\\KRAdvancedViews2";
-
-std::string programDir() {
-    std::error_code ec;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
-    return ec ? std::string(".") : self.parent_path().string();
-}
 
 int failure(const std::string& what, HRESULT hr) {
     std::cerr << "krviews: " << what << ": " << zul::runtime::describeHresult(hr);
@@ -188,6 +188,55 @@ void printVector(const char* label, const float v[3]) {
     std::printf("%s:%g %g %g\n", label, v[0], v[1], v[2]);
 }
 
+// Prints what each check reports: "passed  <check>" or "FAILED  <check>: <reason>".
+class CPrintedResults final : public IHostTestResults {
+public:
+    int passed = 0, failed = 0;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override {
+        if (!ppv) return E_POINTER;
+        *ppv = iid == IID_IUnknown || iid == zul::com::iidOf<IHostTestResults>() ? this : nullptr;
+        return *ppv ? S_OK : E_NOINTERFACE;
+    }
+    // Lives on the stack of its caller, which outlives every use.
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE Report(const char* check, BOOL ok, const char* reason) override {
+        ++(ok ? passed : failed);
+        if (ok) std::printf("passed  %s\n", check ? check : "?");
+        else std::printf("FAILED  %s: %s\n", check ? check : "?", reason && *reason ? reason : "no reason given");
+        std::fflush(stdout);
+        return S_OK;
+    }
+};
+
+// Runs every unit-test source against a headless viewer; 0 when every check passed.
+int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& sources) {
+    zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
+    {
+        IHostModuleSite* site = nullptr;
+        zul::com::createInstance<zul::runtime::CHeadlessHost>(nullptr, zul::com::iidOf<IHostModuleSite>(),
+                                                              reinterpret_cast<void**>(&site));
+        host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
+    }
+    if (!host || !host->viewer) return failure("cannot make the host", E_OUTOFMEMORY);
+    CPrintedResults results;
+    for (const CLSID& clsid : sources) {
+        zul::com::ComPtr<IHostTestSource> source;
+        HRESULT hr = activator.createInstance(clsid, nullptr, zul::com::iidOf<IHostTestSource>(),
+                                              reinterpret_cast<void**>(source.GetAddressOf()));
+        char name[39];
+        zul::com::formatGuid(clsid, name);
+        if (FAILED(hr)) {
+            results.Report(name, 0, ("cannot be created: " + zul::runtime::describeHresult(hr)).c_str());
+            continue;
+        }
+        hr = source->RunTests(static_cast<IHostApplication*>(host->viewer.Get()), &results);
+        if (FAILED(hr)) results.Report(name, 0, ("cannot run: " + zul::runtime::describeHresult(hr)).c_str());
+    }
+    std::printf("%d passed, %d failed\n", results.passed, results.failed);
+    return results.failed ? kFailure : kDone;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -218,6 +267,7 @@ int main(int argc, char** argv) {
     auto* defName = def->add_option("NAME", name, "View to mark as the default");
     def->add_flag("--clear", clearDefault, "Remove the default mark");
     app.add_subcommand("names", "Print the names of the stored views, separated by ';'");
+    app.add_subcommand("selftest", "Run the self-tests of every class registered as a unit-test source");
     std::string file, fileType;
     auto* save = app.add_subcommand("save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
     save->add_option("FILE", file, "File to write")->required();
@@ -243,27 +293,44 @@ int main(int argc, char** argv) {
         else if (st != ERROR_FILE_NOT_FOUND) return failure("cannot read the user registry", HRESULT_FROM_WIN32(st));
     }
 
-    const char* env = std::getenv("KRAV_MODULE");
-    const std::string modulePath = env && *env ? env : programDir() + "/KRAdvancedViews.so";
-    zul::runtime::Library module;
-    if (!module.load(modulePath)) {
-        std::cerr << "krviews: cannot load the module '" << modulePath << "': " << module.error() << "\n";
+    zul::runtime::Activator& activator = zul::runtime::Activator::instance();
+    const char* overridePath = std::getenv("KRAV_MODULE");
+    const bool overridden = overridePath && *overridePath;
+    if (overridden && !activator.setOverride(overridePath)) {
+        std::cerr << "krviews: cannot use KRAV_MODULE: " << zul::runtime::Activator::lastError() << "\n";
         return kFailure;
     }
-    auto getClassObject = module.function<zul::runtime::DllGetClassObjectFn>("DllGetClassObject");
-    auto resource = module.function<zul::runtime::ZulGetModuleResourceFn>("ZulGetModuleResource");
-    if (!getClassObject) {
-        std::cerr << "krviews: '" << modulePath << "' is not a component server (no DllGetClassObject)\n";
-        return kFailure;
+    // The classes of a category, as a host finds them at start; with the
+    // developer's override the module's own class counts as registered.
+    auto classesOf = [&](const GUID& catid, const CLSID& ours, std::vector<CLSID>& out) -> bool {
+        const HRESULT hr = activator.classesInCategory(catid, out);
+        if (FAILED(hr) && !overridden) {
+            std::cerr << "krviews: " << zul::runtime::Activator::lastError() << "\n";
+            return false;
+        }
+        if (overridden && std::find(out.begin(), out.end(), ours) == out.end()) out.insert(out.begin(), ours);
+        if (out.empty()) {
+            std::cerr << "krviews: no module is registered for product '" << activator.product()
+                      << "' (register one with: CURRENT_USER_INSTALL=1 zulreg regsvr KRAdvancedViews.so,"
+                         " or name one in KRAV_MODULE)\n";
+            return false;
+        }
+        return true;
+    };
+    const std::string sub = app.get_subcommands().front()->get_name();
+    if (sub == "selftest") {
+        std::vector<CLSID> sources;
+        if (!classesOf(CATID_KRUnitTestSources, CLSID_AdvancedViewsTests, sources)) return kFailure;
+        return runSelfTests(activator, sources);
     }
     int result = kDone;
     {
-        // The host makes module objects from the library's class objects.
-        auto create = [getClassObject](REFCLSID clsid, IUnknown** pp) -> HRESULT {
-            zul::com::ComPtr<IClassFactory> factory;
-            const HRESULT hr = getClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf()));
-            return FAILED(hr) ? hr : factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
+        // The host makes module objects through the activator, as it makes the module.
+        auto create = [&activator](REFCLSID clsid, IUnknown** pp) -> HRESULT {
+            return activator.createInstance(clsid, nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
         };
+        std::vector<CLSID> modules;
+        if (!classesOf(CATID_ZulLateLoadableSecondaryObject, CLSID_AdvancedViewsModuleMgr, modules)) return kFailure;
         zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
         {
             IHostModuleSite* site = nullptr;
@@ -273,9 +340,28 @@ int main(int argc, char** argv) {
         }
         if (!host) return failure("cannot make the host", E_OUTOFMEMORY);
         host->createObject = create;
+        // The late-loadable module that is the view module; others are not ours to start.
         zul::com::ComPtr<IUnknown> moduleObject;
-        HRESULT hr = create(CLSID_AdvancedViewsModuleMgr, moduleObject.GetAddressOf());
-        if (FAILED(hr)) return failure("cannot create the module manager", hr);
+        CLSID moduleClass{};
+        HRESULT hr = REGDB_E_CLASSNOTREG;
+        for (const CLSID& clsid : modules) {
+            zul::com::ComPtr<IUnknown> candidate;
+            zul::com::ComPtr<IAdvancedViewsModuleMgr> probe;
+            hr = create(clsid, candidate.GetAddressOf());
+            if (SUCCEEDED(hr) && SUCCEEDED(candidate.As(probe))) {
+                moduleObject = candidate;
+                moduleClass = clsid;
+                break;
+            }
+        }
+        if (!moduleObject) {
+            std::cerr << "krviews: cannot create the module manager: " << zul::runtime::describeHresult(hr);
+            if (const std::string why = zul::runtime::Activator::lastError(); !why.empty()) std::cerr << " (" << why << ")";
+            std::cerr << "\n";
+            return kFailure;
+        }
+        const auto resource = reinterpret_cast<zul::runtime::ZulGetModuleResourceFn>(
+            activator.serverSymbol(moduleClass, "ZulGetModuleResource"));
         zul::com::ComPtr<IZulModule> zulModule;
         zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
         zul::com::ComPtr<IObjectWithSite> withSite;
@@ -297,7 +383,6 @@ int main(int argc, char** argv) {
         auto store = host->firstObject<IViewManager2>();
         if (!store) return failure("the module made no view store", E_FAIL);
 
-        const std::string sub = app.get_subcommands().front()->get_name();
         if (sub == "list") {
             std::vector<Listed> views;
             hr = listViews(store.Get(), views);

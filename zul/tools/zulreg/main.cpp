@@ -5,6 +5,8 @@
 //   zulreg import FILE|-             a registry editor file, all of it or nothing
 //   zulreg set KEY NAME TYPE DATA    one value (NAME "" is the key's default value)
 //   zulreg delete KEY [NAME]         a value, or the key with everything below it
+//   zulreg regsvr [-u] MODULE        registers (unregisters) a component server, as
+//                                    the platform's registration tool does
 //
 // Exit status: 0 success, 1 failure (with a message), 2 bad usage.
 
@@ -21,6 +23,7 @@
 
 #include "zul/registry/RegFile.h"
 #include "zul/registry/registry.h"
+#include "zul/runtime/Library.h"
 
 namespace {
 
@@ -216,6 +219,37 @@ int cmdDelete(const std::string& key, const std::string* name) {
     return st == ERROR_SUCCESS ? 0 : report("cannot delete '" + *name + "' in '" + key + "'", st);
 }
 
+// Loads the component server and calls its registration entry point. Where
+// the classes go is the server's business: per user with CURRENT_USER_INSTALL
+// set, else the machine's classes root.
+int cmdRegsvr(const std::string& module, bool unregister) {
+    const char* entry = unregister ? "DllUnregisterServer" : "DllRegisterServer";
+    zul::runtime::Library lib;
+    if (!lib.load(module.find('/') == std::string::npos ? "./" + module : module)) {
+        std::cerr << "zulreg: cannot load '" << module << "': " << lib.error() << "\n";
+        return kFailure;
+    }
+    const auto fn = lib.function<zul::runtime::DllRegisterServerFn>(entry);
+    if (!fn) {
+        std::cerr << "zulreg: '" << module << "' is not a component server (no " << entry << ")\n";
+        return kFailure;
+    }
+    const char* where = std::getenv("CURRENT_USER_INSTALL") ? "the current user" : "the machine";
+    const HRESULT hr = fn();
+    if (FAILED(hr)) {
+        std::cerr << "zulreg: " << entry << " in '" << module << "' failed for " << where << ": "
+                  << zul::runtime::describeHresult(hr);
+        if ((static_cast<uint32_t>(hr) & 0xFFFF0000u) == 0x80070000u)
+            std::cerr << ", " << zul::registry::describeStatus(static_cast<LSTATUS>(hr & 0xFFFF));
+        const std::string detail = zul::registry::lastErrorDetail();
+        if (!detail.empty()) std::cerr << " (" << detail << ")";
+        std::cerr << "\n";
+        return kFailure;
+    }
+    std::cout << entry << " in '" << module << "' succeeded for " << where << ".\n";
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -246,6 +280,12 @@ int main(int argc, char** argv) {
     del->add_option("KEY", key, "Key path")->required();
     auto* nameOpt = del->add_option("NAME", name, "Value to delete; without it the key is deleted");
 
+    bool unregister = false;
+    auto* regsvr = app.add_subcommand("regsvr", "Register a component server's classes (per user with "
+                                                "CURRENT_USER_INSTALL set, else for the machine)");
+    regsvr->add_flag("-u,--unregister", unregister, "Unregister instead");
+    regsvr->add_option("MODULE", file, "The server library")->required();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -258,5 +298,6 @@ int main(int argc, char** argv) {
     if (*imp) return cmdImport(file);
     if (*set) return cmdSet(key, name, type, data);
     if (*del) return cmdDelete(key, nameOpt->count() ? &name : nullptr);
+    if (*regsvr) return cmdRegsvr(file, unregister);
     return kUsage;
 }

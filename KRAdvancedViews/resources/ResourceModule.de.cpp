@@ -1,0 +1,58 @@
+// The German resource module, KRAdvancedViews_res: the same string and menu
+// ids as the built-in table, translated. The module loads it at start from
+// $ZUL_RESPATH and takes its texts from here.
+
+#include "resources/StringTable.h"
+
+namespace {
+
+using krav::ResourceEntry;
+
+constexpr ResourceEntry kStrings[] = {
+    {krav::IDS_FILE_FROM_WINDOWS, "Die Datei %s wurde unter Windows erstellt und kann unter UNIX nicht ge\u00f6ffnet werden."},
+    {krav::IDS_NON_NUMERIC, "Es wurde ein nicht numerischer Wert eingegeben."},
+    {krav::IDS_VIEW_EXISTS, "Eine Ansicht mit diesem Namen ist bereits vorhanden.  Geben Sie einen anderen Ansichtsnamen an."},
+    {krav::IDS_TYPE_VIEW_NAME, "Sie m\u00fcssen einen Ansichtsnamen eingeben."},
+    {krav::IDS_ANGLE_RANGE, "Es wurde ein Winkel au\u00dferhalb des g\u00fcltigen Bereichs eingegeben.\nBitte geben Sie einen Zahlenwert zwischen -360 und 360 ein."},
+    {krav::IDS_FILE_NOT_VALID, "Die Datei %s ist keine g\u00fcltige Datei."},
+    {krav::IDS_PICK, "Ausw\u00e4hlen"},
+    {krav::IDS_STOP_PICK, "Auswahl beenden"},
+    {krav::IDS_POINT, "Punkt"},
+    {krav::IDS_PART, "Teil"},
+    {krav::IDS_FACE, "Fl\u00e4che"},
+    {krav::IDS_EDGE, "Kante"},
+    {krav::IDS_VERTEX, "Eckpunkt"},
+    {krav::IDS_APPLY_VIEW, "Ansicht anwenden"},
+    {krav::IDS_APPLY_SELECTED_VIEW, "Ausgew\u00e4hlte Ansicht anwenden"},
+    {krav::IDS_ZERO_VECTOR, "Es wurde ein Vektor der L\u00e4nge null eingegeben."},
+    {krav::IDS_IDENTICAL_POINTS, "Es wurden zwei identische Punkte eingegeben."},
+    {krav::IDS_PARALLEL_VECTORS, "Es wurden zwei parallele Vektoren eingegeben."},
+    {krav::IDS_POSITIVE_ISOMETRIC, "+Isometrisch"},
+    {krav::IDS_NEGATIVE_ISOMETRIC, "-Isometrisch"},
+    {krav::IDS_MAX_VIEWS_LOADED, "Die H\u00f6chstzahl an Ansichten ist erreicht.  Einige Ansichten wurden m\u00f6glicherweise nicht geladen."},
+    {krav::IDS_LOCKED_UP_VECTOR, "Diese Ansicht kann mit dem gesperrten Aufw\u00e4rtsvektor nicht angewendet werden."},
+    {krav::IDS_VIEW_FILES, "Ansichtsdateien"},
+    {krav::IDS_REG_FILES, "Registrierungsdateien"},
+    {krav::IDS_CONFIRM_DELETE, "M\u00f6chten Sie die Ansicht(en) wirklich l\u00f6schen?"},
+};
+
+#define KRAV_ALIGN_ITEMS_DE                                                                                            \
+    "ITEM 7145 +&X\nITEM 7142 -X\nITEM 7146 +&Y\nITEM 7143 -Y\nITEM 7147 +&Z\nITEM 7144 -Z\n"                         \
+    "ITEM 7140 +&Isometrisch\nITEM 7141 -Isometrisch\n"
+#define KRAV_ROTATE_ITEMS_DE                                                                                           \
+    "ITEM 7132 Im &Uhrzeigersinn\nITEM 7134 &Gegen den Uhrzeigersinn\nITEM 7138 Nach &oben\nITEM 7135 Nach &unten\n"  \
+    "ITEM 7136 Nach &links\nITEM 7137 Nach &rechts\n"
+constexpr ResourceEntry kMenus[] = {
+    {205, "POPUP 0 &Ansicht\nPOPUP 7130 &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "SEPARATOR\nEND\nPOPUP 0 &Drehen\n"
+          KRAV_ROTATE_ITEMS_DE "END\nSEPARATOR\nITEM 7133 &Steuerdialog ...\nITEM 7139 &Bearbeiten ...\nEND\n"},
+    {231, "POPUP 7130 &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "END\n"},
+    {234, "POPUP 0 &Ansicht\nITEM 7133 &Steuerdialog ...\nITEM 7139 &Bearbeiten ...\nEND\n"},
+    {235, KRAV_ALIGN_ITEMS_DE},
+};
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) HRESULT ZulGetModuleResource(DWORD type, DWORD id,
+                                                                                 const void** data, DWORD* size) {
+    return krav::AnswerResource(kStrings, kMenus, type, id, data, size);
+}
