@@ -100,6 +100,45 @@ struct Camera {
     }
 };
 
+// Everything of the host camera a check can change, to put it back after.
+struct CameraState {
+    float eye[3], target[3], up[3], viewHeight, clipping[4], focal;
+    CLSID projection;
+    bool saved = false;
+
+    void save(IHostView3D* view) {
+        ComPtr<IHostCamera> camera;
+        ComPtr<IHostCameraProjection> proj;
+        ComPtr<IHostViewControl> control;
+        saved = SUCCEEDED(view->GetCamera(camera.GetAddressOf())) && camera &&
+                SUCCEEDED(view->GetCameraProjection(proj.GetAddressOf())) && proj &&
+                SUCCEEDED(view->GetViewControl(control.GetAddressOf())) && control &&
+                SUCCEEDED(camera->GetPosition(&eye[0], &eye[1], &eye[2])) &&
+                SUCCEEDED(camera->GetTarget(&target[0], &target[1], &target[2])) &&
+                SUCCEEDED(camera->GetUpVector(&up[0], &up[1], &up[2])) && SUCCEEDED(proj->GetClassId(&projection)) &&
+                SUCCEEDED(proj->GetViewHeight(&viewHeight)) && SUCCEEDED(proj->GetClippingMatrix(clipping)) &&
+                SUCCEEDED(control->GetFocalDistance(&focal));
+    }
+    void restore(IHostView3D* view) const {
+        if (!saved) return;
+        ComPtr<IHostCamera> camera;
+        ComPtr<IHostCameraProjection> proj;
+        ComPtr<IHostViewControl> control;
+        view->SetProjectionClass(projection);
+        if (SUCCEEDED(view->GetCamera(camera.GetAddressOf())) && camera) {
+            camera->SetTarget(target[0], target[1], target[2]);
+            camera->SetPosition(eye[0], eye[1], eye[2]);
+            camera->SetUpVector(up[0], up[1], up[2]);
+        }
+        if (SUCCEEDED(view->GetViewControl(control.GetAddressOf())) && control) control->SetFocalDistance(focal);
+        if (SUCCEEDED(view->GetCameraProjection(proj.GetAddressOf())) && proj) {
+            proj->SetViewHeight(viewHeight);
+            proj->SetClippingMatrix(clipping);
+        }
+        view->Redraw();
+    }
+};
+
 } // namespace
 
 HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results) {
@@ -160,13 +199,13 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
     navSite->SetSite(siteRef.Get());
     store->BindViewNavigator(nav.Get());
 
-    FullViewInfo saved;
-    const bool cameraSaved = nav->GetViewInfo(&saved) == S_OK;
+    CameraState saved;
+    saved.save(cam.view.Get());
     struct Teardown {
         std::function<void()> f;
         ~Teardown() { f(); }
     } teardown{[&] {
-        if (cameraSaved) nav->SetViewInfo(&saved);
+        saved.restore(cam.view.Get());
         store->BindViewNavigator(nullptr);
         storeSite->SetSite(nullptr);
         navSite->SetSite(nullptr);

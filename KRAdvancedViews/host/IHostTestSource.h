@@ -16,7 +16,8 @@ struct IHostTestSource : IUnknown {
     // answers what a module object's site answers (the 3D view through
     // IHostApplication, messages through IHostUIService). The host's stored
     // data and its camera are as they were afterwards. S_OK when every check
-    // passed, S_FALSE when one failed, E_POINTER without host or results.
+    // passed, S_FALSE when one failed or `results` stopped the run, E_POINTER
+    // without host or results.
     virtual HRESULT STDMETHODCALLTYPE RunTests(IUnknown* host, IHostTestResults* results) = 0;
 };
 
