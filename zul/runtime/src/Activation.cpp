@@ -101,31 +101,16 @@ HRESULT Activator::classFromProgId(const std::string& progId, CLSID& clsid) {
 HRESULT Activator::getClassObject(REFCLSID clsid, REFIID iid, void** ppv) {
     if (!ppv) return E_POINTER;
     *ppv = nullptr;
-    std::unique_lock lock(state_->mu);
-    if (!state_->overridePath.empty()) {
+    std::string path;
+    if (const HRESULT hr = serverPath(clsid, path); FAILED(hr)) return hr;
+    DllGetClassObjectFn get = nullptr;
+    {
+        std::lock_guard lock(state_->mu);
         Library* lib = nullptr;
-        if (SUCCEEDED(state_->library(state_->overridePath, lib))) {
-            const auto get = lib->function<DllGetClassObjectFn>("DllGetClassObject");
-            lock.unlock(); // the library may create objects that activate others
-            const HRESULT hr = get(clsid, iid, ppv);
-            if (hr != CLASS_E_CLASSNOTAVAILABLE) return hr;
-            lock.lock();
-        }
+        if (const HRESULT hr = state_->library(path, lib); FAILED(hr)) return hr;
+        get = lib->function<DllGetClassObjectFn>("DllGetClassObject");
     }
-    const std::string product = state_->product;
-    zul::registry::ClassServer server;
-    const LSTATUS st = zul::registry::findClassServer(product, clsid, server);
-    if (st == ERROR_FILE_NOT_FOUND)
-        return failWith(REGDB_E_CLASSNOTREG, "class " + guidText(clsid) + " is not registered under product '" +
-                                                 product + "'");
-    if (st != ERROR_SUCCESS)
-        return failWith(HRESULT_FROM_WIN32(st), "cannot read the class key of " + guidText(clsid) + ": " +
-                                                    zul::registry::describeStatus(st) + " " +
-                                                    zul::registry::lastErrorDetail());
-    Library* lib = nullptr;
-    if (const HRESULT hr = state_->library(server.modulePath, lib); FAILED(hr)) return hr;
-    const auto get = lib->function<DllGetClassObjectFn>("DllGetClassObject");
-    lock.unlock();
+    // Outside the lock: a class object may activate other classes.
     return get(clsid, iid, ppv);
 }
 
@@ -157,14 +142,14 @@ HRESULT Activator::classesInCategory(REFGUID catid, std::vector<CLSID>& out) {
 }
 
 void* Activator::serverSymbol(REFCLSID clsid, const char* name) {
-    const std::string path = serverPath(clsid);
-    if (path.empty()) return nullptr;
+    std::string path;
+    if (FAILED(serverPath(clsid, path))) return nullptr;
     std::lock_guard lock(state_->mu);
     const auto it = state_->libraries.find(canonical(path));
     return it == state_->libraries.end() ? nullptr : it->second.symbol(name);
 }
 
-std::string Activator::serverPath(REFCLSID clsid) {
+HRESULT Activator::serverPath(REFCLSID clsid, std::string& path) {
     {
         std::lock_guard lock(state_->mu);
         if (!state_->overridePath.empty()) {
@@ -175,17 +160,23 @@ std::string Activator::serverPath(REFCLSID clsid) {
             IUnknown* probe = nullptr;
             if (get && get(clsid, IID_IClassFactory, reinterpret_cast<void**>(&probe)) == S_OK) {
                 probe->Release();
-                return state_->overridePath;
+                path = state_->overridePath;
+                return S_OK;
             }
         }
     }
+    const std::string product = this->product();
     zul::registry::ClassServer server;
-    const LSTATUS st = zul::registry::findClassServer(product(), clsid, server);
-    if (st != ERROR_SUCCESS) {
-        failWith(REGDB_E_CLASSNOTREG, "class " + guidText(clsid) + " is not registered");
-        return {};
-    }
-    return server.modulePath;
+    const LSTATUS st = zul::registry::findClassServer(product, clsid, server);
+    if (st == ERROR_FILE_NOT_FOUND)
+        return failWith(REGDB_E_CLASSNOTREG, "class " + guidText(clsid) + " is not registered under product '" +
+                                                 product + "'");
+    if (st != ERROR_SUCCESS)
+        return failWith(HRESULT_FROM_WIN32(st), "cannot read the class key of " + guidText(clsid) + ": " +
+                                                    zul::registry::describeStatus(st) + " " +
+                                                    zul::registry::lastErrorDetail());
+    path = server.modulePath;
+    return S_OK;
 }
 
 size_t Activator::freeUnusedLibraries() {

@@ -57,8 +57,9 @@ public:
     Activator& operator=(const Activator&) = delete;
 
 private:
-    // The path of the library serving `clsid`, or "" (with lastError()).
-    std::string serverPath(REFCLSID clsid);
+    // The library serving `clsid`: the override when it serves the class,
+    // else the one its class key names. REGDB_E_CLASSNOTREG when none does.
+    HRESULT serverPath(REFCLSID clsid, std::string& path);
 
     Activator();
     ~Activator();
