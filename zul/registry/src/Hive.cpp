@@ -452,6 +452,7 @@ LSTATUS Hive::begin(Access access) {
         if (st != ERROR_SUCCESS) return st;
     }
     if (inTransaction_) {
+        if ((st = checkJoined()) != ERROR_SUCCESS) return st;
         if (access == Access::Write) {
             st = execRetrying("SAVEPOINT call");
             if (st == ERROR_SUCCESS) ++savepointDepth_;
@@ -463,13 +464,23 @@ LSTATUS Hive::begin(Access access) {
     return execRetrying(access == Access::Write ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
+LSTATUS Hive::checkJoined() {
+    if (!aborted_ && sqlite3_get_autocommit(db_)) aborted_ = true;
+    if (!aborted_) return ERROR_SUCCESS;
+    setErrorDetail("registry hive '" + path_ + "': a write failed and the transaction was undone; nothing of it " +
+                   "was stored");
+    return ERROR_CANTWRITE;
+}
+
 LSTATUS Hive::finish(Access access, bool ok) {
     if (!db_) return ERROR_SUCCESS;
     if (inTransaction_) {
-        if (access == Access::Read || savepointDepth_ == 0) return ERROR_SUCCESS;
+        if (access == Access::Read || savepointDepth_ == 0) return checkJoined();
         --savepointDepth_;
+        if (const LSTATUS st = checkJoined(); st != ERROR_SUCCESS) return st;
         if (!ok) execRetrying("ROLLBACK TO call");
-        return execRetrying("RELEASE call");
+        const LSTATUS st = execRetrying("RELEASE call");
+        return st != ERROR_SUCCESS ? st : checkJoined();
     }
     if (!ok || access == Access::Read) {
         // Ending a read transaction either way releases its lock.
@@ -527,6 +538,7 @@ LSTATUS Hive::joinTransaction(Access access) {
 
 LSTATUS Hive::scope(int level, ScopeStep step) {
     if (!db_ || !inTransaction_) return ERROR_SUCCESS;
+    if (const LSTATUS st = checkJoined(); st != ERROR_SUCCESS) return step == ScopeStep::Undo ? ERROR_SUCCESS : st;
     const ScopeStatements& sql = scopeStatements();
     if (level < 0 || level >= static_cast<int>(sql.open.size())) {
         setErrorDetail("registry transactions nested too deeply");
@@ -547,11 +559,13 @@ LSTATUS Hive::scope(int level, ScopeStep step) {
 LSTATUS Hive::commitTransaction() {
     LSTATUS st = ERROR_SUCCESS;
     if (db_ && inTransaction_) {
-        st = execRetrying("COMMIT");
+        st = checkJoined();
+        if (st == ERROR_SUCCESS) st = execRetrying("COMMIT");
         if (st != ERROR_SUCCESS && !sqlite3_get_autocommit(db_))
             sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     }
     inTransaction_ = false;
+    aborted_ = false;
     savepointDepth_ = 0;
     mu_.unlock();
     return st;
@@ -561,6 +575,7 @@ void Hive::rollbackTransaction() {
     if (db_ && inTransaction_ && !sqlite3_get_autocommit(db_))
         sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     inTransaction_ = false;
+    aborted_ = false;
     savepointDepth_ = 0;
     mu_.unlock();
 }

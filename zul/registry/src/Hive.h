@@ -92,6 +92,8 @@ private:
     class Stmt;
     LSTATUS begin(Access access);
     LSTATUS finish(Access access, bool ok);
+    // ERROR_CANTWRITE once the joined transaction is gone (see aborted_).
+    LSTATUS checkJoined();
     LSTATUS open(Access access);
     LSTATUS initSchema();
     LSTATUS exec(const char* sql);
@@ -106,6 +108,10 @@ private:
     LSTATUS broken_ = ERROR_SUCCESS; // a damaged file stays refused, never rewritten
     std::string brokenDetail_;
     bool inTransaction_ = false;     // joined by the thread's Transaction
+    // SQLite undid the joined transaction on its own (it does after some I/O
+    // errors): every further call of the scope fails, and so does its commit,
+    // so that the calls after the failure cannot land outside the transaction.
+    bool aborted_ = false;
     int savepointDepth_ = 0;
     std::unordered_map<const char*, sqlite3_stmt*> stmts_;
 };
