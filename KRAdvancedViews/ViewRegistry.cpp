@@ -45,12 +45,18 @@ struct KeyCloser {
 std::string s_storedName(HKEY base, const std::string& subkey) {
     KeyCloser k;
     if (RegOpenKeyExA(base, subkey.c_str(), 0, KEY_READ, &k.h) != ERROR_SUCCESS) return {};
-    char buf[1024];
-    DWORD size = sizeof buf, type = 0;
-    if (RegQueryValueExA(k.h, "View Name", nullptr, &type, reinterpret_cast<BYTE*>(buf), &size) != ERROR_SUCCESS ||
+    // Names have no length limit: a fixed buffer would hide a view with a
+    // long name from every lookup while it still took its place.
+    DWORD size = 0, type = 0;
+    if (RegQueryValueExA(k.h, "View Name", nullptr, &type, nullptr, &size) != ERROR_SUCCESS || type != REG_SZ)
+        return {};
+    std::string buf(size, '\0');
+    if (RegQueryValueExA(k.h, "View Name", nullptr, &type, reinterpret_cast<BYTE*>(buf.data()), &size) !=
+            ERROR_SUCCESS ||
         type != REG_SZ)
         return {};
-    return std::string(buf, strnlen(buf, size));
+    buf.resize(strnlen(buf.data(), std::min<size_t>(size, buf.size())));
+    return buf;
 }
 
 // The names of the subkeys of `base`, in registry order; false when the key
