@@ -5,6 +5,7 @@
 #include "RecordingSink.h"
 #include "ComTest.h"
 #include "TempHive.h"
+#include "Utf16.h"
 #include "ViewInfo.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
@@ -39,15 +40,7 @@ ComPtr<IViewManager2> startStore() {
 
 std::vector<std::string> slotsOf(IViewManager2* s) { return static_cast<CViewManager*>(s)->slots(); }
 
-// UTF-16LE with a byte-order mark, from ASCII text (each byte widened).
-std::string utf16le(const std::string& ascii) {
-    std::string out = "\xFF\xFE";
-    for (const char c : ascii) {
-        out += c;
-        out += '\0';
-    }
-    return out;
-}
+using zul::test::utf16le;
 
 const char* kStandardRecords =
     "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"

@@ -1,7 +1,6 @@
-// Bad input: damaged and hostile view files, extreme names, and a store on
-// a hive it cannot use. Each gets a clear status (and the user a message
-// where the store shows one), and whatever failed left the hive file byte
-// for byte as it was.
+// Bad input: damaged and hostile view files and extreme names. Each gets a
+// clear status, and whatever failed left the hive file byte for byte as it
+// was. (Damaged, foreign, newer and read-only hives: registry_test.)
 
 #include <chrono>
 #include <fstream>
@@ -9,36 +8,15 @@
 #include <vector>
 
 #include "TempHive.h"
+#include "Utf16.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
-#include "zul/com/Object.h"
 
 namespace {
 
 using zul::com::ComPtr;
 
-class CRecordingUI : public zul::com::ObjectRoot, public IHostUIService {
-public:
-    ZUL_BEGIN_INTERFACE_MAP(CRecordingUI)
-    ZUL_INTERFACE_ENTRY(IHostUIService)
-    ZUL_END_INTERFACE_MAP()
-    ZUL_DELEGATING_IUNKNOWN
-    std::vector<std::string> shown;
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int*) override {
-        shown.push_back(text);
-        return S_OK;
-    }
-};
-
-// UTF-16LE text with a byte-order mark; each byte of `ascii` widened.
-std::string utf16le(const std::string& ascii) {
-    std::string out = "\xFF\xFE";
-    for (const char c : ascii) {
-        out += c;
-        out += '\0';
-    }
-    return out;
-}
+using zul::test::utf16le;
 
 std::string record(const std::string& name) {
     return "Name:" + name +
@@ -54,12 +32,6 @@ protected:
         ASSERT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
                                                          reinterpret_cast<void**>(store.GetAddressOf())),
                   S_OK);
-        IHostUIService* raw = nullptr;
-        zul::com::createInstance<CRecordingUI>(nullptr, IID_IHostUIService, reinterpret_cast<void**>(&raw));
-        ui.Attach(static_cast<CRecordingUI*>(raw));
-        ComPtr<IObjectWithSite> site;
-        store.As(site);
-        site->SetSite(static_cast<IHostUIService*>(ui.Get()));
     }
     std::string names() {
         std::string out;
@@ -68,13 +40,6 @@ protected:
         return out;
     }
     ComPtr<IViewManager2> store;
-    ComPtr<CRecordingUI> ui;
-};
-
-struct FileCase {
-    const char* what;
-    std::string bytes;
-    FileTypeEnum type;
 };
 
 } // namespace
