@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "KRAdvancedViews/Identifiers.h"
 #include "Module.h"
