@@ -1,7 +1,9 @@
-// Fuzzes the view file readers through LoadViewsExt: the first byte picks the
-// file type (even: .qjv, read as UTF-16 or 8-bit by its first bytes; odd:
-// .reg), the rest is the file. Whatever the file holds, the store stays
-// within its limit, without gaps, and agrees with the registry.
+// Fuzzes one view file reader through LoadViewsExt, the input being the whole
+// file; the build picks the reader: KRAV_VIEWFILE_QJV8 (the 8-bit .qjv
+// reader: inputs with a byte-order mark are skipped), KRAV_VIEWFILE_QJV16
+// (the UTF-16 reader, either byte order: only inputs with a byte-order mark)
+// or KRAV_VIEWFILE_REG (the .reg export reader). Whatever the file holds, the
+// store stays within its limit, without gaps, and agrees with the registry.
 #include <unistd.h>
 
 #include <cstddef>
@@ -39,12 +41,23 @@ struct Rig {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static Rig rig;
-    if (size == 0) return 0;
-    const FileTypeEnum type = (data[0] & 1) ? RegistryFile : TextFile;
+    const bool bom = size >= 2 && ((data[0] == 0xFF && data[1] == 0xFE) || (data[0] == 0xFE && data[1] == 0xFF));
+#if defined(KRAV_VIEWFILE_QJV8)
+    if (bom) return 0;
+    const FileTypeEnum type = TextFile;
+#elif defined(KRAV_VIEWFILE_QJV16)
+    if (!bom) return 0;
+    const FileTypeEnum type = TextFile;
+#elif defined(KRAV_VIEWFILE_REG)
+    (void)bom;
+    const FileTypeEnum type = RegistryFile;
+#else
+#error "define the reader to fuzz"
+#endif
     const std::string path = (rig.dir / (type == RegistryFile ? "in.reg" : "in.qjv")).string();
     {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
-        out.write(reinterpret_cast<const char*>(data + 1), static_cast<std::streamsize>(size - 1));
+        out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     }
     rig.store->LoadViewsExt(path.c_str(), type);
 
