@@ -439,7 +439,7 @@ HRESULT CViewManager::LoadViewsExt(const char* pFileName, FileTypeEnum fileType)
         {
             // The whole load is one step: a crash or a failure in the middle
             // leaves the store as it was.
-            zul::registry::Transaction tx;
+            OpScope tx(*this, true);
             s_readAhead.reset();
             if (fileType == TextFile) {
                 std::ifstream in(pFileName, std::ios::in | std::ios::binary);

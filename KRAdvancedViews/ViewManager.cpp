@@ -4,6 +4,7 @@
 #include "ViewManager.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "Trace.h"
@@ -13,6 +14,10 @@
 using zul::registry::Transaction;
 
 namespace {
+// Write operations of every store of this process: another store here
+// changing the views is seen by this count, another process by the hive's
+// generation.
+std::atomic<uint64_t> s_storeWrites{0};
 
 FullViewInfo s_fromVectors(const float up[3], const float view[3], CameraTypeEnum type, int index) {
     FullViewInfo info;
@@ -58,6 +63,8 @@ HRESULT CViewManager::finalConstruct() {
         _moveOlderViews();
         m_keyMapValid = false; // rebuilt on the first lookup that misses
     }
+    zul::registry::hiveGeneration(HKEY_CURRENT_USER, m_generation);
+    m_seenWrites = ++s_storeWrites; // a start may write (seeding, moving older views)
     if (tx.commit() != ERROR_SUCCESS && SUCCEEDED(m_startStatus)) m_startStatus = E_FAIL;
     return S_OK;
 }
@@ -172,6 +179,39 @@ HRESULT CViewManager::EndBatchViewEdit() {
 }
 
 // ---------------------------------------------------------------------------
+// Stores sharing one registry
+
+CViewManager::OpScope::OpScope(CViewManager& store, bool writes) : store_(store), writes_(writes) {
+    if (++store_.m_opDepth == 1) store_._syncWithRegistry();
+}
+
+CViewManager::OpScope::~OpScope() { --store_.m_opDepth; }
+
+LSTATUS CViewManager::OpScope::commit() {
+    if (store_.m_opDepth == 1) {
+        if (writes_) store_.m_seenWrites = ++s_storeWrites;
+        zul::registry::hiveGeneration(HKEY_CURRENT_USER, store_.m_generation);
+    }
+    return tx_.commit();
+}
+
+void CViewManager::_syncWithRegistry() {
+    KRAV_TRACE("CViewManager::_syncWithRegistry");
+    uint64_t generation = 0;
+    const uint64_t writes = s_storeWrites.load();
+    if (zul::registry::hiveGeneration(HKEY_CURRENT_USER, generation) != ERROR_SUCCESS ||
+        (generation == m_generation && writes == m_seenWrites))
+        return;
+    std::vector<std::string> slots;
+    if (SUCCEEDED(_loadViewsFromRegistry(m_currentKey, false, slots))) m_slots = std::move(slots);
+    m_keyOfName.clear();
+    m_keyMapValid = false;
+    m_defaultName.clear(); // found again by the next GetDefaultView
+    m_generation = generation;
+    m_seenWrites = writes;
+}
+
+// ---------------------------------------------------------------------------
 // Record-based operations
 
 HRESULT CViewManager::_createView(const char* name, FullViewInfo& info, const std::string* replacing) {
@@ -197,9 +237,9 @@ HRESULT CViewManager::_destroyView(const char* name, int slot) {
 HRESULT CViewManager::CreateViewInfo(const char* pViewName, FullViewInfo viewInfo) {
     KRAV_TRACE("CViewManager::CreateViewInfo");
     return zul::com::firewall([&]() -> HRESULT {
-        if (_viewExists(pViewName)) return S_FALSE;
         {
-            Transaction tx;
+            OpScope tx(*this, true);
+            if (_viewExists(pViewName)) return S_FALSE;
             const HRESULT hr = _createView(pViewName, viewInfo);
             if (FAILED(hr)) return hr;
             if (tx.commit() != ERROR_SUCCESS) {
@@ -219,20 +259,20 @@ HRESULT CViewManager::EditViewInfo(const char* pViewName, FullViewInfo viewInfo)
     return zul::com::firewall([&]() -> HRESULT {
         const HRESULT check = _checkRecord(pViewName, viewInfo);
         if (FAILED(check)) return check;
-        _announce(Event::PreEdit, pViewName);
-        FullViewInfo present;
-        const HRESULT read = GetViewInfo(pViewName, &present);
-        const std::string defaultBefore = m_defaultName;
-        // The old record goes and the new one comes in one step: a failure
-        // leaves the view as it was, in the registry and in the slot table.
-        auto restore = [&](HRESULT hr) {
-            m_keyMapValid = false;
-            m_defaultName = defaultBefore;
-            if (read == S_OK) _putInSlot(pViewName, present.iViewIndex);
-            return hr;
-        };
         {
-            Transaction tx;
+            OpScope tx(*this, true);
+            _announce(Event::PreEdit, pViewName);
+            FullViewInfo present;
+            const HRESULT read = GetViewInfo(pViewName, &present);
+            const std::string defaultBefore = m_defaultName;
+            // The old record goes and the new one comes in one step: a failure
+            // leaves the view as it was, in the registry and in the slot table.
+            auto restore = [&](HRESULT hr) {
+                m_keyMapValid = false;
+                m_defaultName = defaultBefore;
+                if (read == S_OK) _putInSlot(pViewName, present.iViewIndex);
+                return hr;
+            };
             // The old key goes as the new record is written: in place when
             // the record keeps its subkey, which is the common case.
             std::string oldKey;
@@ -256,7 +296,7 @@ HRESULT CViewManager::GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo
     if (!pViewName || !pViewInfo) return E_POINTER;
     if (!*pViewName) return E_INVALIDARG;
     return zul::com::firewall([&]() -> HRESULT {
-        Transaction tx; // one lock for the lookup and every value
+        OpScope tx(*this); // one lock for the lookup and every value
         std::string subkey, stored;
         if (_findViewKey(m_currentKey, pViewName, subkey) != S_OK) return S_FALSE;
         FullViewInfo info;
@@ -273,13 +313,14 @@ HRESULT CViewManager::DestroyViewExt(const char* pViewName) {
     if (!pViewName) return E_POINTER;
     if (!*pViewName) return E_INVALIDARG;
     return zul::com::firewall([&]() -> HRESULT {
-        _announce(Event::PreDestroy, pViewName);
         FullViewInfo info;
-        const bool known = _readIndex(pViewName, info.iViewIndex) == S_OK;
-        const int slot = known ? info.iViewIndex - 1 : -1;
+        bool known = false;
         HRESULT hr;
         {
-            Transaction tx;
+            OpScope tx(*this, true);
+            _announce(Event::PreDestroy, pViewName);
+            known = _readIndex(pViewName, info.iViewIndex) == S_OK;
+            const int slot = known ? info.iViewIndex - 1 : -1;
             hr = _destroyView(pViewName, slot);
             if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) hr = E_FAIL;
         }
@@ -297,12 +338,12 @@ HRESULT CViewManager::RenameViewExt(const char* pOldViewName, const char* pNewVi
     KRAV_TRACE("CViewManager::RenameViewExt");
     if (!pOldViewName || !pNewViewName) return E_POINTER;
     return zul::com::firewall([&]() -> HRESULT {
-        FullViewInfo info;
-        HRESULT hr = GetViewInfo(pOldViewName, &info);
-        if (hr != S_OK) return hr;
-        const std::string defaultBefore = m_defaultName;
         {
-            Transaction tx;
+            OpScope tx(*this, true);
+            FullViewInfo info;
+            HRESULT hr = GetViewInfo(pOldViewName, &info);
+            if (hr != S_OK) return hr;
+            const std::string defaultBefore = m_defaultName;
             // The view keeps its key: the new name is written over the old
             // record in place (or the old key goes, should the index move).
             std::string oldKey;
@@ -432,9 +473,9 @@ HRESULT CViewManager::GetDefaultView(FullViewInfo* pViewInfo) {
     KRAV_TRACE("CViewManager::GetDefaultView");
     if (!pViewInfo) return E_POINTER;
     return zul::com::firewall([&]() -> HRESULT {
+        OpScope tx(*this);
         if (!m_defaultName.empty()) return GetViewInfo(m_defaultName.c_str(), pViewInfo);
         if (m_slots.empty()) return E_FAIL;
-        Transaction tx;
         for (const std::string& name : m_slots) {
             if (name.empty()) continue;
             FullViewInfo info;
@@ -453,7 +494,7 @@ HRESULT CViewManager::SetDefaultView(const char* pViewName) {
     KRAV_TRACE("CViewManager::SetDefaultView");
     return zul::com::firewall([&]() -> HRESULT {
         // Moving the mark is one durable step.
-        Transaction tx;
+        OpScope tx(*this, true);
         FullViewInfo info;
         if (GetDefaultView(&info) == S_OK) {
             const std::string previous = m_defaultName;

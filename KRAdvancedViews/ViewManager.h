@@ -13,6 +13,7 @@
 #include "host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
+#include "zul/registry/Transaction.h"
 
 // Reads a vector (three comma-ended fields) or, with `threeValues` false, one
 // number from the next line of `stream` into `out`. E_FAIL for a null stream.
@@ -165,6 +166,33 @@ public:
     HRESULT _saveToTextFile(std::ostream* stream, int count, const std::vector<std::string>& names);
 
 private:
+    // The transaction of one store operation, opened before anything of the
+    // operation looks at the views (its announcements included). The
+    // outermost scope of this store first catches up with what other stores,
+    // in this process or another, changed since this one last looked: the
+    // slot table is read again, the key map and the default mark forgotten.
+    // Inside the transaction nothing else can change the views, so the
+    // operation's checks and writes see one state. commit() notes where the
+    // registry stands, this operation's own writes included, so they cost no
+    // re-read. `writes`: the operation may change views.
+    class OpScope {
+    public:
+        OpScope(CViewManager& store, bool writes = false);
+        ~OpScope();
+        OpScope(const OpScope&) = delete;
+        OpScope& operator=(const OpScope&) = delete;
+        LSTATUS commit();
+        void rollback() { tx_.rollback(); }
+
+    private:
+        CViewManager& store_;
+        bool writes_;
+        zul::registry::Transaction tx_;
+    };
+    void _syncWithRegistry();
+    int m_opDepth = 0;
+    uint64_t m_generation = 0; // the hive's, for other processes' writes
+    uint64_t m_seenWrites = 0; // this process's stores' writes seen so far
 
     std::vector<std::string> m_slots;
     std::string m_defaultName;

@@ -81,3 +81,31 @@ TEST_F(RegistryConcurrency, ProcessesWritingOneHiveLoseNothing) {
     sqlite3_finalize(s);
     sqlite3_close(db);
 }
+
+// The hive's generation moves when another process commits, not for this
+// process's own writes, and never inside a transaction.
+TEST_F(RegistryConcurrency, GenerationSeesOtherProcessesOnly) {
+    CRegHelper mine("Mine", RegPathUserSettings);
+    ASSERT_EQ(mine.SetInt("v", 1), 0);
+    uint64_t before = 0, after = 0;
+    ASSERT_EQ(zul::registry::hiveGeneration(HKEY_CURRENT_USER, before), ERROR_SUCCESS);
+    ASSERT_EQ(mine.SetInt("v", 2), 0);
+    ASSERT_EQ(zul::registry::hiveGeneration(HKEY_CURRENT_USER, after), ERROR_SUCCESS);
+    EXPECT_EQ(after, before) << "own writes";
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        CRegHelper other("Other", RegPathUserSettings);
+        ::_exit(other.SetInt("v", 3) == 0 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+    ASSERT_EQ(zul::registry::hiveGeneration(HKEY_CURRENT_USER, after), ERROR_SUCCESS);
+    EXPECT_NE(after, before) << "another process's commit";
+    uint64_t none = 1;
+    ::setenv("ZUL_USER_HIVE", (dir_ / "absent.db").c_str(), 1);
+    EXPECT_EQ(zul::registry::hiveGeneration(HKEY_CURRENT_USER, none), ERROR_SUCCESS);
+    EXPECT_EQ(none, 0u);
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "absent.db")) << "a read never makes the hive";
+}

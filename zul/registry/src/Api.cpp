@@ -580,3 +580,19 @@ LSTATUS RegFlushKey(HKEY hKey) {
 }
 
 } // extern "C"
+
+namespace zul::registry {
+
+LSTATUS hiveGeneration(HKEY key, uint64_t& generation) {
+    return guarded([&]() -> LSTATUS {
+        Bindings hold;
+        REGSAM access = 0;
+        const LSTATUS st = bindingsOf(key, hold, access);
+        if (st != ERROR_SUCCESS) return st;
+        // The first binding: the user's classes for the classes root, the
+        // hive itself for the others.
+        return hold->front().hive->generation(generation);
+    });
+}
+
+} // namespace zul::registry

@@ -493,6 +493,19 @@ LSTATUS Hive::finish(Access access, bool ok) {
     return st;
 }
 
+LSTATUS Hive::generation(uint64_t& out) {
+    return run(Access::Read, [&]() -> LSTATUS {
+        out = 0;
+        if (!db_) return ERROR_SUCCESS; // no file yet: nothing was ever written
+        Stmt q(*this, "PRAGMA data_version");
+        if (!q) return broken_ != ERROR_SUCCESS ? broken_ : ERROR_CANTREAD;
+        const int rc = q.step();
+        if (rc != SQLITE_ROW) return fail(rc, "reading the data version");
+        out = static_cast<uint64_t>(q.int64(0));
+        return ERROR_SUCCESS;
+    });
+}
+
 namespace {
 std::string savepointName(int level) { return "scope" + std::to_string(level); }
 

@@ -79,6 +79,9 @@ public:
     LSTATUS deleteKey(int64_t id);                      // fails on a key with subkeys
     LSTATUS deleteTree(int64_t id, bool includeSelf);
 
+    // See zul::registry::hiveGeneration.
+    LSTATUS generation(uint64_t& out);
+
     // Transaction support: called by the thread's Transaction.
     LSTATUS joinTransaction(Access access);
     LSTATUS commitTransaction();

@@ -132,6 +132,13 @@ ZUL_PLATFORM_API bool splitRootPath(const std::string& path, HKEY& root, std::st
 // The canonical root name of a predefined key ("HKEY_CURRENT_USER"), or "".
 ZUL_PLATFORM_API const char* rootName(HKEY root);
 
+// A number that changes whenever another process commits to the hive holding
+// `key` (this process's own writes leave it as it is). A cache of what this
+// process read compares it with the number it saw last; inside a Transaction
+// it does not change. ERROR_SUCCESS and 0 for a hive file that does not exist
+// yet.
+ZUL_PLATFORM_API LSTATUS hiveGeneration(HKEY key, uint64_t& generation);
+
 // Hive files in use now (the environment is read at each call, so tests can
 // point the registry at temporary files).
 ZUL_PLATFORM_API std::string userHivePath();
