@@ -29,9 +29,23 @@
 namespace {
 
 constexpr int kPool = 20;      // names N0..N19
-constexpr int kLoadViews = 5;  // L0..L4 in the load file
+constexpr int kLoadViews = 128; // L0..L127 in the load file: a store's worth
 
 std::string poolName(int i) { return "N" + std::to_string(i); }
+
+// A create adds its view while the store has room; a full store refuses it.
+void createModel(std::set<std::string>& names, const std::string& name) {
+    if (names.size() < static_cast<size_t>(kMaxViews)) names.insert(name);
+}
+
+// A completed load replaces the views of the file's names and adds the
+// others while there is room; the rest are left out.
+void loadModel(std::set<std::string>& names) {
+    for (int i = 0; i < kLoadViews; ++i) {
+        const std::string name = "L" + std::to_string(i);
+        if (!names.count(name)) createModel(names, name);
+    }
+}
 
 zul::com::ComPtr<IViewManager2> startStore() {
     zul::com::ComPtr<IViewManager2> s;
@@ -66,6 +80,7 @@ zul::com::ComPtr<IViewManager2> startStore() {
             line = "create " + a;
             report("begin " + line);
             hr = store->CreateViewInfo(a.c_str(), info);
+            if (hr == E_UNEXPECTED) hr = S_FALSE; // the store is full: refused, nothing written
             if (hr == S_OK) names.insert(a);
             break;
         case 1:
@@ -98,8 +113,7 @@ zul::com::ComPtr<IViewManager2> startStore() {
             line = "load";
             report("begin " + line);
             hr = store->LoadViewsExt(loadFile.c_str(), TextFile);
-            if (hr == S_OK)
-                for (int i = 0; i < kLoadViews; ++i) names.insert("L" + std::to_string(i));
+            if (SUCCEEDED(hr)) loadModel(names); // S_FALSE: some were left out, message 139
             break;
         }
         if (FAILED(hr)) ::_exit(4); // an operation that fails without a crash is a fault too
@@ -112,11 +126,11 @@ void applyOp(std::set<std::string>& names, const std::string& line) {
     std::istringstream in(line);
     std::string op, a, b;
     in >> op >> a >> b;
-    if (op == "create") names.insert(a);
+    if (op == "create") createModel(names, a);
     else if (op == "rename") names.erase(a), names.insert(b);
     else if (op == "delete") names.erase(a);
     else if (op == "load")
-        for (int i = 0; i < kLoadViews; ++i) names.insert("L" + std::to_string(i));
+        loadModel(names);
 }
 
 // Every view key holds every value of its record.
