@@ -68,6 +68,8 @@ TEST_F(BadInput, DamagedViewFiles) {
         {"line of 1024", kHeader + record(std::string(1019, 'b')), TextFile, S_OK, ""},
         {"line of 5000", kHeader + record(longName) + record("After"), TextFile, S_OK, ""},
         {"UTF-16 line of 5000", utf16le(kHeader + record(longName) + record("After")), TextFile, S_OK, ""},
+        // The line is text up to its NUL, as the reader converts it.
+        {"NUL in a name", utf16le(kHeader + record(std::string("Nu\0ll", 5))), TextFile, S_OK, "Nu;"},
         {"unpaired surrogate", utf16le(kHeader + "Name:A") + std::string("\x00\xD8", 2) +
                                    utf16le("B" + record("").substr(5) + record("After")).substr(2),
          TextFile, S_OK, ""},
@@ -83,7 +85,7 @@ TEST_F(BadInput, DamagedViewFiles) {
         if (FAILED(c.expected)) {
             EXPECT_EQ(readFile(userHive_), hiveBefore);
         }
-        for (const char* n : {"After", "Odd"}) store->DestroyViewExt(n);
+        for (const char* n : {"After", "Odd", "Nu"}) store->DestroyViewExt(n);
         if (!c.added) store->DestroyViewExt(std::string(1018, 'a').c_str());
         EXPECT_EQ(names(), namesBefore);
     }

@@ -6,7 +6,8 @@
 // two histories in that order on a fresh hive, with one store, must give every
 // operation the same result and end in the same registry, byte for byte.
 //
-// KRAV_CONCURRENT_OPS sets the operations per host (default 2000).
+// `reliability_test --ops N` (or KRAV_CONCURRENT_OPS) sets the operations per
+// host (default 2000).
 
 #include <sqlite3.h>
 #include <sys/wait.h>

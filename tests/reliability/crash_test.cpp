@@ -5,7 +5,8 @@
 // one in flight may or may not be), a load is wholly there or wholly absent,
 // and the store holds at most 128 views with unique indices.
 //
-// KRAV_CRASH_RUNS sets the number of kills (default 200).
+// `reliability_test --runs N` (or KRAV_CRASH_RUNS) sets the number of kills
+// (default 200).
 
 #include <fcntl.h>
 #include <signal.h>
