@@ -188,10 +188,10 @@ CViewManager::OpScope::OpScope(CViewManager& store, bool writes) : store_(store)
 CViewManager::OpScope::~OpScope() { --store_.m_opDepth; }
 
 LSTATUS CViewManager::OpScope::commit() {
-    if (store_.m_opDepth == 1) {
-        if (writes_) store_.m_seenWrites = ++s_storeWrites;
-        zul::registry::hiveGeneration(HKEY_CURRENT_USER, store_.m_generation);
-    }
+    // The hive's generation stays what the start of the operation saw (this
+    // process's writes do not move it); other stores of this process learn
+    // of the change by the count.
+    if (store_.m_opDepth == 1 && writes_) store_.m_seenWrites = ++s_storeWrites;
     return tx_.commit();
 }
 

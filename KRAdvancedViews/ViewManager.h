@@ -172,9 +172,8 @@ private:
     // in this process or another, changed since this one last looked: the
     // slot table is read again, the key map and the default mark forgotten.
     // Inside the transaction nothing else can change the views, so the
-    // operation's checks and writes see one state. commit() notes where the
-    // registry stands, this operation's own writes included, so they cost no
-    // re-read. `writes`: the operation may change views.
+    // operation's checks and writes see one state. `writes`: the operation
+    // may change views; its commit() tells the other stores of this process.
     class OpScope {
     public:
         OpScope(CViewManager& store, bool writes = false);
