@@ -163,6 +163,17 @@ std::string halfWrittenViews() {
     return bad;
 }
 
+// How many view keys the store's key holds.
+DWORD storedViewKeys() {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &key) != 0) return 0;
+    DWORD count = 0;
+    RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                     nullptr);
+    RegCloseKey(key);
+    return count;
+}
+
 std::string integrity(const std::string& path) {
     sqlite3* db = nullptr;
     std::string result = "cannot open";
@@ -193,12 +204,13 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
         writeFile(loadFile, text);
     }
     std::mt19937 rng(20261122);
-    std::set<std::string> model;
+    std::set<std::string> standard;
     {
         auto store = startStore(); // seeds the standard views
         for (const auto& n : static_cast<CViewManager*>(store.Get())->slots())
-            if (!n.empty()) model.insert(n);
+            if (!n.empty()) standard.insert(n);
     }
+    std::set<std::string> model = standard;
     int completed = 0, inFlightLanded = 0;
     for (int run = 0; run < runs; ++run) {
         int fds[2];
@@ -237,9 +249,20 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
         SCOPED_TRACE("run " + std::to_string(run) + ", in flight: " + pending);
         ASSERT_EQ(integrity(userHive_), "ok");
         ASSERT_EQ(halfWrittenViews(), "");
+        const bool emptied = storedViewKeys() == 0;
         auto store = startStore();
         auto* impl = static_cast<CViewManager*>(store.Get());
-        ASSERT_EQ(impl->startStatus(), S_OK);
+        if (emptied) {
+            // Every view was gone: the start seeded the standard views again.
+            ASSERT_EQ(impl->startStatus(), S_FALSE);
+            std::set<std::string> withPending = model;
+            applyOp(withPending, pending);
+            ASSERT_TRUE(model.empty() || withPending.empty()) << "the store lost views";
+            if (!model.empty()) ++inFlightLanded;
+            model = standard;
+        } else {
+            ASSERT_EQ(impl->startStatus(), S_OK);
+        }
         std::set<std::string> stored;
         int defaults = 0;
         for (size_t i = 0; i < impl->slots().size(); ++i) {
