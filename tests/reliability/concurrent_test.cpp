@@ -9,7 +9,6 @@
 // `reliability_test --ops N` (or KRAV_CONCURRENT_OPS) sets the operations per
 // host (default 2000).
 
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@
 #include <set>
 #include <sstream>
 
+#include "HiveIntegrity.h"
 #include "TempHive.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
@@ -134,15 +134,7 @@ TEST_F(ConcurrentHosts, TwoStoresOnOneHiveActAsSomeSerialOrder) {
         ASSERT_EQ(WEXITSTATUS(status), 0) << "a host failed (6, 7: the counter, 8: a store operation)";
     }
 
-    // The hive is intact.
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open_v2(userHive_.c_str(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    sqlite3_stmt* check = nullptr;
-    ASSERT_EQ(sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &check, nullptr), SQLITE_OK);
-    ASSERT_EQ(sqlite3_step(check), SQLITE_ROW);
-    EXPECT_STREQ(reinterpret_cast<const char*>(sqlite3_column_text(check, 0)), "ok");
-    sqlite3_finalize(check);
-    sqlite3_close(db);
+    EXPECT_EQ(zul::test::hiveIntegrity(userHive_), "ok");
 
     // The two histories in the hive's order.
     struct Entry {

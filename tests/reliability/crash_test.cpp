@@ -22,6 +22,7 @@
 #include <sstream>
 #include <thread>
 
+#include "HiveIntegrity.h"
 #include "TempHive.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
@@ -174,20 +175,6 @@ DWORD storedViewKeys() {
     return count;
 }
 
-std::string integrity(const std::string& path) {
-    sqlite3* db = nullptr;
-    std::string result = "cannot open";
-    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
-        sqlite3_stmt* s = nullptr;
-        if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &s, nullptr) == SQLITE_OK &&
-            sqlite3_step(s) == SQLITE_ROW)
-            result = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
-        sqlite3_finalize(s);
-    }
-    sqlite3_close(db);
-    return result;
-}
-
 } // namespace
 
 class CrashConsistency : public zul::test::TempHiveTest {};
@@ -247,7 +234,7 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
         }
 
         SCOPED_TRACE("run " + std::to_string(run) + ", in flight: " + pending);
-        ASSERT_EQ(integrity(userHive_), "ok");
+        ASSERT_EQ(zul::test::hiveIntegrity(userHive_), "ok");
         ASSERT_EQ(halfWrittenViews(), "");
         const bool emptied = storedViewKeys() == 0;
         auto store = startStore();
