@@ -18,6 +18,7 @@ constexpr UINT kStandardViewsSubmenu = 7130;
 constexpr DWORD kModulePickMode = 1; // the host's pick mode for points and parts
 
 krav::StandardViewsDialogFactory s_dialogFactory = nullptr;
+krav::NavigatorDialogFactory s_navigatorDialogFactory = nullptr;
 
 // The navigator's site for one viewer: the viewer's application interface,
 // the module's message service, and the module as the owner that hears of
@@ -76,7 +77,10 @@ HRESULT s_copyOut(const std::string& text, ULONG* pLen, char* buffer) {
 
 } // namespace
 
-void krav::SetStandardViewsDialogFactory(StandardViewsDialogFactory factory) { s_dialogFactory = factory; }
+void krav::SetDialogFactories(StandardViewsDialogFactory standardViews, NavigatorDialogFactory navigator) {
+    s_dialogFactory = standardViews;
+    s_navigatorDialogFactory = navigator;
+}
 
 CAdvancedViewsModuleMgr::CAdvancedViewsModuleMgr() {
     for (UINT id = 7142; id <= 7147; ++id) m_alignEnabled[id] = 1;
@@ -138,18 +142,7 @@ HRESULT CAdvancedViewsModuleMgr::_start() {
 HRESULT CAdvancedViewsModuleMgr::_stop() {
     KRAV_TRACE("CAdvancedViewsModuleMgr::_stop");
     HRESULT result = E_FAIL;
-    if (m_dialog) {
-        DWORD frameId = 0;
-        zul::com::ComPtr<IHostWindowService> windows;
-        UINT_PTR handle = 0;
-        if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)) &&
-            SUCCEEDED(m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(),
-                                        reinterpret_cast<void**>(windows.GetAddressOf()))) &&
-            SUCCEEDED(m_dialog->GetWindowHandle(&handle)))
-            windows->ReleaseWindow(handle);
-        m_dialog->Close();
-        m_dialog.Reset();
-    }
+    _closeDialogs();
     if (m_menuManager) {
         if (m_menuInstallMode) m_menuManager->RemoveMenuWithHandler(m_moduleId, kFullMenu, this);
         else m_menuManager->RemoveMenu(m_moduleId, m_menuHandle, kShortMenu);
@@ -218,21 +211,7 @@ HRESULT CAdvancedViewsModuleMgr::AttachViewer(DWORD viewerId) {
         store2->ApplyDefaultView();
         // After a first creation: the dialog (only for a host with a window),
         // the store for the navigator's dialog, and the module's listeners.
-        UINT_PTR parent = 0;
-        if (s_dialogFactory && m_frame && SUCCEEDED(m_frame->GetWindowHandle(&parent)) && parent) {
-            zul::com::ComPtr<IViewNavigator2> nav2;
-            m_navigator.As(nav2);
-            if (SUCCEEDED(s_dialogFactory(m_store.Get(), m_navigator.Get(), this, parent, m_dialog.GetAddressOf()))) {
-                DWORD frameId = 0;
-                zul::com::ComPtr<IHostWindowService> windows;
-                UINT_PTR handle = 0;
-                if (SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)) &&
-                    SUCCEEDED(m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(),
-                                                reinterpret_cast<void**>(windows.GetAddressOf()))) &&
-                    SUCCEEDED(m_dialog->GetWindowHandle(&handle)))
-                    windows->AdoptWindow(handle);
-            }
-        }
+        _createDialogs();
         zul::com::ComPtr<IViewNavigator2> nav2;
         if (SUCCEEDED(m_navigator.As(nav2))) nav2->DlgSetup(m_store.Get());
         _fillViewMenu();
@@ -243,8 +222,62 @@ HRESULT CAdvancedViewsModuleMgr::AttachViewer(DWORD viewerId) {
     });
 }
 
+// The dialogs exist only for a host with a window: the Standard Views dialog
+// is created hidden on the first attach and handed to the host's window
+// service, the Rotate dialog is handed to the navigator. Both live until Stop.
+void CAdvancedViewsModuleMgr::_createDialogs() {
+    KRAV_TRACE("CAdvancedViewsModuleMgr::_createDialogs");
+    UINT_PTR parent = 0;
+    if (!m_frame || FAILED(m_frame->GetWindowHandle(&parent)) || !parent) return;
+    krav::DialogContext context;
+    context.store = m_store.Get();
+    context.navigator = m_navigator.Get();
+    context.picking = this;
+    context.ui = m_ui.Get();
+    if (!m_commandService) m_frame.As(m_commandService);
+    context.commands = m_commandService.Get();
+    context.parent = parent;
+    zul::com::ComPtr<IHostWindowService> windows;
+    DWORD frameId = 0;
+    if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)))
+        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(), reinterpret_cast<void**>(windows.GetAddressOf()));
+    UINT_PTR handle = 0;
+    if (!m_dialog && s_dialogFactory && SUCCEEDED(s_dialogFactory(context, m_dialog.GetAddressOf())) && windows &&
+        SUCCEEDED(m_dialog->GetWindowHandle(&handle)))
+        windows->AdoptWindow(handle);
+    zul::com::ComPtr<IViewNavigatorDialogHolder> holder;
+    if (!m_navigatorDialog && s_navigatorDialogFactory && SUCCEEDED(m_navigator.As(holder)) &&
+        SUCCEEDED(s_navigatorDialogFactory(context, m_navigatorDialog.GetAddressOf()))) {
+        holder->SetDialog(m_navigatorDialog.Get());
+        if (windows && SUCCEEDED(m_navigatorDialog->GetWindowHandle(&handle))) windows->AdoptWindow(handle);
+    }
+}
+
+void CAdvancedViewsModuleMgr::_closeDialogs() {
+    KRAV_TRACE("CAdvancedViewsModuleMgr::_closeDialogs");
+    if (!m_dialog && !m_navigatorDialog) return;
+    DWORD frameId = 0;
+    zul::com::ComPtr<IHostWindowService> windows;
+    if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)))
+        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(), reinterpret_cast<void**>(windows.GetAddressOf()));
+    UINT_PTR handle = 0;
+    if (m_dialog) {
+        if (windows && SUCCEEDED(m_dialog->GetWindowHandle(&handle))) windows->ReleaseWindow(handle);
+        m_dialog->Close();
+        m_dialog.Reset();
+    }
+    if (m_navigatorDialog) {
+        if (windows && SUCCEEDED(m_navigatorDialog->GetWindowHandle(&handle))) windows->ReleaseWindow(handle);
+        m_navigatorDialog->Setup(nullptr);
+        m_navigatorDialog->Close();
+        m_navigatorDialog.Reset();
+    }
+}
+
 void CAdvancedViewsModuleMgr::_destroyObjects() {
     KRAV_TRACE("CAdvancedViewsModuleMgr::_destroyObjects");
+    // The dialogs hold the store and the navigator, so they go first.
+    _closeDialogs();
     if (auto store2 = _store2()) {
         store2->UnregisterInterest(this);
         store2->BindViewNavigator(nullptr);
@@ -255,6 +288,9 @@ void CAdvancedViewsModuleMgr::_destroyObjects() {
         m_navigator->UnregisterInterest(this);
         zul::com::ComPtr<IViewNavigator2> nav2;
         if (m_closeControlDialog && SUCCEEDED(m_navigator.As(nav2))) nav2->DlgShow(0);
+        if (SUCCEEDED(m_navigator.As(nav2))) nav2->DlgSetup(nullptr);
+        zul::com::ComPtr<IViewNavigatorDialogHolder> holder;
+        if (SUCCEEDED(m_navigator.As(holder))) holder->SetDialog(nullptr);
         zul::com::ComPtr<IObjectWithSite> withSite;
         if (SUCCEEDED(m_navigator.As(withSite))) withSite->SetSite(nullptr);
     }

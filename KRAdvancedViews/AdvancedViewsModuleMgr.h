@@ -9,33 +9,12 @@
 #include <vector>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
+#include "Dialogs.h"
 #include "ViewNavigator.h"
 #include "host/IHostModuleSite.h"
 #include "host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
-
-// The Standard Views dialog as the module drives it (implemented with the
-// dialogs; a host without windows never has one).
-struct IStandardViewsDialog : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetWindowHandle(UINT_PTR* pHandle) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Show(BOOL show) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Close() = 0;   // destroys its window
-    virtual HRESULT STDMETHODCALLTYPE IsPointPick(BOOL* pPoint) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetPickedVector(const float v[3]) = 0;
-    // The store's events, passed on by the module.
-    virtual HRESULT STDMETHODCALLTYPE OnViewEvent(const char* event, const char* name, const char* newName) = 0;
-};
-ZUL_DECLARE_IID(IStandardViewsDialog, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E010C");
-
-namespace krav {
-// Makes the Standard Views dialog (parent: the host's main window). Set by the
-// dialogs library; null (the default) means the module runs without one.
-using StandardViewsDialogFactory = HRESULT (*)(IViewManager* store, IViewNavigator* navigator,
-                                               IViewDialogInteraction* picking, UINT_PTR parent,
-                                               IStandardViewsDialog** ppDialog);
-void SetStandardViewsDialogFactory(StandardViewsDialogFactory factory);
-} // namespace krav
 
 class CAdvancedViewsModuleMgr : public zul::com::ObjectRoot,
                                 public IAdvancedViewsModuleMgr,
@@ -128,6 +107,8 @@ private:
     void _fillViewMenu();
     void _rebuildViewMenu();
     void _putInMenu(const std::string& name, int index);
+    void _createDialogs();
+    void _closeDialogs();
     void _tellDialog(const char* event, const char* name, const char* newName = nullptr);
     HRESULT _noteStoredView(const char* name, const char* event);
     HRESULT _noteLeavingView(const char* name, const char* event, bool onlyIfSame);
@@ -141,6 +122,7 @@ private:
     zul::com::ComPtr<IViewManager> m_store;
     zul::com::ComPtr<IViewNavigator> m_navigator;
     zul::com::ComPtr<IStandardViewsDialog> m_dialog;
+    zul::com::ComPtr<IViewNavigatorDialog> m_navigatorDialog;
     BOOL m_menuInstallMode = FALSE;
     DWORD m_moduleId = 0, m_frameId = 0, m_menuHandle = 0;
     DWORD m_uiValue1 = 0, m_uiValue2 = 0; // passed through to the host unchanged

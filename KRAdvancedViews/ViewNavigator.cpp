@@ -561,9 +561,10 @@ HRESULT CViewNavigator::OnCameraChanged(DWORD flags) {
 // ---------------------------------------------------------------------------
 // The Rotate and Transform dialog
 
-void CViewNavigator::_setDialog(IViewNavigatorDialog* dialog) {
-    KRAV_TRACE("CViewNavigator::_setDialog");
-    m_dialog = zul::com::ComPtr<IViewNavigatorDialog>(dialog);
+HRESULT CViewNavigator::SetDialog(IViewNavigatorDialog* pDialog) {
+    KRAV_TRACE("CViewNavigator::SetDialog");
+    m_dialog = zul::com::ComPtr<IViewNavigatorDialog>(pDialog);
+    return S_OK;
 }
 
 HRESULT CViewNavigator::DlgSetup(IViewManager* pIViewManager) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "Dialogs.h"
 #include "Site.h"
 #include "host/IHostUIService.h"
 #include "host/IHostView.h"
@@ -20,25 +21,18 @@ struct IViewNavigatorOwner : IUnknown {
 };
 ZUL_DECLARE_IID(IViewNavigatorOwner, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0107");
 
-// The Rotate and Transform dialog as the navigator drives it.
-struct IViewNavigatorDialog : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE Setup(IViewManager* pIViewManager) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetViewEditButtonState(int bUpOrDown) = 0;
-    virtual HRESULT STDMETHODCALLTYPE Show(int bShow) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsShowing(int* pbShow) = 0;
-};
-ZUL_DECLARE_IID(IViewNavigatorDialog, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0108");
-
 class CViewNavigator : public zul::com::ObjectRoot,
                        public IViewNavigator2,
                        public IHostViewEvents,
-                       public IObjectWithSite {
+                       public IObjectWithSite,
+                       public IViewNavigatorDialogHolder {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CViewNavigator)
     ZUL_INTERFACE_ENTRY(IViewNavigator2)
     ZUL_INTERFACE_ENTRY2(IViewNavigator, IViewNavigator2)
     ZUL_INTERFACE_ENTRY(IHostViewEvents)
     ZUL_INTERFACE_ENTRY(IObjectWithSite)
+    ZUL_INTERFACE_ENTRY(IViewNavigatorDialogHolder)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
 
@@ -81,8 +75,8 @@ public:
     // Connects to / disconnects from the host's view events.
     HRESULT _start();
     HRESULT _stop();
-    // The Rotate dialog the Dlg operations drive (null: none yet).
-    void _setDialog(IViewNavigatorDialog* dialog);
+    // IViewNavigatorDialogHolder: the Rotate dialog the Dlg operations drive (null: none).
+    HRESULT STDMETHODCALLTYPE SetDialog(IViewNavigatorDialog* pDialog) override;
 
     // Camera primitives.
     HRESULT _setCameraFrame(const float up[3], const float view[3], const float from[3], const float at[3],

@@ -21,7 +21,7 @@ protected:
     }
     void TearDown() override {
         mgr->_stop();
-        krav::SetStandardViewsDialogFactory(nullptr);
+        krav::SetDialogFactories(nullptr, nullptr);
         TempHiveTest::TearDown();
     }
     IZulModule* module() { return static_cast<IZulModule*>(mgr.Get()); }
@@ -230,7 +230,7 @@ TEST_F(ModuleMgr, PicksForTheDialog) {
     EXPECT_EQ(module()->NotifyPicked(), E_UNEXPECTED) << "no dialog in a host without windows";
     ASSERT_EQ(module()->DetachViewer(kTestViewerId), S_OK);
 
-    krav::SetStandardViewsDialogFactory(&CTestStandardViewsDialog::factory);
+    krav::SetDialogFactories(&CTestStandardViewsDialog::factory, nullptr);
     host->window = 0x99;
     ASSERT_EQ(module()->AttachViewer(kTestViewerId), S_OK);
     EXPECT_EQ(host->count("AdoptWindow"), 1);

@@ -214,7 +214,7 @@ public:
         events.push_back(std::string(e) + "(" + (n ? n : "") + ")");
         return S_OK;
     }
-    static HRESULT factory(IViewManager*, IViewNavigator*, IViewDialogInteraction*, UINT_PTR, IStandardViewsDialog** pp) {
+    static HRESULT factory(const krav::DialogContext&, IStandardViewsDialog** pp) {
         IStandardViewsDialog* d = nullptr;
         const HRESULT hr = zul::com::createInstance<CTestStandardViewsDialog>(nullptr, zul::com::iidOf<IStandardViewsDialog>(),
                                                                              reinterpret_cast<void**>(&d));
