@@ -7,6 +7,7 @@
 
 #include "Trace.h"
 #include "ViewInfo.h"
+#include "ViewList.h"
 #include "resources/StringTable.h"
 #include "zul/registry/RegHelper.h"
 
@@ -336,24 +337,11 @@ void CAdvancedViewsModuleMgr::_putInMenu(const std::string& name, int index) {
 
 void CAdvancedViewsModuleMgr::_fillViewMenu() {
     KRAV_TRACE("CAdvancedViewsModuleMgr::_fillViewMenu");
-    // The store lists its views by its registry key.
     auto store2 = _store2();
-    HKEY base = nullptr;
-    const std::string path = CRegHelper("KRAdvancedViews2", RegPathUserSettings).GetRegPath();
-    if (!store2 || RegOpenKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &base) != ERROR_SUCCESS) return;
-    char sub[512];
-    for (DWORD i = 0;; ++i) {
-        DWORD cch = sizeof sub;
-        if (RegEnumKeyExA(base, i, sub, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
-        CRegHelper reg((std::string("KRAdvancedViews2\\") + sub).c_str(), RegPathUserSettings);
-        std::string name;
-        FullViewInfo info;
-        if (reg.GetString("View Name", name) != ERROR_SUCCESS || name.empty()) continue;
-        if (store2->GetViewInfo(name.c_str(), &info) != S_OK) continue;
-        _putInMenu(name, info.iViewIndex);
-        if (info.iChangeBits & ViewChangeDefaultView) m_defaultViewName = name;
+    for (const krav::StoredView& view : krav::ListStoredViews(store2.Get())) {
+        _putInMenu(view.name, view.info.iViewIndex);
+        if (view.info.iChangeBits & ViewChangeDefaultView) m_defaultViewName = view.name;
     }
-    RegCloseKey(base);
     UpdateLockedVec(m_lockedUpAxis);
 }
 

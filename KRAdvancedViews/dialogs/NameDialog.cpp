@@ -1,0 +1,71 @@
+#include "dialogs/NameDialog.h"
+
+#include <QLineEdit>
+#include <QPointer>
+#include <QToolTip>
+#include <functional>
+
+#include "dialogs/DialogSupport.h"
+#include "resources/StringTable.h"
+#include "ui_NameDialog.h"
+
+namespace krav::dialogs {
+
+CNameDialog::CNameDialog(QWidget* parent) : QDialog(parent), ui_(std::make_unique<Ui::NameDialog>()) {
+    ui_->setupUi(this);
+    connect(ui_->okButton, &QPushButton::clicked, this, &QDialog::accept);
+    connect(ui_->cancelButton, &QPushButton::clicked, this, &QDialog::reject);
+    setFixedHeight(sizeHint().height());
+}
+
+CNameDialog::~CNameDialog() = default;
+
+void CNameDialog::SetName(const QString& name) {
+    ui_->nameEdit->setText(name);
+    ui_->nameEdit->selectAll();
+}
+
+QString CNameDialog::Name() const { return ui_->nameEdit->text(); }
+
+void CNameDialog::done(int result) {
+    if (result == QDialog::Accepted && Name().toUcs4().size() > kMaxNameLength) {
+        ui_->nameEdit->setFocus();
+        ui_->nameEdit->selectAll();
+        QToolTip::showText(ui_->nameEdit->mapToGlobal(QPoint(0, ui_->nameEdit->height())),
+                           tr("Enter no more than %1 characters.").arg(kMaxNameLength), ui_->nameEdit);
+        return;
+    }
+    QDialog::done(result);
+}
+
+bool RequestViewName(QWidget* parent, IViewManager* store, IHostUIService* ui, const std::string& initial,
+                     std::string& name, const std::function<void(bool)>& onMessage) {
+    QPointer<CNameDialog> dialog = new CNameDialog(parent);
+    dialog->SetName(QString::fromStdString(initial));
+    const int result = dialog->exec();
+    if (!dialog) return false; // the parent went away meanwhile
+    const std::string answer = dialog->Name().toStdString();
+    delete dialog;
+    if (result != QDialog::Accepted) return false;
+    auto message = [&](unsigned id) {
+        if (onMessage) onMessage(true);
+        ShowMessage(ui, parent, ModuleText(id), MB_ICONEXCLAMATION | MB_OK);
+        if (onMessage) onMessage(false);
+    };
+    if (answer.empty()) {
+        message(IDS_TYPE_VIEW_NAME);
+        return false;
+    }
+    if (answer == initial) return false;
+    zul::com::ComPtr<IViewManager2> store2;
+    if (store) store->QueryInterface(zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(store2.GetAddressOf()));
+    FullViewInfo existing;
+    if (store2 && store2->GetViewInfo(answer.c_str(), &existing) == S_OK) {
+        message(IDS_VIEW_EXISTS);
+        return false;
+    }
+    name = answer;
+    return true;
+}
+
+} // namespace krav::dialogs
