@@ -13,6 +13,7 @@
 #include "KRAdvancedViews/Identifiers.h"
 #include "Module.h"
 #include "Trace.h"
+#include "dialogs/QtDialogs.h"
 #include "resources/StringTable.h"
 #include "zul/com/Object.h"
 #include "zul/registry/Classes.h"
@@ -30,6 +31,7 @@ void* g_resourceModule = nullptr;
 // ends with one). A path too long, or a library that does not load or has no
 // lookup, leaves the built-in texts in use, silently.
 __attribute__((constructor)) void s_startModule() {
+    krav::dialogs::UseQtDialogs();
     const char* dir = std::getenv("ZUL_RESPATH");
     if (!dir || !*dir) return;
     const std::string path = std::string(dir) + "KRAdvancedViews" + "_res" + ".so";
@@ -46,6 +48,7 @@ __attribute__((constructor)) void s_startModule() {
 }
 
 __attribute__((destructor)) void s_endModule() {
+    krav::dialogs::ReleaseQtDialogs();
     krav::SetResourceModule(nullptr);
     if (g_resourceModule) dlclose(g_resourceModule);
     g_resourceModule = nullptr;

@@ -8,6 +8,7 @@
 #include "dialogs/DialogSupport.h"
 #include "resources/StringTable.h"
 #include "ui_NameDialog.h"
+#include "zul/com/ComPtr.h"
 
 namespace krav::dialogs {
 

@@ -1,0 +1,604 @@
+#include "dialogs/ViewEditDlg.h"
+
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QKeyEvent>
+#include <QSet>
+#include <algorithm>
+#include <cmath>
+
+#include "ViewList.h"
+#include "ViewManager.h"
+#include "dialogs/DialogSupport.h"
+#include "dialogs/NameDialog.h"
+#include "dialogs/ViewAngles.h"
+#include "resources/StringTable.h"
+#include "ui_ViewEditDlg.h"
+
+namespace krav::dialogs {
+namespace {
+
+// Set by a change of any field, cleared when the field loses the focus; one
+// for the module, as only one field can have the focus.
+bool s_fieldEdited = false;
+
+constexpr int kFieldIds[] = {264, 265, 266, 268, 269, 270, 271, 272, 273, 277, 278, 279, 280};
+constexpr int kVectorIds[3][3] = {{268, 269, 270}, {271, 272, 273}, {277, 278, 279}};
+constexpr int kAngleIds[3] = {264, 265, 266};
+constexpr int kCommandShowDialog = 7139;
+
+double s_length(const double v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+
+bool s_parallel(const double a[3], const double b[3]) {
+    const double c[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+    return s_length(c) <= 1e-6 * s_length(a) * s_length(b);
+}
+
+} // namespace
+
+CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
+    : QDialog(parent), ui_(std::make_unique<Ui::ViewEditDlg>()), navigator_(context.navigator),
+      picking_(context.picking), hostUi_(context.ui), commands_(context.commands) {
+    if (context.store)
+        context.store->QueryInterface(zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(store_.GetAddressOf()));
+    ui_->setupUi(this);
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+    ui_->applyButton->setText(ModuleText(IDS_APPLY_VIEW));
+    for (QPushButton* pick : {ui_->atPick, ui_->fromPick}) pick->setText(ModuleText(IDS_PICK));
+    for (QComboBox* kind : {ui_->atPickKind, ui_->upPickKind, ui_->fromPickKind})
+        kind->addItems({ModuleText(IDS_POINT), ModuleText(IDS_PART)});
+    ui_->upButton->setIcon(ButtonIcon(QStringLiteral("move-up"), palette()));
+    ui_->downButton->setIcon(ButtonIcon(QStringLiteral("move-down"), palette()));
+    // Wide enough for the longer of the two captions, so the button never jumps.
+    const QFontMetrics metrics(ui_->applyButton->font());
+    ui_->applyButton->setMinimumWidth(
+        std::max(metrics.horizontalAdvance(ModuleText(IDS_APPLY_VIEW)), metrics.horizontalAdvance(ModuleText(IDS_APPLY_SELECTED_VIEW))) +
+        32);
+
+    connect(ui_->addButton, &QPushButton::clicked, this, [this] { _add(); });
+    connect(ui_->replaceButton, &QPushButton::clicked, this, [this] { _replace(); });
+    connect(ui_->renameButton, &QPushButton::clicked, this, [this] { _rename(); });
+    connect(ui_->deleteButton, &QPushButton::clicked, this, [this] { _delete(); });
+    connect(ui_->upButton, &QToolButton::clicked, this, [this] { _move(2); });
+    connect(ui_->downButton, &QToolButton::clicked, this, [this] { _move(1); });
+    connect(ui_->defaultButton, &QPushButton::clicked, this, [this] { _setDefault(); });
+    connect(ui_->saveButton, &QPushButton::clicked, this, [this] { _save(); });
+    connect(ui_->loadButton, &QPushButton::clicked, this, [this] { _load(); });
+    connect(ui_->applyButton, &QPushButton::clicked, this, [this] { _apply(); });
+    connect(ui_->closeButton, &QPushButton::clicked, this, [this] { CloseDialog(); });
+    connect(ui_->atPick, &QPushButton::clicked, this, [this] { _pick(AtVector); });
+    connect(ui_->fromPick, &QPushButton::clicked, this, [this] { _pick(FromVector); });
+    connect(ui_->viewList, &QListWidget::itemClicked, this, [this] { _listClicked(false); });
+    connect(ui_->viewList, &QListWidget::itemDoubleClicked, this, [this] { _listClicked(true); });
+    connect(ui_->viewList, &QListWidget::itemSelectionChanged, this, [this] { _updateButtons(); });
+    for (QRadioButton* radio : {ui_->anglesRadio, ui_->lookAtRadio, ui_->autoSetRadio, ui_->lookFromRadio,
+                                ui_->orthographicRadio, ui_->perspectiveRadio})
+        connect(radio, &QRadioButton::clicked, this, [this] { _updateEnabling(); });
+    connect(ui_->fieldOfViewCheck, &QCheckBox::clicked, this, [this] { _updateEnabling(); });
+    const QComboBox* kinds[3] = {ui_->atPickKind, ui_->upPickKind, ui_->fromPickKind};
+    for (int v = 0; v < 3; ++v)
+        connect(kinds[v], qOverload<int>(&QComboBox::currentIndexChanged), this,
+                [this, v](int index) { pickKind_[v] = std::max(index, 0); });
+    for (int id : kFieldIds) {
+        QLineEdit* edit = _edit(id);
+        edit->installEventFilter(this);
+        connect(edit, &QLineEdit::textEdited, this, [this] {
+            if (initialised_) editState_ = 2;
+            s_fieldEdited = true;
+        });
+    }
+    ui_->anglesRadio->setChecked(true);
+    ui_->autoSetRadio->setChecked(true);
+    ui_->perspectiveRadio->setChecked(true);
+    _rebuildList();
+    FullViewInfo camera;
+    if (navigator_ && navigator_->GetViewInfo(&camera) == S_OK) _loadFields(camera);
+    else _loadFields(fields_);
+    initialised_ = true;
+    _updateButtons();
+}
+
+CViewEditDlg::~CViewEditDlg() {
+    if (picking_vector_ >= 0 && picking_) picking_->HandlePickForDialog(0);
+}
+
+QLineEdit* CViewEditDlg::_edit(int id) const { return FindControlAs<QLineEdit>(const_cast<CViewEditDlg*>(this), id); }
+
+void CViewEditDlg::showEvent(QShowEvent* event) {
+    // A dialog shown again starts from where the camera is, unless the user
+    // left edits in the fields.
+    FullViewInfo camera;
+    if (editState_ != 2 && navigator_ && navigator_->GetViewInfo(&camera) == S_OK) _loadFields(camera);
+    QDialog::showEvent(event);
+}
+
+bool CViewEditDlg::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::FocusIn) {
+        if (applyCaptionState_ == 1) _setApplyCaption(0);
+    } else if (event->type() == QEvent::FocusOut && s_fieldEdited) {
+        // Cleared first: a message box shown by the check takes the focus too.
+        s_fieldEdited = false;
+        _takeOverFields();
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
+void CViewEditDlg::reject() { CloseDialog(); }
+
+void CViewEditDlg::CloseDialog() {
+    if (commands_ && isVisible() && SUCCEEDED(commands_->ExecuteCommand(kCommandShowDialog)) && !isVisible()) return;
+    hide();
+}
+
+// ---------------------------------------------------------------------------
+// The list
+
+int CViewEditDlg::_selectedRow() const {
+    QListWidget* list = ui_->viewList;
+    if (list->currentItem() && list->currentItem()->isSelected()) return list->currentRow();
+    const auto selected = list->selectedItems();
+    return selected.isEmpty() ? -1 : list->row(selected.front());
+}
+
+void CViewEditDlg::_rebuildList() {
+    QListWidget* list = ui_->viewList;
+    QSet<QString> selected;
+    for (QListWidgetItem* item : list->selectedItems()) selected.insert(item->text());
+    const QString current = list->currentItem() ? list->currentItem()->text() : QString();
+    const QSignalBlocker blocker(list);
+    list->clear();
+    defaultName_.clear();
+    defaultPos_ = -1;
+    for (const StoredView& view : ListStoredViews(store_.Get())) {
+        auto* item = new QListWidgetItem(QString::fromStdString(view.name), list);
+        item->setData(Qt::UserRole, view.info.iViewIndex - 1);
+        if (view.info.iChangeBits & ViewChangeDefaultView) {
+            defaultName_ = view.name;
+            defaultPos_ = list->count() - 1;
+            QFont font = item->font();
+            font.setBold(true);
+            item->setFont(font);
+            item->setToolTip(tr("Default view"));
+        }
+        if (item->text() == current) list->setCurrentItem(item, QItemSelectionModel::NoUpdate);
+        item->setSelected(selected.contains(item->text()));
+    }
+    listDirty_ = false;
+    _updateButtons();
+}
+
+void CViewEditDlg::_updateButtons() {
+    const int n = ui_->viewList->count();
+    const int selected = ui_->viewList->selectedItems().size();
+    const int k = _selectedRow();
+    const bool store = bool(store_), both = store_ && navigator_;
+    ui_->addButton->setEnabled(both);
+    ui_->replaceButton->setEnabled(both && selected == 1);
+    ui_->renameButton->setEnabled(store && selected == 1);
+    ui_->deleteButton->setEnabled(store && selected >= 1);
+    ui_->defaultButton->setEnabled(store && selected == 1);
+    ui_->upButton->setEnabled(store && selected == 1 && k >= 1);
+    ui_->downButton->setEnabled(store && selected == 1 && k >= 0 && k < n - 1);
+    ui_->saveButton->setEnabled(store);
+    ui_->loadButton->setEnabled(store);
+}
+
+void CViewEditDlg::_setApplyCaption(int state) {
+    applyCaptionState_ = state;
+    ui_->applyButton->setText(ModuleText(state == 1 ? IDS_APPLY_SELECTED_VIEW : IDS_APPLY_VIEW));
+}
+
+void CViewEditDlg::_listClicked(bool doubleClick) {
+    if (applyCaptionState_ != 1) _setApplyCaption(1);
+    QListWidgetItem* item = ui_->viewList->currentItem();
+    if (doubleClick && item && item->isSelected() && store_) {
+        const std::string name = item->text().toStdString();
+        FullViewInfo info;
+        if (SUCCEEDED(store_->ShowView(name.c_str())) && store_->GetViewInfo(name.c_str(), &info) == S_OK)
+            _loadFields(info);
+    }
+    _updateButtons();
+}
+
+void CViewEditDlg::OnViewEvent(const char* event, const char*, const char*) {
+    if (!noMessageBox_ || busy_ || !event) return;
+    const std::string e = event;
+    if (e == "BatchBegin") {
+        inBatch_ = true;
+    } else if (e == "BatchEnd") {
+        inBatch_ = false;
+        if (listDirty_) _rebuildList();
+    } else if (e == "Created" || e == "Destroyed" || e == "Edited" || e == "Renamed") {
+        if (inBatch_) listDirty_ = true;
+        else _rebuildList();
+    }
+}
+
+// ---------------------------------------------------------------------------
+// The buttons
+
+int CViewEditDlg::_message(unsigned id, UINT type, const QString& argument) {
+    QString text = ModuleText(id);
+    if (!argument.isNull()) text.replace(QStringLiteral("%s"), argument);
+    noMessageBox_ = 0;
+    const int result = ShowMessage(hostUi_.Get(), this, text, type);
+    noMessageBox_ = 1;
+    return result;
+}
+
+void CViewEditDlg::_add() {
+    if (!store_ || !navigator_) return;
+    std::string name;
+    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), std::string(), name, [this](bool open) { noMessageBox_ = !open; }))
+        return;
+    QListWidget* list = ui_->viewList;
+    const int index = list->count() ? list->item(list->count() - 1)->data(Qt::UserRole).toInt() + 1 : -1;
+    FullViewInfo record;
+    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK || !_readFields(record, false)) return;
+    record.iViewIndex = index;
+    if (FAILED(store_->CreateViewInfo(name.c_str(), record))) return;
+    _loadFields(record);
+    if (list->count()) list->scrollToItem(list->item(list->count() - 1));
+    _updateButtons();
+}
+
+void CViewEditDlg::_replace() {
+    QListWidget* list = ui_->viewList;
+    const int row = _selectedRow();
+    if (!store_ || !navigator_ || row < 0 || list->item(row)->data(Qt::UserRole).toInt() < 0) return;
+    const std::string name = list->item(row)->text().toStdString();
+    FullViewInfo record;
+    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK || !_readFields(record, false)) return;
+    record.iViewIndex = row + 1;
+    // The record from the camera never carries the mark; replacing the
+    // default view must not take it away.
+    if (name == defaultName_) record.iChangeBits |= ViewChangeDefaultView;
+    else record.iChangeBits &= ~ViewChangeDefaultView;
+    if (FAILED(store_->EditViewInfo(name.c_str(), record))) return;
+    _loadFields(record);
+    for (int r = 0; r < list->count(); ++r)
+        if (list->item(r)->text().toStdString() == name) list->scrollToItem(list->item(r));
+    _updateButtons();
+}
+
+void CViewEditDlg::_rename() {
+    const int row = _selectedRow();
+    if (!store_ || row < 0) return;
+    const std::string old = ui_->viewList->item(row)->text().toStdString();
+    std::string name;
+    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), old, name, [this](bool open) { noMessageBox_ = !open; }))
+        return;
+    store_->RenameView(old.c_str(), name.c_str());
+}
+
+void CViewEditDlg::_delete() {
+    QListWidget* list = ui_->viewList;
+    if (!store_ || list->selectedItems().isEmpty()) return;
+    if (_message(IDS_CONFIRM_DELETE, MB_YESNO | MB_ICONQUESTION) != kIdYes) return;
+    std::vector<int> rows;
+    for (QListWidgetItem* item : list->selectedItems()) rows.push_back(list->row(item));
+    std::sort(rows.begin(), rows.end());
+    std::vector<std::string> names;
+    for (int r : rows) names.push_back(list->item(r)->text().toStdString());
+    store_->BeginBatchViewEdit();
+    for (const std::string& name : names) store_->DestroyView(name.c_str());
+    // Close the gaps: every remaining view takes the position it has in the list.
+    int position = 0;
+    for (StoredView& view : ListStoredViews(store_.Get())) {
+        ++position;
+        if (view.info.iViewIndex == position) continue;
+        view.info.iViewIndex = position;
+        store_->EditViewInfo(view.name.c_str(), view.info);
+    }
+    store_->EndBatchViewEdit();
+    if (list->count()) {
+        const int row = std::min(rows.front(), list->count() - 1);
+        list->scrollToItem(list->item(row));
+    }
+    _updateButtons();
+}
+
+bool CViewEditDlg::_swap(int row, int direction) {
+    QListWidget* list = ui_->viewList;
+    const int other = direction == 1 ? row + 1 : row - 1;
+    const std::string a = list->item(row)->text().toStdString(), b = list->item(other)->text().toStdString();
+    FullViewInfo recordA, recordB;
+    if (store_->GetViewInfo(a.c_str(), &recordA) != S_OK || store_->GetViewInfo(b.c_str(), &recordB) != S_OK) return false;
+    std::swap(recordA.iViewIndex, recordB.iViewIndex);
+    // The names change places by renames (the positions stay), then each name
+    // gets its own record back at its new position.
+    const bool ok = SUCCEEDED(store_->RenameView(a.c_str(), kPlaceholderViewName)) &&
+                    SUCCEEDED(store_->RenameView(b.c_str(), a.c_str())) &&
+                    SUCCEEDED(store_->RenameView(kPlaceholderViewName, b.c_str())) &&
+                    SUCCEEDED(store_->EditViewInfo(a.c_str(), recordA)) &&
+                    SUCCEEDED(store_->EditViewInfo(b.c_str(), recordB));
+    return ok;
+}
+
+void CViewEditDlg::_move(int direction) {
+    QListWidget* list = ui_->viewList;
+    const int n = list->count(), k = _selectedRow();
+    if (!store_ || k < 0) return;
+    const bool possible = direction == 1 ? k < n - 1 : k >= 1;
+    if (!possible) {
+        list->scrollToItem(list->item(k));
+        return;
+    }
+    const std::string name = list->item(k)->text().toStdString();
+    store_->BeginBatchViewEdit();
+    _swap(k, direction);
+    store_->EndBatchViewEdit();
+    const int target = direction == 1 ? k + 1 : k - 1;
+    for (int r = 0; r < list->count(); ++r) {
+        if (list->item(r)->text().toStdString() != name) continue;
+        list->clearSelection();
+        list->setCurrentRow(r);
+        list->item(r)->setSelected(true);
+        list->scrollToItem(list->item(r));
+        list->setFocus();
+    }
+    (void)target;
+    _updateButtons();
+}
+
+void CViewEditDlg::_setDefault() {
+    QListWidget* list = ui_->viewList;
+    const int k = _selectedRow();
+    if (!store_ || k < 0) return;
+    busy_ = true;
+    FullViewInfo present;
+    store_->GetDefaultView(&present);
+    const std::string name = list->item(k)->text().toStdString();
+    if (SUCCEEDED(store_->SetDefaultView(name.c_str()))) {
+        defaultName_.clear();
+        defaultPos_ = -1;
+    }
+    busy_ = false;
+    _rebuildList(); // refills the cached default name from the records
+    if (k < list->count()) list->scrollToItem(list->item(k));
+}
+
+bool CViewEditDlg::_chooseFile(bool save, std::string& path) {
+    const QString views = ModuleText(IDS_VIEW_FILES), regs = ModuleText(IDS_REG_FILES);
+    const QByteArray filter = (views + " (*.qjv)|*.qjv|" + regs + " (*.reg)|*.reg||").toUtf8();
+    zul::com::ComPtr<IHostFileDialog> files;
+    if (hostUi_ &&
+        SUCCEEDED(hostUi_->QueryInterface(zul::com::iidOf<IHostFileDialog>(), reinterpret_cast<void**>(files.GetAddressOf())))) {
+        std::vector<char> buffer(4096, '\0');
+        noMessageBox_ = 0;
+        const HRESULT hr = files->ChooseFile(save, filter.constData(), ".qjv|.reg", buffer.data(), ULONG(buffer.size()));
+        noMessageBox_ = 1;
+        if (hr != S_OK) return false;
+        path = buffer.data();
+        return !path.empty();
+    }
+    const QString qtFilter = views + " (*.qjv);;" + regs + " (*.reg)";
+    QString selectedFilter;
+    noMessageBox_ = 0;
+    QString chosen = save ? QFileDialog::getSaveFileName(this, QString(), QString(), qtFilter, &selectedFilter)
+                          : QFileDialog::getOpenFileName(this, QString(), QString(), qtFilter, &selectedFilter);
+    noMessageBox_ = 1;
+    if (chosen.isEmpty()) return false;
+    if (save && QFileInfo(chosen).suffix().isEmpty())
+        chosen += selectedFilter.contains(QStringLiteral("*.reg")) ? QStringLiteral(".reg") : QStringLiteral(".qjv");
+    path = chosen.toStdString();
+    return true;
+}
+
+void CViewEditDlg::_save() {
+    std::string path;
+    if (!store_ || !_chooseFile(true, path)) return;
+    const QString suffix = QLatin1Char('.') + QFileInfo(QString::fromStdString(path)).suffix().toUpper();
+    if (suffix != ".QJV" && suffix != ".REG") {
+        _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, QString::fromStdString(path));
+        return;
+    }
+    store_->SaveViews(path.data(), suffix == ".QJV" ? TextFile : RegistryFile);
+}
+
+void CViewEditDlg::_load() {
+    std::string path;
+    if (!store_ || !_chooseFile(false, path)) return;
+    const QString shown = QString::fromStdString(path);
+    const QString suffix = QLatin1Char('.') + QFileInfo(shown).suffix().toUpper();
+    if (suffix != ".QJV" && suffix != ".REG") {
+        _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
+        return;
+    }
+    const FileTypeEnum type = suffix == ".QJV" ? TextFile : RegistryFile;
+    if (type == RegistryFile && !CViewManager::_regFileMatchesPlatform(path.c_str()) && QFileInfo(shown).isReadable()) {
+        _message(IDS_FILE_FROM_WINDOWS, MB_ICONEXCLAMATION | MB_OK, shown);
+        return;
+    }
+    if (FAILED(store_->LoadViews(path.data(), type))) _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
+}
+
+void CViewEditDlg::_apply() {
+    if (applyCaptionState_ == 1) {
+        QListWidgetItem* item = ui_->viewList->currentItem();
+        if (item && store_) {
+            const std::string name = item->text().toStdString();
+            FullViewInfo info;
+            if (SUCCEEDED(store_->ShowView(name.c_str())) && store_->GetViewInfo(name.c_str(), &info) == S_OK)
+                _loadFields(info);
+        }
+    } else if (navigator_) {
+        if (s_fieldEdited) {
+            if (!_takeOverPending()) return;
+        } else {
+            FullViewInfo record = fields_;
+            navigator_->SetViewInfo(&record);
+        }
+    }
+    if (navigator_) navigator_->RefreshView();
+}
+
+// ---------------------------------------------------------------------------
+// The fields
+
+void CViewEditDlg::_loadFields(const FullViewInfo& info) {
+    fields_ = info;
+    const double view[3] = {info.pViewVector[0], info.pViewVector[1], info.pViewVector[2]};
+    const double up[3] = {info.pUpVector[0], info.pUpVector[1], info.pUpVector[2]};
+    double angles[3] = {0, 0, 0};
+    VectorsToAngles(view, up, angles);
+    for (int i = 0; i < 3; ++i) {
+        _edit(kAngleIds[i])->setText(FormatG(angles[i]));
+        _edit(kVectorIds[AtVector][i])->setText(FormatG(info.pAtVector[i]));
+        _edit(kVectorIds[UpVector][i])->setText(FormatG(info.pUpVector[i]));
+        _edit(kVectorIds[FromVector][i])->setText(FormatG(info.pFromVector[i]));
+    }
+    ui_->fieldOfView->setText(FormatG(info.viewAngle));
+    const int bits = info.iChangeBits;
+    ui_->lookAtRadio->setChecked((bits & ViewChangeAtPoint) && !(bits & ViewChangeViewVector));
+    ui_->anglesRadio->setChecked(!ui_->lookAtRadio->isChecked());
+    ui_->lookFromRadio->setChecked((bits & ViewChangeFromPoint) != 0);
+    ui_->autoSetRadio->setChecked(!ui_->lookFromRadio->isChecked());
+    ui_->fieldOfViewCheck->setChecked((bits & ViewChangeViewAngle) != 0);
+    ui_->perspectiveRadio->setChecked(info.cameraType == Perspective);
+    ui_->orthographicRadio->setChecked(info.cameraType != Perspective);
+    editState_ = 0;
+    _updateEnabling();
+}
+
+void CViewEditDlg::_updateEnabling() {
+    const bool angles = ui_->anglesRadio->isChecked();
+    for (int id : kAngleIds) _edit(id)->setEnabled(angles);
+    for (int v : {AtVector, UpVector})
+        for (int id : kVectorIds[v]) _edit(id)->setEnabled(!angles);
+    ui_->atPickKind->setEnabled(!angles);
+    ui_->atPick->setEnabled(!angles && picking_);
+    ui_->upPickKind->setEnabled(!angles);
+    const bool from = ui_->lookFromRadio->isChecked();
+    for (int id : kVectorIds[FromVector]) _edit(id)->setEnabled(from);
+    ui_->fromPickKind->setEnabled(from);
+    ui_->fromPick->setEnabled(from && picking_);
+    const bool perspective = ui_->perspectiveRadio->isChecked();
+    ui_->fieldOfViewCheck->setEnabled(perspective);
+    ui_->fieldOfView->setEnabled(perspective && ui_->fieldOfViewCheck->isChecked());
+}
+
+bool CViewEditDlg::_readFields(FullViewInfo& record, bool pose) {
+    auto read = [this](int id, double& value) {
+        bool whole = false;
+        value = ParseNumber(_edit(id)->text(), &whole);
+        if (whole && std::isfinite(value)) return true;
+        _message(IDS_NON_NUMERIC, MB_ICONEXCLAMATION | MB_OK);
+        _edit(id)->setFocus();
+        return false;
+    };
+    auto readVector = [&](Vector v, double out[3]) {
+        for (int i = 0; i < 3; ++i)
+            if (!read(kVectorIds[v][i], out[i])) return false;
+        return true;
+    };
+    const bool angles = ui_->anglesRadio->isChecked(), from = ui_->lookFromRadio->isChecked();
+    const bool perspective = ui_->perspectiveRadio->isChecked();
+    const bool fov = perspective && ui_->fieldOfViewCheck->isChecked();
+    double a[3], at[3], up[3], eye[3], view[3], angle = record.viewAngle;
+    if (!pose) {
+        if (fov && !read(280, angle)) return false;
+        int bits = record.iChangeBits & ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried |
+                                          ViewChangeFromPoint | ViewChangeViewAngle | ViewChangeDefaultView);
+        record.iChangeBits = bits | ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
+                             (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
+        if (fov) record.viewAngle = float(angle);
+        record.cameraType = perspective ? Perspective : Orthographic;
+        return true;
+    }
+    if (angles) {
+        for (int i = 0; i < 3; ++i) {
+            if (!read(kAngleIds[i], a[i])) return false;
+            if (a[i] > 360.0 || a[i] < -360.0) {
+                _message(IDS_ANGLE_RANGE, MB_ICONEXCLAMATION | MB_OK);
+                return false;
+            }
+        }
+    } else if (!readVector(AtVector, at) || !readVector(UpVector, up)) {
+        return false;
+    }
+    if (from && !readVector(FromVector, eye)) return false;
+    if (fov && !read(280, angle)) return false;
+
+    if (angles) {
+        AnglesToVectors(a, view, up);
+    } else {
+        if (s_length(up) == 0.0) {
+            _message(IDS_ZERO_VECTOR, MB_ICONEXCLAMATION | MB_OK);
+            return false;
+        }
+        for (int i = 0; i < 3; ++i) view[i] = from ? at[i] - eye[i] : fields_.pViewVector[i];
+        if (from && s_length(view) == 0.0) {
+            _message(IDS_IDENTICAL_POINTS, MB_ICONEXCLAMATION | MB_OK);
+            return false;
+        }
+        if (s_length(view) == 0.0) {
+            _message(IDS_ZERO_VECTOR, MB_ICONEXCLAMATION | MB_OK);
+            return false;
+        }
+        if (s_parallel(view, up)) {
+            _message(IDS_PARALLEL_VECTORS, MB_ICONEXCLAMATION | MB_OK);
+            return false;
+        }
+    }
+    int bits = record.iChangeBits & ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried | ViewChangeFromPoint |
+                                      ViewChangeViewAngle | ViewChangeDefaultView);
+    bits |= ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
+            (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
+    for (int i = 0; i < 3; ++i) {
+        record.pViewVector[i] = float(view[i]);
+        record.pUpVector[i] = float(up[i]);
+        if (!angles) record.pAtVector[i] = float(at[i]);
+        if (from) record.pFromVector[i] = float(eye[i]);
+    }
+    if (!angles || from) record.bHasFromAndAt = 1;
+    if (fov) record.viewAngle = float(angle);
+    record.cameraType = perspective ? Perspective : Orthographic;
+    record.iChangeBits = bits;
+    return true;
+}
+
+bool CViewEditDlg::_takeOverPending() {
+    if (!s_fieldEdited) return true;
+    s_fieldEdited = false;
+    return _takeOverFields();
+}
+
+bool CViewEditDlg::_takeOverFields() {
+    FullViewInfo record = fields_;
+    if (!_readFields(record, true)) return false;
+    fields_ = record;
+    if (navigator_) navigator_->SetViewInfo(&record);
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// Picking
+
+void CViewEditDlg::_pick(Vector which) {
+    QPushButton* buttons[3] = {ui_->atPick, nullptr, ui_->fromPick};
+    if (!picking_) return;
+    const int running = picking_vector_;
+    if (running >= 0) {
+        picking_->HandlePickForDialog(0);
+        buttons[running]->setText(ModuleText(IDS_PICK));
+        picking_vector_ = -1;
+        if (running == which) return;
+    }
+    if (FAILED(picking_->HandlePickForDialog(1))) return;
+    picking_vector_ = which;
+    buttons[which]->setText(ModuleText(IDS_STOP_PICK));
+}
+
+bool CViewEditDlg::IsPointPick() const { return picking_vector_ < 0 || pickKind_[picking_vector_] == 0; }
+
+void CViewEditDlg::SetPickedVector(const float v[3]) {
+    const int which = picking_vector_;
+    if (which < 0) return;
+    for (int i = 0; i < 3; ++i) _edit(kVectorIds[which][i])->setText(FormatG(v[i]));
+    editState_ = 2;
+    _pick(Vector(which)); // one pick per press of the button
+    _takeOverFields();
+}
+
+} // namespace krav::dialogs
