@@ -140,11 +140,15 @@ int CViewEditDlg::_selectedRow() const {
     return selected.isEmpty() ? -1 : list->row(selected.front());
 }
 
-void CViewEditDlg::_rebuildList() {
+void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) {
     QListWidget* list = ui_->viewList;
+    // The selection is kept by name, and follows a renamed view.
+    auto follow = [&](const QString& name) {
+        return renamedFrom && renamedTo && name == QString::fromUtf8(renamedFrom) ? QString::fromUtf8(renamedTo) : name;
+    };
     QSet<QString> selected;
-    for (QListWidgetItem* item : list->selectedItems()) selected.insert(item->text());
-    const QString current = list->currentItem() ? list->currentItem()->text() : QString();
+    for (QListWidgetItem* item : list->selectedItems()) selected.insert(follow(item->text()));
+    const QString current = list->currentItem() ? follow(list->currentItem()->text()) : QString();
     const QSignalBlocker blocker(list);
     list->clear();
     defaultName_.clear();
@@ -200,7 +204,7 @@ void CViewEditDlg::_listClicked(bool doubleClick) {
     _updateButtons();
 }
 
-void CViewEditDlg::OnViewEvent(const char* event, const char*, const char*) {
+void CViewEditDlg::OnViewEvent(const char* event, const char* name, const char* newName) {
     if (!noMessageBox_ || busy_ || !event) return;
     const std::string e = event;
     if (e == "BatchBegin") {
@@ -210,6 +214,7 @@ void CViewEditDlg::OnViewEvent(const char* event, const char*, const char*) {
         if (listDirty_) _rebuildList();
     } else if (e == "Created" || e == "Destroyed" || e == "Edited" || e == "Renamed") {
         if (inBatch_) listDirty_ = true;
+        else if (e == "Renamed") _rebuildList(name, newName);
         else _rebuildList();
     }
 }

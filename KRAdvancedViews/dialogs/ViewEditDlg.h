@@ -88,7 +88,7 @@ private:
     void _listClicked(bool doubleClick);
     void _pick(Vector which);
 
-    void _rebuildList();
+    void _rebuildList(const char* renamedFrom = nullptr, const char* renamedTo = nullptr);
     void _updateButtons();
     void _setApplyCaption(int state);
     void _loadFields(const FullViewInfo& info);

@@ -10,7 +10,9 @@
 #include "AdvancedViewsModuleMgr.h"
 #include "TestHost.h"
 #include "ViewManager.h"
+#include "RecordingStore.h"
 #include "ViewNavigator.h"
+#include <functional>
 #include "host/IHostModuleSite.h"
 
 namespace krav::test {
@@ -26,7 +28,8 @@ class CTestModuleHost : public zul::com::ObjectRoot,
                         public IHostWindowService,
                         public IHostCommandService,
                         public IHostSceneGraph,
-                        public IHostPickService {
+                        public IHostPickService,
+                        public IHostFileDialog {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CTestModuleHost)
     ZUL_INTERFACE_ENTRY(IHostModuleSite)
@@ -37,6 +40,7 @@ public:
     ZUL_INTERFACE_ENTRY(IHostCommandService)
     ZUL_INTERFACE_ENTRY(IHostSceneGraph)
     ZUL_INTERFACE_ENTRY(IHostPickService)
+    ZUL_INTERFACE_ENTRY(IHostFileDialog)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
 
@@ -46,6 +50,12 @@ public:
     std::vector<UINT> popupDisabled;
     std::vector<std::pair<UINT, std::pair<std::string, BOOL>>> menuItems; // the view items
     std::vector<std::string> messages;
+    int messageAnswer = 1;                           // the button the user chooses (IDOK, IDYES 6, IDNO 7)
+    std::function<void(const std::string&)> onMessage; // runs while a message is shown
+    std::function<void(DWORD)> onCommand;              // runs for ExecuteCommand
+    std::string chosenFile;                            // the file dialog's answer; "" cancels
+    bool recordStore = false;                          // the store is a CRecordingStore
+    zul::com::ComPtr<CRecordingStore> recordingStore;
     DWORD pickMode = 7;
     float pickedPoint[3] = {1, 2, 3};
     DWORD pickedPart = 5;
@@ -88,8 +98,16 @@ public:
         HRESULT hr = note(store ? "CreateModuleObject(store)" : "CreateModuleObject(navigator)");
         if (FAILED(hr)) return hr;
         zul::com::ComPtr<IUnknown> obj;
-        hr = store ? zul::com::createInstance<CViewManager>(nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()))
+        if (store && recordStore) {
+            IViewManager2* recording = nullptr;
+            hr = zul::com::createInstance<CRecordingStore>(nullptr, zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(&recording));
+            if (FAILED(hr)) return hr;
+            recordingStore.Attach(static_cast<CRecordingStore*>(recording));
+            obj = zul::com::ComPtr<IUnknown>(static_cast<IViewManager2*>(recording));
+        } else {
+            hr = store ? zul::com::createInstance<CViewManager>(nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()))
                    : zul::com::createInstance<CViewNavigator>(nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()));
+        }
         if (FAILED(hr)) return hr;
         *cookie = nextCookie_++;
         objects[*cookie] = obj;
@@ -142,15 +160,29 @@ public:
         return note("TrackPopupMenu(" + std::to_string(menu) + ")");
     }
     // IHostUIService
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int*) override {
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* result) override {
         messages.emplace_back(text);
+        if (onMessage) onMessage(text);
+        if (result) *result = messageAnswer;
+        return S_OK;
+    }
+    // IHostFileDialog
+    HRESULT STDMETHODCALLTYPE ChooseFile(BOOL save, const char*, const char*, char* path, ULONG size) override {
+        record(save ? "ChooseFile(save)" : "ChooseFile(open)");
+        if (chosenFile.empty()) return S_FALSE;
+        if (chosenFile.size() >= size) return E_INVALIDARG;
+        std::copy(chosenFile.c_str(), chosenFile.c_str() + chosenFile.size() + 1, path);
         return S_OK;
     }
     // IHostWindowService
     HRESULT STDMETHODCALLTYPE AdoptWindow(UINT_PTR) override { return note("AdoptWindow"); }
     HRESULT STDMETHODCALLTYPE ReleaseWindow(UINT_PTR) override { return note("ReleaseWindow"); }
     // IHostCommandService
-    HRESULT STDMETHODCALLTYPE ExecuteCommand(DWORD c) override { return note("ExecuteCommand(" + std::to_string(c) + ")"); }
+    HRESULT STDMETHODCALLTYPE ExecuteCommand(DWORD c) override {
+        const HRESULT hr = note("ExecuteCommand(" + std::to_string(c) + ")");
+        if (SUCCEEDED(hr) && onCommand) onCommand(c);
+        return hr;
+    }
     // IHostSceneGraph
     HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD part, float lo[3], float hi[3]) override {
         const HRESULT hr = note("GetPartBoundingBox(" + std::to_string(part) + ")");
