@@ -27,6 +27,7 @@
 #include "host/IHostTestSource.h"
 #include "zul/com/ComPtr.h"
 #include "zul/runtime/HeadlessHost.h"
+#include "zul/scene/Scene.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/Library.h"
@@ -237,6 +238,44 @@ int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& s
     return results.failed ? kFailure : kDone;
 }
 
+// Shows each view on the viewer as the module applies it, frames the model
+// and renders it; one picture, or a labelled contact sheet.
+int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
+                const std::vector<std::string>& names, int width, int height, const std::string& output) {
+    std::string why;
+    if (!zul::scene::haveDisplay(why)) {
+        std::cerr << "krviews: cannot render: " << why << "\n";
+        return kFailure;
+    }
+    zul::scene::Scene scene;
+    if (model.empty()) scene.addSampleModel();
+    else if (!scene.addFile(model, why)) {
+        std::cerr << "krviews: " << why << "\n";
+        return kFailure;
+    }
+    std::vector<zul::scene::Shot> shots;
+    for (const std::string& name : names) {
+        FullViewInfo info;
+        const HRESULT found = store->GetViewInfo(name.c_str(), &info);
+        if (found == S_FALSE) return nothing("there is no view '" + name + "'");
+        if (found != S_OK) return failure("cannot read '" + name + "'", found);
+        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        zul::scene::setCamera(*host->viewer.Get(), camera);
+        const HRESULT hr = store->ShowView(name.c_str());
+        if (FAILED(hr)) return failure("cannot show '" + name + "'", hr);
+        camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        shots.push_back({name, camera});
+    }
+    if (!zul::scene::renderSheet(scene, shots, width, height, shots.size() > 1, output, why)) {
+        std::cerr << "krviews: " << why << "\n";
+        return kFailure;
+    }
+    std::printf("%s\n", output.c_str());
+    return kDone;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -275,6 +314,19 @@ int main(int argc, char** argv) {
     auto* load = app.add_subcommand("load", "Load the views of FILE into the store (same names are replaced)");
     load->add_option("FILE", file, "File to read")->required();
     load->add_option("--type", fileType, "qjv or reg (default: from the extension)");
+    std::string model, output, size = "640x480";
+    std::vector<std::string> viewNames;
+    bool sample = false;
+    auto* render = app.add_subcommand("render", "Render MODEL (or --sample) as stored views show it: one view, one "
+                                                "picture; several, a contact sheet with each name under its picture");
+    auto* sheet = app.add_subcommand("sheet", "Render a contact sheet of every stored view of MODEL (or --sample)");
+    for (CLI::App* r : {render, sheet}) {
+        r->add_option("MODEL", model, "An STL, OBJ, PLY or VTP file");
+        r->add_flag("--sample", sample, "The built-in sample assembly instead of a model file");
+        r->add_option("-o,--output", output, "PNG file to write")->required();
+        r->add_option("--size", size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
+    }
+    render->add_option("--view", viewNames, "A stored view to show (repeatable)")->required();
     for (CLI::App* sub : app.get_subcommands({})) sub->positionals_at_end(false);
 
     try {
@@ -473,6 +525,25 @@ int main(int argc, char** argv) {
                 if (hr != S_OK) return failure("cannot read the default view", hr);
                 std::printf("%s\n", buf.data());
             }
+        } else if (sub == "render" || sub == "sheet") {
+            if (sample == !model.empty()) {
+                std::cerr << "krviews: " << sub << " takes a MODEL file or --sample (one of them)\n";
+                return kUsage;
+            }
+            int width = 0, height = 0;
+            char x = 0;
+            if (std::sscanf(size.c_str(), "%d%c%d", &width, &x, &height) != 3 || (x != 'x' && x != 'X')) {
+                std::cerr << "krviews: --size is WIDTHxHEIGHT, e.g. 640x480\n";
+                return kUsage;
+            }
+            if (sub == "sheet") {
+                std::vector<Listed> views;
+                if (FAILED(hr = listViews(store.Get(), views))) return failure("cannot list the views", hr);
+                viewNames.clear();
+                for (const Listed& v : views) viewNames.push_back(v.name);
+                if (viewNames.empty()) return nothing("the store holds no views; nothing was rendered");
+            }
+            return renderViews(host.Get(), store.Get(), model, viewNames, width, height, output);
         } else if (sub == "names") {
             ULONG len = 0;
             hr = mgr->GetViewNamesExt(&len, nullptr);

@@ -1,0 +1,98 @@
+// The 3D scene every ZUL host shows: parts read from model files or the
+// built-in sample assembly, drawn by VTK with the host camera model of
+// host/IHostView.h (see zul::runtime::CMemoryViewer).
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include <vtkRenderer.h>
+#include <vtkSmartPointer.h>
+
+#include "zul/runtime/MemoryViewer.h"
+
+class vtkActor;
+class vtkRenderWindow;
+
+namespace zul::scene {
+
+class ZUL_PLATFORM_API Scene {
+public:
+    Scene();
+    ~Scene();
+
+    // The sample: a small mechanical assembly (base plate, upright bracket,
+    // boss, shaft with a knob, arrow cone), asymmetric about every axis so
+    // that each standard view looks different. +X carries the cone.
+    void addSampleModel();
+    // Reads an STL, OBJ, PLY or VTP file as one more part. False with `error`
+    // set when the file cannot be read or holds no geometry; the scene is
+    // unchanged then.
+    bool addFile(const std::string& path, std::string& error);
+    void clear();
+
+    // Part ids start at 1 (0 is "no part").
+    size_t partCount() const { return parts_.size(); }
+    const std::string& partName(unsigned id) const;
+    bool partBounds(unsigned id, double bounds[6]) const;
+    // The box around every part; false for an empty scene.
+    bool bounds(double bounds[6]) const;
+
+    // The renderer holding the parts (and a second one, on top, holding the
+    // axes triad in the lower left corner).
+    vtkRenderer* renderer() const { return renderer_; }
+    // Puts both renderers into `window`.
+    void attach(vtkRenderWindow* window);
+    vtkRenderer* axesRenderer() const { return axesRenderer_; }
+
+    // The part and the world point under the display pixel (x, y from the
+    // bottom left); false when nothing is there.
+    bool pick(int x, int y, double point[3], unsigned& part) const;
+
+private:
+    struct Part {
+        std::string name;
+        vtkSmartPointer<vtkActor> actor;
+    };
+    void _add(const std::string& name, vtkSmartPointer<vtkActor> actor);
+
+    vtkSmartPointer<vtkRenderer> renderer_, axesRenderer_;
+    std::vector<Part> parts_;
+};
+
+// The host camera model's state, as a value.
+struct Camera {
+    float eye[3], target[3], up[3];
+    bool perspective;
+    float focal, viewHeight;
+};
+ZUL_PLATFORM_API Camera cameraOf(const runtime::CMemoryViewer& model);
+ZUL_PLATFORM_API void setCamera(runtime::CMemoryViewer& model, const Camera& camera);
+
+// The host camera model onto a VTK renderer's camera: eye, target, up,
+// projection, view height (parallel scale or view angle at the focal
+// distance). The clipping range follows the scene.
+ZUL_PLATFORM_API void applyCamera(const Camera& camera, vtkRenderer* renderer, vtkRenderer* axes = nullptr);
+// A VTK camera the user moved, back into the model (the focal distance is
+// the host's own and stays).
+ZUL_PLATFORM_API void readCamera(vtkRenderer* renderer, Camera& camera);
+// Frames the whole scene: the target at its centre, the eye along the
+// present view direction, the view height fitting the scene's sphere.
+ZUL_PLATFORM_API void fitAll(const Scene& scene, Camera& camera);
+
+// False with `why` when no X display can be opened (rendering needs one;
+// headless machines run under xvfb-run).
+ZUL_PLATFORM_API bool haveDisplay(std::string& why);
+
+// One picture per (name, camera): `columns` x rows tiles of `width` x
+// `height` pixels, each view's name under its picture when `labels`,
+// written as PNG. False with `error` set on failure.
+struct Shot {
+    std::string name;
+    Camera camera;
+};
+ZUL_PLATFORM_API bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int height, bool labels,
+                 const std::string& path, std::string& error);
+
+} // namespace zul::scene

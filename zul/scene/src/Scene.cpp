@@ -1,0 +1,405 @@
+#include "zul/scene/Scene.h"
+
+#include <X11/Xlib.h>
+
+#include <vtkActor.h>
+#include <vtkAxesActor.h>
+#include <vtkCamera.h>
+#include <vtkCaptionActor2D.h>
+#include <vtkCellPicker.h>
+#include <vtkConeSource.h>
+#include <vtkCubeSource.h>
+#include <vtkCylinderSource.h>
+#include <vtkImageData.h>
+#include <vtkLightKit.h>
+#include <vtkNew.h>
+#include <vtkOBJReader.h>
+#include <vtkPLYReader.h>
+#include <vtkPNGWriter.h>
+#include <vtkPolyData.h>
+#include <vtkPolyDataMapper.h>
+#include <vtkPolyDataNormals.h>
+#include <vtkProperty.h>
+#include <vtkRenderWindow.h>
+#include <vtkRenderer.h>
+#include <vtkSTLReader.h>
+#include <vtkSphereSource.h>
+#include <vtkTextActor.h>
+#include <vtkTextProperty.h>
+#include <vtkTransform.h>
+#include <vtkTransformPolyDataFilter.h>
+#include <vtkWindowToImageFilter.h>
+#include <vtkXMLPolyDataReader.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace zul::scene {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+vtkSmartPointer<vtkActor> s_actor(vtkAlgorithmOutput* geometry, const double rgb[3]) {
+    vtkNew<vtkPolyDataNormals> normals;
+    normals->SetInputConnection(geometry);
+    normals->SetFeatureAngle(40);
+    vtkNew<vtkPolyDataMapper> mapper;
+    mapper->SetInputConnection(normals->GetOutputPort());
+    auto actor = vtkSmartPointer<vtkActor>::New();
+    actor->SetMapper(mapper);
+    actor->GetProperty()->SetColor(rgb[0], rgb[1], rgb[2]);
+    actor->GetProperty()->SetSpecular(0.3);
+    actor->GetProperty()->SetSpecularPower(20);
+    return actor;
+}
+
+// A source moved (and turned about X by `tiltX` degrees) into place.
+template <class Source>
+vtkSmartPointer<vtkActor> s_placed(vtkNew<Source>& source, const double at[3], double tiltX, const double rgb[3]) {
+    vtkNew<vtkTransform> move;
+    move->Translate(at);
+    move->RotateX(tiltX);
+    vtkNew<vtkTransformPolyDataFilter> placed;
+    placed->SetTransform(move);
+    placed->SetInputConnection(source->GetOutputPort());
+    placed->Update();
+    return s_actor(placed->GetOutputPort(), rgb);
+}
+
+} // namespace
+
+Scene::Scene() {
+    renderer_ = vtkSmartPointer<vtkRenderer>::New();
+    renderer_->SetBackground(0.96, 0.97, 0.98);
+    renderer_->SetBackground2(0.62, 0.68, 0.76);
+    renderer_->GradientBackgroundOn();
+    // Key, fill and back lights: faces seen square-on still differ in shade.
+    vtkNew<vtkLightKit> lights;
+    lights->SetKeyLightIntensity(0.85);
+    lights->AddLightsToRenderer(renderer_);
+    renderer_->SetLayer(0);
+    axesRenderer_ = vtkSmartPointer<vtkRenderer>::New();
+    axesRenderer_->SetViewport(0.0, 0.0, 0.2, 0.2);
+    axesRenderer_->SetLayer(1);
+    axesRenderer_->InteractiveOff();
+    vtkNew<vtkAxesActor> axes;
+    axes->SetTotalLength(1, 1, 1);
+    axes->SetShaftTypeToCylinder();
+    axes->SetCylinderRadius(0.04);
+    for (vtkCaptionActor2D* caption : {axes->GetXAxisCaptionActor2D(), axes->GetYAxisCaptionActor2D(), axes->GetZAxisCaptionActor2D()}) {
+        caption->GetCaptionTextProperty()->SetFontSize(14);
+        caption->GetCaptionTextProperty()->ShadowOff();
+        caption->GetCaptionTextProperty()->ItalicOff();
+        caption->GetCaptionTextProperty()->SetColor(0.1, 0.1, 0.1);
+    }
+    axesRenderer_->AddActor(axes);
+}
+
+Scene::~Scene() = default;
+
+void Scene::attach(vtkRenderWindow* window) {
+    window->SetNumberOfLayers(2);
+    window->AddRenderer(renderer_);
+    window->AddRenderer(axesRenderer_);
+}
+
+void Scene::_add(const std::string& name, vtkSmartPointer<vtkActor> actor) {
+    renderer_->AddActor(actor);
+    parts_.push_back({name, actor});
+}
+
+void Scene::clear() {
+    for (const Part& p : parts_) renderer_->RemoveActor(p.actor);
+    parts_.clear();
+}
+
+void Scene::addSampleModel() {
+    const double steel[3] = {0.50, 0.53, 0.58}, blue[3] = {0.22, 0.45, 0.80}, orange[3] = {0.95, 0.55, 0.15},
+                 red[3] = {0.85, 0.20, 0.20}, green[3] = {0.25, 0.65, 0.35}, dark[3] = {0.30, 0.30, 0.34};
+    {
+        vtkNew<vtkCubeSource> plate; // 80 x 50 x 6, off centre towards +X
+        plate->SetXLength(80), plate->SetYLength(50), plate->SetZLength(6);
+        const double at[3] = {10, 0, 3};
+        _add("Base plate", s_placed(plate, at, 0, steel));
+    }
+    {
+        vtkNew<vtkCubeSource> upright; // a bracket standing at the -X end, towards +Y
+        upright->SetXLength(10), upright->SetYLength(30), upright->SetZLength(40);
+        const double at[3] = {-25, 10, 26};
+        _add("Upright bracket", s_placed(upright, at, 0, blue));
+    }
+    {
+        vtkNew<vtkCylinderSource> boss; // a round boss on the plate, -Y side
+        boss->SetRadius(8), boss->SetHeight(16), boss->SetResolution(48);
+        const double at[3] = {20, -12, 14};
+        _add("Boss", s_placed(boss, at, 90, orange)); // the cylinder's Y axis turned to Z
+    }
+    {
+        vtkNew<vtkCylinderSource> shaft; // through the bracket along +Y, high up
+        shaft->SetRadius(3), shaft->SetHeight(44), shaft->SetResolution(32);
+        const double at[3] = {-25, 22, 38};
+        _add("Shaft", s_placed(shaft, at, 0, dark));
+    }
+    {
+        vtkNew<vtkSphereSource> knob; // the knob at the shaft's +Y end
+        knob->SetRadius(6), knob->SetThetaResolution(32), knob->SetPhiResolution(24);
+        const double at[3] = {-25, 44, 38};
+        _add("Knob", s_placed(knob, at, 0, green));
+    }
+    {
+        vtkNew<vtkConeSource> arrow; // pointing +X from the plate's +X edge
+        arrow->SetRadius(7), arrow->SetHeight(22), arrow->SetResolution(40), arrow->SetDirection(1, 0, 0);
+        const double at[3] = {58, 10, 10};
+        _add("Arrow", s_placed(arrow, at, 0, red));
+    }
+}
+
+bool Scene::addFile(const std::string& path, std::string& error) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec)) {
+        error = "cannot read " + path + ": no such file";
+        return false;
+    }
+    vtkSmartPointer<vtkPolyData> data;
+    auto read = [&](auto reader) {
+        reader->SetFileName(path.c_str());
+        reader->Update();
+        data = reader->GetOutput();
+    };
+    if (ext == ".stl") read(vtkSmartPointer<vtkSTLReader>::New());
+    else if (ext == ".obj") read(vtkSmartPointer<vtkOBJReader>::New());
+    else if (ext == ".ply") read(vtkSmartPointer<vtkPLYReader>::New());
+    else if (ext == ".vtp") read(vtkSmartPointer<vtkXMLPolyDataReader>::New());
+    else {
+        error = "cannot read " + path + ": not an STL, OBJ, PLY or VTP file";
+        return false;
+    }
+    if (!data || data->GetNumberOfCells() == 0) {
+        error = "cannot read " + path + ": no geometry in it (damaged or empty?)";
+        return false;
+    }
+    vtkNew<vtkPolyDataNormals> normals;
+    normals->SetInputData(data);
+    normals->SetFeatureAngle(40);
+    vtkNew<vtkPolyDataMapper> mapper;
+    mapper->SetInputConnection(normals->GetOutputPort());
+    auto actor = vtkSmartPointer<vtkActor>::New();
+    actor->SetMapper(mapper);
+    static const double palette[4][3] = {{0.62, 0.65, 0.70}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
+    const double* c = palette[parts_.size() % 4];
+    actor->GetProperty()->SetColor(c[0], c[1], c[2]);
+    _add(std::filesystem::path(path).filename().string(), actor);
+    return true;
+}
+
+const std::string& Scene::partName(unsigned id) const {
+    static const std::string none;
+    return id >= 1 && id <= parts_.size() ? parts_[id - 1].name : none;
+}
+
+bool Scene::partBounds(unsigned id, double b[6]) const {
+    if (id < 1 || id > parts_.size()) return false;
+    parts_[id - 1].actor->GetBounds(b);
+    return true;
+}
+
+bool Scene::bounds(double b[6]) const {
+    if (parts_.empty()) return false;
+    b[0] = b[2] = b[4] = 1e300;
+    b[1] = b[3] = b[5] = -1e300;
+    for (const Part& p : parts_) {
+        double pb[6];
+        p.actor->GetBounds(pb);
+        for (int i = 0; i < 3; ++i) {
+            b[2 * i] = std::min(b[2 * i], pb[2 * i]);
+            b[2 * i + 1] = std::max(b[2 * i + 1], pb[2 * i + 1]);
+        }
+    }
+    return true;
+}
+
+bool Scene::pick(int x, int y, double point[3], unsigned& part) const {
+    vtkNew<vtkCellPicker> picker;
+    picker->SetTolerance(0.0005);
+    if (!picker->Pick(x, y, 0, renderer_)) return false;
+    picker->GetPickPosition(point);
+    part = 0;
+    for (size_t i = 0; i < parts_.size(); ++i)
+        if (parts_[i].actor.Get() == picker->GetActor()) part = unsigned(i + 1);
+    return part != 0;
+}
+
+Camera cameraOf(const runtime::CMemoryViewer& m) {
+    Camera c{};
+    std::memcpy(c.eye, m.eye, sizeof c.eye);
+    std::memcpy(c.target, m.target, sizeof c.target);
+    std::memcpy(c.up, m.up, sizeof c.up);
+    c.perspective = m.perspective;
+    c.focal = m.focal;
+    c.viewHeight = m.viewHeight;
+    return c;
+}
+
+void setCamera(runtime::CMemoryViewer& m, const Camera& c) {
+    std::memcpy(m.eye, c.eye, sizeof c.eye);
+    std::memcpy(m.target, c.target, sizeof c.target);
+    std::memcpy(m.up, c.up, sizeof c.up);
+    m.perspective = c.perspective;
+    m.focal = c.focal;
+    m.viewHeight = c.viewHeight;
+}
+
+void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
+    vtkCamera* camera = renderer->GetActiveCamera();
+    camera->SetPosition(c.eye[0], c.eye[1], c.eye[2]);
+    camera->SetFocalPoint(c.target[0], c.target[1], c.target[2]);
+    camera->SetViewUp(c.up[0], c.up[1], c.up[2]);
+    camera->OrthogonalizeViewUp();
+    camera->SetParallelProjection(!c.perspective);
+    const double height = std::max(1e-6f, c.viewHeight), focal = std::max(1e-6f, c.focal);
+    camera->SetParallelScale(height / 2);
+    camera->SetViewAngle(2.0 * std::atan(height / 2 / focal) * 180.0 / kPi);
+    renderer->ResetCameraClippingRange();
+    if (axes) {
+        // The triad turns with the view and stays the same size.
+        vtkCamera* triad = axes->GetActiveCamera();
+        double direction[3];
+        camera->GetDirectionOfProjection(direction);
+        triad->SetFocalPoint(0.35, 0.35, 0.35);
+        triad->SetPosition(0.35 - 4 * direction[0], 0.35 - 4 * direction[1], 0.35 - 4 * direction[2]);
+        triad->SetViewUp(camera->GetViewUp());
+        triad->SetParallelProjection(true);
+        triad->SetParallelScale(1.0);
+        axes->ResetCameraClippingRange();
+    }
+}
+
+void readCamera(vtkRenderer* renderer, Camera& c) {
+    vtkCamera* camera = renderer->GetActiveCamera();
+    double p[3], f[3], u[3];
+    camera->GetPosition(p);
+    camera->GetFocalPoint(f);
+    camera->GetViewUp(u);
+    for (int i = 0; i < 3; ++i) c.eye[i] = float(p[i]), c.target[i] = float(f[i]), c.up[i] = float(u[i]);
+    c.perspective = !camera->GetParallelProjection();
+    c.viewHeight = c.perspective ? float(2.0 * c.focal * std::tan(camera->GetViewAngle() * kPi / 360.0))
+                                 : float(2.0 * camera->GetParallelScale());
+}
+
+void fitAll(const Scene& scene, Camera& c) {
+    double b[6];
+    if (!scene.bounds(b)) return;
+    const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
+    const double radius = 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) + (b[5] - b[4]) * (b[5] - b[4]));
+    double d[3] = {c.eye[0] - c.target[0], c.eye[1] - c.target[1], c.eye[2] - c.target[2]};
+    double n = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+    if (n == 0) d[2] = n = 1;
+    const double distance = std::max(radius * 4.0, 1e-3);
+    for (int i = 0; i < 3; ++i) {
+        c.target[i] = float(centre[i]);
+        c.eye[i] = float(centre[i] + d[i] / n * distance);
+    }
+    c.focal = float(distance);
+    c.viewHeight = float(radius * 1.9);
+}
+
+bool haveDisplay(std::string& why) {
+    const char* name = std::getenv("DISPLAY");
+    if (!name || !*name) {
+        why = "no display (DISPLAY is not set); run under xvfb-run -a";
+        return false;
+    }
+    Display* display = XOpenDisplay(name);
+    if (!display) {
+        why = std::string("cannot open display ") + name + "; run under xvfb-run -a";
+        return false;
+    }
+    XCloseDisplay(display);
+    return true;
+}
+
+bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int height, bool labels,
+                 const std::string& path, std::string& error) {
+    if (shots.empty()) {
+        error = "no view to render";
+        return false;
+    }
+    if (width < 16 || height < 16 || width > 8192 || height > 8192) {
+        error = "a picture is 16 to 8192 pixels wide and high";
+        return false;
+    }
+    if (!haveDisplay(error)) return false;
+    const int n = int(shots.size());
+    const int columns = n == 1 ? 1 : int(std::ceil(std::sqrt(double(n)))), rows = (n + columns - 1) / columns;
+    const int label = labels ? std::max(24, height / 10) : 0, tileH = height + label;
+    vtkNew<vtkRenderWindow> window;
+    window->SetOffScreenRendering(1);
+    window->SetSize(width, tileH);
+    window->SetMultiSamples(4);
+    scene.attach(window);
+    // The picture takes the tile above the label band.
+    const double bottom = labels ? double(label) / tileH : 0.0;
+    scene.renderer()->SetViewport(0, bottom, 1, 1);
+    scene.axesRenderer()->SetViewport(0, bottom, 0.2 * height / tileH > 0.2 ? 0.2 : 0.2, bottom + 0.2 * height / tileH);
+    vtkNew<vtkTextActor> text;
+    if (labels) {
+        text->GetTextProperty()->SetFontSize(std::max(14, label * 6 / 10));
+        text->GetTextProperty()->SetColor(0.1, 0.1, 0.12);
+        text->GetTextProperty()->SetJustificationToCentered();
+        text->GetTextProperty()->SetVerticalJustificationToCentered();
+        text->SetPosition(width / 2.0, label / 2.0);
+        vtkNew<vtkRenderer> band; // the label band: white, under the picture
+        band->SetViewport(0, 0, 1, bottom);
+        band->SetBackground(1, 1, 1);
+        band->AddActor2D(text);
+        window->SetNumberOfLayers(2);
+        window->AddRenderer(band);
+    }
+    std::vector<unsigned char> sheet(size_t(columns * width) * size_t(rows * tileH) * 3, 255);
+    for (int k = 0; k < n; ++k) {
+        applyCamera(shots[k].camera, scene.renderer(), scene.axesRenderer());
+        text->SetInput(shots[k].name.c_str());
+        window->Render();
+        vtkNew<vtkWindowToImageFilter> grab;
+        grab->SetInput(window);
+        grab->SetInputBufferTypeToRGB();
+        grab->ReadFrontBufferOff();
+        grab->Update();
+        vtkImageData* image = grab->GetOutput();
+        int dims[3];
+        image->GetDimensions(dims);
+        const auto* pixels = static_cast<const unsigned char*>(image->GetScalarPointer());
+        const int col = k % columns, row = k / columns;
+        // VTK rows run bottom to top; the sheet's rows (tile row 0 at the top) too.
+        for (int y = 0; y < std::min(dims[1], tileH); ++y) {
+            const int sheetY = (rows - 1 - row) * tileH + y;
+            std::memcpy(&sheet[(size_t(sheetY) * columns * width + size_t(col) * width) * 3], pixels + size_t(y) * dims[0] * 3,
+                        size_t(std::min(dims[0], width)) * 3);
+        }
+    }
+    vtkNew<vtkImageData> out;
+    out->SetDimensions(columns * width, rows * tileH, 1);
+    out->AllocateScalars(VTK_UNSIGNED_CHAR, 3);
+    std::memcpy(out->GetScalarPointer(), sheet.data(), sheet.size());
+    vtkNew<vtkPNGWriter> writer;
+    writer->SetFileName(path.c_str());
+    writer->SetInputData(out);
+    writer->Write();
+    scene.renderer()->SetViewport(0, 0, 1, 1);
+    scene.axesRenderer()->SetViewport(0, 0, 0.2, 0.2);
+    window->RemoveRenderer(scene.renderer());
+    window->RemoveRenderer(scene.axesRenderer());
+    std::error_code ec;
+    if (writer->GetErrorCode() != 0 || std::filesystem::file_size(path, ec) == 0 || ec) {
+        error = "cannot write " + path;
+        return false;
+    }
+    return true;
+}
+
+} // namespace zul::scene
