@@ -31,6 +31,7 @@
 #include "zul/registry/registry.h"
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/Library.h"
+#include "zul/runtime/ViewModule.h"
 
 namespace {
 
@@ -346,33 +347,19 @@ int main(int argc, char** argv) {
     }
 
     zul::runtime::Activator& activator = zul::runtime::Activator::instance();
-    const char* overridePath = std::getenv("KRAV_MODULE");
-    const bool overridden = overridePath && *overridePath;
-    if (overridden && !activator.setOverride(overridePath)) {
-        std::cerr << "krviews: cannot use KRAV_MODULE: " << zul::runtime::Activator::lastError() << "\n";
+    bool overridden = false;
+    std::string why;
+    if (!zul::runtime::applyModuleOverride(activator, overridden, why)) {
+        std::cerr << "krviews: " << why << "\n";
         return kFailure;
     }
-    // The classes of a category, as a host finds them at start; with the
-    // developer's override the module's own class counts as registered.
-    auto classesOf = [&](const GUID& catid, const CLSID& ours, std::vector<CLSID>& out) -> bool {
-        const HRESULT hr = activator.classesInCategory(catid, out);
-        if (FAILED(hr) && !overridden) {
-            std::cerr << "krviews: " << zul::runtime::Activator::lastError() << "\n";
-            return false;
-        }
-        if (overridden && std::find(out.begin(), out.end(), ours) == out.end()) out.insert(out.begin(), ours);
-        if (out.empty()) {
-            std::cerr << "krviews: no module is registered for product '" << activator.product()
-                      << "' (register one with: CURRENT_USER_INSTALL=1 zulreg regsvr KRAdvancedViews.so,"
-                         " or name one in KRAV_MODULE)\n";
-            return false;
-        }
-        return true;
-    };
     const std::string sub = app.get_subcommands().front()->get_name();
     if (sub == "selftest") {
         std::vector<CLSID> sources;
-        if (!classesOf(CATID_KRUnitTestSources, CLSID_AdvancedViewsTests, sources)) return kFailure;
+        if (!zul::runtime::classesOf(activator, overridden, CATID_KRUnitTestSources, CLSID_AdvancedViewsTests, sources, why)) {
+            std::cerr << "krviews: " << why << "\n";
+            return kFailure;
+        }
         return runSelfTests(activator, sources);
     }
     int result = kDone;
@@ -381,8 +368,6 @@ int main(int argc, char** argv) {
         auto create = [&activator](REFCLSID clsid, IUnknown** pp) -> HRESULT {
             return activator.createInstance(clsid, nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
         };
-        std::vector<CLSID> modules;
-        if (!classesOf(CATID_ZulLateLoadableSecondaryObject, CLSID_AdvancedViewsModuleMgr, modules)) return kFailure;
         zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
         {
             IHostModuleSite* site = nullptr;
@@ -393,27 +378,14 @@ int main(int argc, char** argv) {
         if (!host) return failure("cannot make the host", E_OUTOFMEMORY);
         host->createObject = create;
         // The late-loadable module that is the view module; others are not ours to start.
-        zul::com::ComPtr<IUnknown> moduleObject;
-        CLSID moduleClass{};
-        HRESULT hr = REGDB_E_CLASSNOTREG;
-        for (const CLSID& clsid : modules) {
-            zul::com::ComPtr<IUnknown> candidate;
-            zul::com::ComPtr<IAdvancedViewsModuleMgr> probe;
-            hr = create(clsid, candidate.GetAddressOf());
-            if (SUCCEEDED(hr) && SUCCEEDED(candidate.As(probe))) {
-                moduleObject = candidate;
-                moduleClass = clsid;
-                break;
-            }
-        }
-        if (!moduleObject) {
-            std::cerr << "krviews: cannot create the module manager: " << zul::runtime::describeHresult(hr);
-            if (const std::string why = zul::runtime::Activator::lastError(); !why.empty()) std::cerr << " (" << why << ")";
-            std::cerr << "\n";
+        zul::runtime::ViewModule loaded;
+        if (FAILED(zul::runtime::createViewModule(activator, overridden, loaded, why))) {
+            std::cerr << "krviews: " << why << "\n";
             return kFailure;
         }
-        const auto resource = reinterpret_cast<zul::runtime::ZulGetModuleResourceFn>(
-            activator.serverSymbol(moduleClass, "ZulGetModuleResource"));
+        const zul::com::ComPtr<IUnknown>& moduleObject = loaded.object;
+        const auto resource = loaded.resource;
+        HRESULT hr = S_OK;
         zul::com::ComPtr<IZulModule> zulModule;
         zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
         zul::com::ComPtr<IObjectWithSite> withSite;

@@ -1,0 +1,63 @@
+// The viewer a desktop host gives the module: the camera model of
+// CMemoryViewer drawn by VTK, the scene's parts as the scene graph, and
+// picking. Redraw renders the window with the model's camera; a camera the
+// user moved with the mouse comes back through CameraMovedByUser.
+#pragma once
+
+#include <functional>
+
+#include "host/IHostModuleSite.h"
+#include "zul/scene/Scene.h"
+
+class vtkRenderWindow;
+
+namespace zul::scene {
+
+class ZUL_PLATFORM_API CSceneViewer : public runtime::CMemoryViewer, public IHostSceneGraph, public IHostPickService {
+public:
+    ZUL_BEGIN_INTERFACE_MAP(CSceneViewer)
+    ZUL_INTERFACE_ENTRY(IHostSceneGraph)
+    ZUL_INTERFACE_ENTRY(IHostPickService)
+    ZUL_INTERFACE_ENTRY_CHAIN(runtime::CMemoryViewer)
+    ZUL_END_INTERFACE_MAP()
+    ZUL_DELEGATING_IUNKNOWN
+
+    // Not owned; both outlive the viewer's use.
+    Scene* scene = nullptr;
+    vtkRenderWindow* window = nullptr;
+    int redraws = 0;
+
+    // Draws the scene with the model's camera.
+    HRESULT STDMETHODCALLTYPE Redraw() override;
+    // The VTK camera was moved by the user: the model follows, and listeners
+    // hear of it (flag 0x4 while a drag goes on). With the up vector locked
+    // the camera keeps the up vector it had when the lock was set.
+    void CameraMovedByUser(bool dragging);
+    // Sets the lock, remembering the present up vector as the locked one.
+    void SetUpLocked(bool locked);
+    // Frames the whole scene and redraws.
+    void FitAll();
+
+    // A click at display pixel (x, y) while a pick is under way; true when a
+    // part was hit (the point and part are then what the pick service answers).
+    bool PickAt(int x, int y);
+    bool Picking() const { return picking_; }
+
+    // IHostSceneGraph: part ids are the scene's (1-based).
+    HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD partId, float minimum[3], float maximum[3]) override;
+    // IHostPickService
+    HRESULT STDMETHODCALLTYPE BeginPick() override;
+    HRESULT STDMETHODCALLTYPE EndPick() override;
+    HRESULT STDMETHODCALLTYPE GetPickMode(DWORD* pMode) override;
+    HRESULT STDMETHODCALLTYPE SetPickMode(DWORD mode) override;
+    HRESULT STDMETHODCALLTYPE GetPickedPoint(float point[3]) override;
+    HRESULT STDMETHODCALLTYPE GetPickedPart(DWORD* pPartId) override;
+
+private:
+    bool picking_ = false, picked_ = false;
+    DWORD pickMode_ = 0, pickedPart_ = 0;
+    float pickedPoint_[3] = {0, 0, 0};
+    float lockedUp_[3] = {0, 0, 1};
+};
+
+} // namespace zul::scene
