@@ -1,0 +1,106 @@
+// zulview: the ZUL desktop viewer. Shows models (or the sample assembly)
+// with the view module loaded through the registry.
+//
+//   zulview [MODEL...] [--screenshot FILE [--dialog standard|rotate]] [--first-frame]
+//
+// --screenshot renders the window (with the named module dialog open) to
+// FILE and quits; --first-frame prints the milliseconds from process start
+// to the first frame and quits (for the benchmark).
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QMessageBox>
+#include <QPainter>
+#include <QSurfaceFormat>
+#include <QTimer>
+#include <QVTKOpenGLNativeWidget.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <unistd.h>
+
+#include "MainWindow.h"
+
+namespace {
+
+// Milliseconds since the kernel started this process.
+double s_sinceProcessStart() {
+    std::ifstream stat("/proc/self/stat");
+    std::string field;
+    unsigned long long start = 0;
+    for (int i = 1; i <= 22 && stat >> field; ++i)
+        if (i == 22) start = std::stoull(field);
+    std::ifstream uptimeFile("/proc/uptime");
+    double uptime = 0;
+    uptimeFile >> uptime;
+    return (uptime - double(start) / double(sysconf(_SC_CLK_TCK))) * 1000.0;
+}
+
+// The main window with the top-level dialogs drawn over it where they stand.
+QImage s_grabWithDialogs(QMainWindow* window) {
+    QImage image = window->grab().toImage();
+    QPainter painter(&image);
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (w == window || !w->isVisible() || !qobject_cast<QDialog*>(w)) continue;
+        const QPoint at = w->mapToGlobal(QPoint(0, 0)) - window->mapToGlobal(QPoint(0, 0));
+        painter.fillRect(QRect(at + QPoint(4, 4), w->size()), QColor(0, 0, 0, 60)); // a shadow
+        painter.drawPixmap(at, w->grab());
+        painter.setPen(QColor(120, 120, 120));
+        painter.drawRect(QRect(at, w->size()).adjusted(0, 0, -1, -1));
+    }
+    return image;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QSurfaceFormat::setDefaultFormat(QVTKOpenGLNativeWidget::defaultFormat());
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("zulview");
+    QCommandLineParser parser;
+    parser.setApplicationDescription("The ZUL desktop viewer");
+    parser.addHelpOption();
+    parser.addPositionalArgument("MODEL", "STL, OBJ, PLY or VTP files (default: the sample assembly)");
+    QCommandLineOption screenshot("screenshot", "Render the window to FILE (PNG) and quit.", "FILE");
+    QCommandLineOption dialog("dialog", "With --screenshot: open the module's 'standard' or 'rotate' dialog.", "NAME");
+    QCommandLineOption firstFrame("first-frame", "Print the ms from process start to the first frame, then quit.");
+    parser.addOptions({screenshot, dialog, firstFrame});
+    parser.process(app);
+
+    zul::viewer::MainWindow window;
+    QString error;
+    const bool moduleLoaded = window.StartModule(error);
+    QString modelError;
+    const bool modelsRead = window.OpenModels(parser.positionalArguments(), modelError);
+    if (!modelsRead && window.scene().partCount() == 0) window.ShowSample();
+    window.StartView();
+    window.show();
+
+    if (parser.isSet(firstFrame)) {
+        QObject::connect(&window, &zul::viewer::MainWindow::firstFrame, &app, [&] {
+            std::printf("first frame: %.1f ms (module %s)\n", s_sinceProcessStart(), moduleLoaded ? "loaded" : "not loaded");
+            std::fflush(stdout);
+            QTimer::singleShot(0, &app, &QApplication::quit);
+        });
+    } else if (parser.isSet(screenshot)) {
+        QTimer::singleShot(300, &app, [&] {
+            const QString which = parser.value(dialog);
+            if (which == "standard") window.host()->Run(7139);
+            else if (which == "rotate") window.host()->Run(7133);
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (qobject_cast<QDialog*>(w) && w->isVisible()) w->move(window.mapToGlobal(QPoint(window.width() - w->width() - 24, 90)));
+            QTimer::singleShot(400, &app, [&] {
+                const bool saved = s_grabWithDialogs(&window).save(parser.value(screenshot));
+                std::printf("%s\n", qPrintable(parser.value(screenshot)));
+                QApplication::exit(saved ? 0 : 1);
+            });
+        });
+    } else {
+        if (!moduleLoaded)
+            QMessageBox::warning(&window, window.windowTitle(), QObject::tr("The view module is not loaded:\n%1").arg(error));
+        if (!modelsRead) QMessageBox::warning(&window, window.windowTitle(), modelError);
+    }
+    const int code = app.exec();
+    window.StopModule();
+    return code;
+}
