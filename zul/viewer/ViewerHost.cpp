@@ -130,6 +130,11 @@ HRESULT CViewerHost::AddMenuItem(DWORD, UINT anchorId, UINT commandId, const cha
 HRESULT CViewerHost::ShowMessage(const char* text, const char* caption, UINT type, int* result) {
     const QString message = QString::fromUtf8(text ? text : "");
     if (status) status(message);
+    if (answerMessage) {
+        const int answer = answerMessage(message);
+        if (result) *result = answer;
+        return S_OK;
+    }
     if (!window) return CHeadlessHost::ShowMessage(text, caption, type, result);
     const UINT icon = type & 0xF0;
     const auto kind = icon == 0x10 ? QMessageBox::Critical : icon == 0x20 ? QMessageBox::Question

@@ -35,6 +35,7 @@ public:
     runtime::ZulGetModuleResourceFn resource = nullptr;    // the module's menus
     std::function<void(const QString&)> status;            // shows a line in the status bar
     std::function<bool(DWORD)> hostCommand;                 // the host's own commands; true when handled
+    std::function<int(const QString&)> answerMessage;       // answers messages instead of a message box (tests)
     zul::com::ComPtr<scene::CSceneViewer> sceneViewer;      // the same object as `viewer`
 
     // The action of command `id` in the installed menus, or null.
