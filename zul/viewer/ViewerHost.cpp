@@ -16,9 +16,12 @@ CViewerHost::CViewerHost() {
     zul::com::createInstance<scene::CSceneViewer>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
     sceneViewer.Attach(static_cast<scene::CSceneViewer*>(app));
     viewer = zul::com::ComPtr<runtime::CMemoryViewer>(sceneViewer.Get());
+    sceneViewer->messageService = static_cast<IHostUIService*>(this);
 }
 
-CViewerHost::~CViewerHost() = default;
+CViewerHost::~CViewerHost() {
+    if (sceneViewer) sceneViewer->messageService = nullptr;
+}
 
 HRESULT CViewerHost::GetWindowHandle(UINT_PTR* h) {
     if (!h) return E_POINTER;

@@ -14,6 +14,11 @@ HRESULT CSceneViewer::Redraw() {
     return S_OK;
 }
 
+HRESULT CSceneViewer::ShowMessage(const char* text, const char* caption, UINT type, int* result) {
+    if (messageService) return messageService->ShowMessage(text, caption, type, result);
+    return CMemoryViewer::ShowMessage(text, caption, type, result);
+}
+
 void CSceneViewer::CameraMovedByUser(bool dragging) {
     if (!scene) return;
     if (upLocked) {

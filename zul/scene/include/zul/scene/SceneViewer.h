@@ -26,6 +26,11 @@ public:
     Scene* scene = nullptr;
     vtkRenderWindow* window = nullptr;
     int redraws = 0;
+    // Where the viewer's messages go (the host's message service; not owned).
+    // Null: they are kept in `messages` as the in-memory viewer keeps them.
+    IHostUIService* messageService = nullptr;
+
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char* caption, UINT type, int* result) override;
 
     // Draws the scene with the model's camera.
     HRESULT STDMETHODCALLTYPE Redraw() override;
