@@ -229,7 +229,7 @@ TEST(ViewerStart, AMissingModuleOrModelIsReportedAndTheViewerGoesOn) {
 } // namespace
 
 int main(int argc, char** argv) {
-    QSurfaceFormat::setDefaultFormat(QVTKOpenGLNativeWidget::defaultFormat());
+    zul::viewer::SetUpSurfaceFormat();
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

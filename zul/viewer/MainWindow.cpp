@@ -12,12 +12,21 @@
 
 #include <vtkCallbackCommand.h>
 #include <vtkGenericOpenGLRenderWindow.h>
+#include <vtkOpenGLRenderWindow.h>
+#include <QSurfaceFormat>
 #include <vtkInteractorStyleTrackballCamera.h>
 #include <vtkRenderWindowInteractor.h>
 
 #include "zul/runtime/ViewModule.h"
 
 namespace zul::viewer {
+
+void SetUpSurfaceFormat() {
+    // Without multisampling: on a software renderer (a virtual display) it
+    // costs more than drawing the whole scene.
+    vtkOpenGLRenderWindow::SetGlobalMaximumNumberOfMultiSamples(0);
+    QSurfaceFormat::setDefaultFormat(QVTKOpenGLNativeWidget::defaultFormat());
+}
 
 MainWindow::MainWindow() {
     setWindowTitle(tr("ZUL Viewer"));

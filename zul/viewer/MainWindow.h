@@ -20,6 +20,10 @@ class vtkObject;
 
 namespace zul::viewer {
 
+// The OpenGL surface every zulview window uses; call before the
+// QApplication is made.
+void SetUpSurfaceFormat();
+
 // The host command the module's command 7148 asks for; zulview fits the view.
 inline constexpr DWORD kHostFitAllCommand = 6585;
 

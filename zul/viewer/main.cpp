@@ -54,7 +54,7 @@ QImage s_grabWithDialogs(QMainWindow* window) {
 } // namespace
 
 int main(int argc, char** argv) {
-    QSurfaceFormat::setDefaultFormat(QVTKOpenGLNativeWidget::defaultFormat());
+    zul::viewer::SetUpSurfaceFormat();
     QApplication app(argc, argv);
     QApplication::setApplicationName("zulview");
     QCommandLineParser parser;
