@@ -191,3 +191,41 @@ TEST_F(Krviews, SelfTestPassesAndLeavesTheStoreAlone) {
     const auto keys = zul::test::runProgram(std::string(ZULREG_PATH) + " list 'HKEY_CURRENT_USER\\Software\\ZUL'");
     EXPECT_EQ(keys.out, "KRAdvancedViews2\n") << "no scratch key is left behind";
 }
+
+TEST_F(Krviews, RenderChecksItsArgumentsAndSaysWhenThereIsNoDisplay) {
+    const std::string out = (dir_ / "out.png").string();
+    EXPECT_EQ(run("render --view +X -o '" + out + "'").status, 2) << "neither a model nor --sample";
+    EXPECT_EQ(run("render --sample --view +X --size 640 -o '" + out + "'").status, 2);
+    Result headless = run("render --sample --view +X -o '" + out + "'", "env -u DISPLAY");
+    EXPECT_EQ(headless.status, 3);
+    EXPECT_NE(headless.err.find("xvfb-run"), std::string::npos) << headless.err;
+    EXPECT_FALSE(std::filesystem::exists(out));
+}
+
+TEST_F(Krviews, RenderDrawsOnePictureOrALabelledSheet) {
+    // Under a virtual display, as on a machine without one.
+    auto png = [](const std::string& path, unsigned& w, unsigned& h) {
+        const std::string data = readFile(path);
+        if (data.size() < 24 || data.compare(1, 3, "PNG") != 0) return false;
+        auto be = [&](size_t at) {
+            return unsigned(static_cast<unsigned char>(data[at])) << 24 | unsigned(static_cast<unsigned char>(data[at + 1])) << 16 |
+                   unsigned(static_cast<unsigned char>(data[at + 2])) << 8 | unsigned(static_cast<unsigned char>(data[at + 3]));
+        };
+        w = be(16), h = be(20);
+        return true;
+    };
+    const std::string one = (dir_ / "one.png").string(), sheet = (dir_ / "sheet.png").string();
+    Result r = run("render --sample --view +X --size 200x150 -o '" + one + "'", "xvfb-run -a");
+    ASSERT_EQ(r.status, 0) << r.err;
+    unsigned w = 0, h = 0;
+    ASSERT_TRUE(png(one, w, h));
+    EXPECT_EQ(w, 200u);
+    EXPECT_EQ(h, 150u) << "a single picture has no label";
+    r = run("render --sample --view +X --view -Y --view +Isometric --size 200x150 -o '" + sheet + "'", "xvfb-run -a");
+    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_TRUE(png(sheet, w, h));
+    EXPECT_EQ(w, 400u) << "two columns";
+    EXPECT_EQ(h, 2u * (150u + 24u)) << "two rows, each with its label band";
+    EXPECT_EQ(run("render --sample --view Nowhere -o '" + sheet + "'", "xvfb-run -a").status, 1) << "nothing to show";
+    EXPECT_EQ(run("sheet '" + (dir_ / "missing.stl").string() + "' -o '" + sheet + "'", "xvfb-run -a").status, 3);
+}
