@@ -357,6 +357,32 @@ private Q_SLOTS:
         QCOMPARE(control<QLineEdit>(views(), 280)->isEnabled(), control(views(), 233)->isChecked());
     }
 
+    void pickingFillsTheVectorBeingPicked() {
+        showViews();
+        click(views(), 247); // Look at: enables its pick button
+        auto* pick = control(views(), 281);
+        QCOMPARE(pick->text().toStdString(), text(krav::IDS_PICK));
+        click(views(), 281);
+        QCOMPARE(pick->text().toStdString(), text(krav::IDS_STOP_PICK));
+        QCOMPARE(host_->count("BeginPick"), 1);
+        QCOMPARE(static_cast<IZulModule*>(mgr_.Get())->NotifyPicked(), S_OK); // the user clicked a point
+        QCOMPARE(control<QLineEdit>(views(), 268)->text(), QString("1"));
+        QCOMPARE(control<QLineEdit>(views(), 270)->text(), QString("3"));
+        QCOMPARE(pick->text().toStdString(), text(krav::IDS_PICK)); // one pick per press
+        QCOMPARE(host_->count("EndPick"), 1);
+        QCOMPARE(host_->viewer->target[0], 1.0f); // taken over: the camera looks at it
+
+        control<QComboBox>(views(), 274)->setCurrentIndex(1); // Part: the middle of its box
+        click(views(), 281);
+        QCOMPARE(static_cast<IZulModule*>(mgr_.Get())->NotifyPicked(), S_OK);
+        QCOMPARE(control<QLineEdit>(views(), 270)->text(), QString("-3"));
+        click(views(), 241); // Look from: its own pick, stopped by pressing again
+        click(views(), 282);
+        click(views(), 282);
+        QCOMPARE(host_->count("EndPick"), 3);
+        QCOMPARE(control(views(), 282)->text().toStdString(), text(krav::IDS_PICK));
+    }
+
     void doubleClickAppliesAViewAndTheCaptionFollows() {
         showViews();
         QCOMPARE(control(views(), 32779)->text().toStdString(), text(krav::IDS_APPLY_VIEW));
