@@ -42,9 +42,10 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-vtkSmartPointer<vtkActor> s_actor(vtkAlgorithmOutput* geometry, const double rgb[3]) {
+// A part's actor: smooth shading with sharp edges kept.
+vtkSmartPointer<vtkActor> s_actor(vtkPolyData* geometry, const double rgb[3]) {
     vtkNew<vtkPolyDataNormals> normals;
-    normals->SetInputConnection(geometry);
+    normals->SetInputData(geometry);
     normals->SetFeatureAngle(40);
     vtkNew<vtkPolyDataMapper> mapper;
     mapper->SetInputConnection(normals->GetOutputPort());
@@ -66,7 +67,7 @@ vtkSmartPointer<vtkActor> s_placed(vtkNew<Source>& source, const double at[3], d
     placed->SetTransform(move);
     placed->SetInputConnection(source->GetOutputPort());
     placed->Update();
-    return s_actor(placed->GetOutputPort(), rgb);
+    return s_actor(placed->GetOutput(), rgb);
 }
 
 } // namespace
@@ -183,16 +184,8 @@ bool Scene::addFile(const std::string& path, std::string& error) {
         error = "cannot read " + path + ": no geometry in it (damaged or empty?)";
         return false;
     }
-    vtkNew<vtkPolyDataNormals> normals;
-    normals->SetInputData(data);
-    normals->SetFeatureAngle(40);
-    vtkNew<vtkPolyDataMapper> mapper;
-    mapper->SetInputConnection(normals->GetOutputPort());
-    auto actor = vtkSmartPointer<vtkActor>::New();
-    actor->SetMapper(mapper);
-    static const double palette[4][3] = {{0.62, 0.65, 0.70}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
-    const double* c = palette[parts_.size() % 4];
-    actor->GetProperty()->SetColor(c[0], c[1], c[2]);
+    static const double palette[4][3] = {{0.50, 0.53, 0.58}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
+    auto actor = s_actor(data, palette[parts_.size() % 4]);
     _add(std::filesystem::path(path).filename().string(), actor);
     return true;
 }
