@@ -223,6 +223,15 @@ HRESULT CAdvancedViewsModuleMgr::AttachViewer(DWORD viewerId) {
     });
 }
 
+// The frame's window service, or empty.
+zul::com::ComPtr<IHostWindowService> CAdvancedViewsModuleMgr::_windowService() const {
+    zul::com::ComPtr<IHostWindowService> windows;
+    DWORD frameId = 0;
+    if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)))
+        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(), reinterpret_cast<void**>(windows.GetAddressOf()));
+    return windows;
+}
+
 // The dialogs exist only for a host with a window: the Standard Views dialog
 // is created hidden on the first attach and handed to the host's window
 // service, the Rotate dialog is handed to the navigator. Both live until Stop.
@@ -238,10 +247,7 @@ void CAdvancedViewsModuleMgr::_createDialogs() {
     if (!m_commandService) m_frame.As(m_commandService);
     context.commands = m_commandService.Get();
     context.parent = parent;
-    zul::com::ComPtr<IHostWindowService> windows;
-    DWORD frameId = 0;
-    if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)))
-        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(), reinterpret_cast<void**>(windows.GetAddressOf()));
+    const auto windows = _windowService();
     UINT_PTR handle = 0;
     if (!m_dialog && s_dialogFactory && SUCCEEDED(s_dialogFactory(context, m_dialog.GetAddressOf())) && windows &&
         SUCCEEDED(m_dialog->GetWindowHandle(&handle)))
@@ -257,10 +263,7 @@ void CAdvancedViewsModuleMgr::_createDialogs() {
 void CAdvancedViewsModuleMgr::_closeDialogs() {
     KRAV_TRACE("CAdvancedViewsModuleMgr::_closeDialogs");
     if (!m_dialog && !m_navigatorDialog) return;
-    DWORD frameId = 0;
-    zul::com::ComPtr<IHostWindowService> windows;
-    if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)))
-        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(), reinterpret_cast<void**>(windows.GetAddressOf()));
+    const auto windows = _windowService();
     UINT_PTR handle = 0;
     if (m_dialog) {
         if (windows && SUCCEEDED(m_dialog->GetWindowHandle(&handle))) windows->ReleaseWindow(handle);

@@ -109,6 +109,7 @@ private:
     void _putInMenu(const std::string& name, int index);
     void _createDialogs();
     void _closeDialogs();
+    zul::com::ComPtr<IHostWindowService> _windowService() const;
     void _tellDialog(const char* event, const char* name, const char* newName = nullptr);
     HRESULT _noteStoredView(const char* name, const char* event);
     HRESULT _noteLeavingView(const char* name, const char* event, bool onlyIfSame);

@@ -161,7 +161,6 @@ HRESULT s_create(const DialogContext& context, Interface** pp) {
         const HRESULT hr = zul::com::createInstance<Object>(nullptr, zul::com::iidOf<Interface>(), reinterpret_cast<void**>(&object));
         if (FAILED(hr)) return hr;
         auto* dialog = new Dialog(context, WidgetFromHandle(context.parent));
-        dialog->setAttribute(Qt::WA_DeleteOnClose, false);
         static_cast<Object*>(object)->dialog_ = dialog;
         *pp = object;
         return S_OK;

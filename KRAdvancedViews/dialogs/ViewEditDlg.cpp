@@ -152,13 +152,11 @@ void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) 
     const QSignalBlocker blocker(list);
     list->clear();
     defaultName_.clear();
-    defaultPos_ = -1;
     for (const StoredView& view : ListStoredViews(store_.Get())) {
         auto* item = new QListWidgetItem(QString::fromStdString(view.name), list);
         item->setData(Qt::UserRole, view.info.iViewIndex - 1);
         if (view.info.iChangeBits & ViewChangeDefaultView) {
             defaultName_ = view.name;
-            defaultPos_ = list->count() - 1;
             QFont font = item->font();
             font.setBold(true);
             item->setFont(font);
@@ -333,7 +331,6 @@ void CViewEditDlg::_move(int direction) {
     store_->BeginBatchViewEdit();
     _swap(k, direction);
     store_->EndBatchViewEdit();
-    const int target = direction == 1 ? k + 1 : k - 1;
     for (int r = 0; r < list->count(); ++r) {
         if (list->item(r)->text().toStdString() != name) continue;
         list->clearSelection();
@@ -342,7 +339,6 @@ void CViewEditDlg::_move(int direction) {
         list->scrollToItem(list->item(r));
         list->setFocus();
     }
-    (void)target;
     _updateButtons();
 }
 
@@ -356,8 +352,7 @@ void CViewEditDlg::_setDefault() {
     const std::string name = list->item(k)->text().toStdString();
     if (SUCCEEDED(store_->SetDefaultView(name.c_str()))) {
         defaultName_.clear();
-        defaultPos_ = -1;
-    }
+        }
     busy_ = false;
     _rebuildList(); // refills the cached default name from the records
     if (k < list->count()) list->scrollToItem(list->item(k));

@@ -114,7 +114,6 @@ private:
     zul::com::ComPtr<IHostUIService> hostUi_;
     zul::com::ComPtr<IHostCommandService> commands_;
     std::string defaultName_;
-    int defaultPos_ = -1;
     bool busy_ = false;
     int applyCaptionState_ = 0;
     int editState_ = 0;

@@ -338,7 +338,7 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     // The picture takes the tile above the label band.
     const double bottom = labels ? double(label) / tileH : 0.0;
     scene.renderer()->SetViewport(0, bottom, 1, 1);
-    scene.axesRenderer()->SetViewport(0, bottom, 0.2 * height / tileH > 0.2 ? 0.2 : 0.2, bottom + 0.2 * height / tileH);
+    scene.axesRenderer()->SetViewport(0, bottom, 0.2, bottom + 0.2 * height / tileH);
     vtkNew<vtkTextActor> text;
     if (labels) {
         text->GetTextProperty()->SetFontSize(std::max(14, label * 6 / 10));
