@@ -301,18 +301,25 @@ void fitAll(const Scene& scene, Camera& c) {
     c.viewHeight = float(radius * 1.9);
 }
 
+namespace {
+// The X connection offscreen pictures are drawn through: opened once, kept
+// for the process, and given to every render window (a second connection
+// opened right after the first was seen to fail on a fresh virtual display).
+Display* s_display = nullptr;
+} // namespace
+
 bool haveDisplay(std::string& why) {
+    if (s_display) return true;
     const char* name = std::getenv("DISPLAY");
     if (!name || !*name) {
         why = "no display (DISPLAY is not set); run under xvfb-run -a";
         return false;
     }
-    Display* display = XOpenDisplay(name);
-    if (!display) {
+    s_display = XOpenDisplay(name);
+    if (!s_display) {
         why = std::string("cannot open display ") + name + "; run under xvfb-run -a";
         return false;
     }
-    XCloseDisplay(display);
     return true;
 }
 
@@ -331,6 +338,7 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     const int columns = n == 1 ? 1 : int(std::ceil(std::sqrt(double(n)))), rows = (n + columns - 1) / columns;
     const int label = labels ? std::max(24, height / 10) : 0, tileH = height + label;
     vtkNew<vtkRenderWindow> window;
+    window->SetDisplayId(s_display);
     window->SetOffScreenRendering(1);
     window->SetSize(width, tileH);
     window->SetMultiSamples(4);
