@@ -18,6 +18,12 @@ public:
     ZUL_DELEGATING_IUNKNOWN
 
     std::vector<int> lockedVecs;
+    // Tests of the navigator send the camera-change event themselves, when
+    // they mean to: a redraw here only records.
+    HRESULT STDMETHODCALLTYPE Redraw() override {
+        record("Redraw");
+        return S_OK;
+    }
     HRESULT STDMETHODCALLTYPE UpdateLockedVec(int v) override {
         lockedVecs.push_back(v);
         return S_OK;

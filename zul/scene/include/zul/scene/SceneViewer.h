@@ -32,14 +32,24 @@ public:
 
     HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char* caption, UINT type, int* result) override;
 
-    // Draws the scene with the model's camera.
+    // Draws the scene with the model's camera, then sends the camera-change
+    // event (flags 0) to the view's listener.
     HRESULT STDMETHODCALLTYPE Redraw() override;
+    // While the up vector is locked the locked one stays: the call succeeds
+    // and changes nothing.
+    HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override;
     // The VTK camera was moved by the user: the model follows, and listeners
     // hear of it (flag 0x4 while a drag goes on). With the up vector locked
-    // the camera keeps the up vector it had when the lock was set.
+    // the model's up stays exactly the locked one.
     void CameraMovedByUser(bool dragging);
-    // Sets the lock, remembering the present up vector as the locked one.
+    // Sets or clears the lock. Locking snaps the up vector to the world axis
+    // it lies within kLockSnapRadians of (so the module sees an exact axis),
+    // else keeps it as it is; either way that up is the locked one.
     void SetUpLocked(bool locked);
+    static constexpr double kLockSnapRadians = 0.001;
+    // The world axis the locked up lies along: 1 X, 2 Y, 3 Z; 0 when the up
+    // is not locked or not along an axis.
+    int LockedAxis() const;
     // Frames the whole scene and redraws.
     void FitAll();
 
