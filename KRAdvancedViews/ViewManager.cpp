@@ -185,7 +185,16 @@ CViewManager::OpScope::OpScope(CViewManager& store, bool writes) : store_(store)
     if (++store_.m_opDepth == 1) store_._syncWithRegistry();
 }
 
-CViewManager::OpScope::~OpScope() { --store_.m_opDepth; }
+CViewManager::OpScope::~OpScope() {
+    if (--store_.m_opDepth > 0 || !store_.m_caughtUp) return;
+    // Views another store or process changed cannot be described one by
+    // one (a view deleted there is gone): listeners hear of a batch and read
+    // the store anew, after this operation's transaction has ended.
+    tx_.rollback(); // nothing when the operation committed
+    store_.m_caughtUp = false;
+    store_._announce(Event::BatchBegin);
+    store_._announce(Event::BatchEnd);
+}
 
 LSTATUS CViewManager::OpScope::commit() {
     // The hive's generation stays what the start of the operation saw (this
@@ -209,6 +218,7 @@ void CViewManager::_syncWithRegistry() {
     m_defaultName.clear(); // found again by the next GetDefaultView
     m_generation = generation;
     m_seenWrites = writes;
+    m_caughtUp = true;
 }
 
 // ---------------------------------------------------------------------------

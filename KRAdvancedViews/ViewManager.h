@@ -190,6 +190,9 @@ private:
     };
     void _syncWithRegistry();
     int m_opDepth = 0;
+    // The table was read anew because views changed elsewhere; the
+    // outermost operation announces a batch when its transaction is over.
+    bool m_caughtUp = false;
     uint64_t m_generation = 0; // the hive's, for other processes' writes
     uint64_t m_seenWrites = 0; // this process's stores' writes seen so far
 
