@@ -17,9 +17,30 @@
 #include <vtkInteractorStyleTrackballCamera.h>
 #include <vtkRenderWindowInteractor.h>
 
+#include <QTimer>
+#include <vtkObjectFactory.h>
+
 #include "zul/runtime/ViewModule.h"
 
 namespace zul::viewer {
+
+namespace {
+
+// Trackball orbiting without VTK's letter commands: they switched on stereo
+// with no way back, ended the interaction or turned the model to wireframe
+// behind the viewer's back. The viewer's own keys are Qt shortcuts.
+class CQuietTrackballStyle : public vtkInteractorStyleTrackballCamera {
+public:
+    static CQuietTrackballStyle* New();
+    vtkTypeMacro(CQuietTrackballStyle, vtkInteractorStyleTrackballCamera);
+    void OnChar() override {}
+};
+vtkStandardNewMacro(CQuietTrackballStyle);
+
+// The store is read this often for changes other programs made.
+constexpr int kStorePollMs = 1000;
+
+} // namespace
 
 void SetUpSurfaceFormat() {
     // Without multisampling: on a software renderer (a virtual display) it
@@ -63,7 +84,7 @@ void MainWindow::_buildUi() {
     host_->sceneViewer->scene = &scene_;
     host_->sceneViewer->window = renderWindow_;
 
-    vtkNew<vtkInteractorStyleTrackballCamera> style;
+    vtkNew<CQuietTrackballStyle> style;
     vtk_->interactor()->SetInteractorStyle(style);
     interaction_ = vtkSmartPointer<vtkCallbackCommand>::New();
     interaction_->SetCallback(&MainWindow::s_onInteraction);
@@ -91,8 +112,17 @@ void MainWindow::_buildUi() {
     QToolBar* bar = addToolBar(tr("View"));
     bar->setObjectName("viewToolBar");
     QAction* fit = bar->addAction(tr("Fit"), this, [this] { host_->sceneViewer->FitAll(); });
+    fit->setObjectName("fitAll");
     fit->setShortcut(Qt::Key_F);
     fit->setToolTip(tr("Fit the whole model in the view (F)"));
+    defaultView_ = bar->addAction(tr("Home"), this, [this] { StartView(); });
+    defaultView_->setObjectName("applyDefaultView");
+    defaultView_->setShortcut(Qt::Key_Home);
+    defaultView_->setToolTip(tr("Show the default view, or +Isometric when none is set, with the model fitted (Home)"));
+    clearDefault_ = new QAction(tr("C&lear default view"), this);
+    clearDefault_->setObjectName("clearDefaultView");
+    clearDefault_->setToolTip(tr("Remove the default mark from the stored views"));
+    connect(clearDefault_, &QAction::triggered, this, [this] { ClearDefaultView(); });
     QAction* lock = bar->addAction(tr("Lock up"));
     lock->setObjectName("lockUpVector");
     lock->setCheckable(true);
@@ -113,8 +143,9 @@ void MainWindow::_buildUi() {
         {"+Iso", 7140, "+Isometric"},         {"-Iso", 7141, "-Isometric"},       {nullptr, 0, nullptr},
         {"⟳", 7132, "Rotate Clockwise"},      {"⟲", 7134, "Rotate Counterclockwise"}, {"↑", 7138, "Rotate Up"},
         {"↓", 7135, "Rotate Down"},           {"←", 7136, "Rotate Left"},         {"→", 7137, "Rotate Right"},
-        {nullptr, 0, nullptr},                {"Views...", 7139, "Standard Views dialog"},
-        {"Rotate...", 7133, "Rotate dialog"},
+        {nullptr, 0, nullptr},
+        {"Views...", 7139, "The Standard Views dialog (View > Edit ...): create, apply and manage stored views"},
+        {"Rotate...", 7133, "The Rotate dialog (View > Control Dialog ...): rotate and move by steps"},
     };
     for (const Command& c : commands) {
         if (!c.text) {
@@ -129,7 +160,82 @@ void MainWindow::_buildUi() {
             if (FAILED(host_->Run(id))) statusBar()->showMessage(tr("The view module is not loaded"), 4000);
         });
     }
-    statusBar()->showMessage(tr("Drag to orbit, middle-drag to pan, wheel to zoom, F to fit"));
+    QMenu* help = menuBar()->addMenu(tr("&Help"));
+    QAction* keys = help->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
+    keys->setObjectName("keyboardShortcuts");
+    statusBar()->showMessage(tr("Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
+
+    // Views other programs add, change or delete show up here too.
+    auto* poll = new QTimer(this);
+    connect(poll, &QTimer::timeout, this, [this] { PollStore(); });
+    poll->start(kStorePollMs);
+}
+
+void MainWindow::_showShortcuts() {
+    QMessageBox box(QMessageBox::NoIcon, tr("Keyboard shortcuts"),
+                    tr("<table cellpadding=3>"
+                       "<tr><td><b>F</b></td><td>Fit the whole model in the view</td></tr>"
+                       "<tr><td><b>Home</b></td><td>The default view (+Isometric when none is set), fitted</td></tr>"
+                       "<tr><td><b>Ctrl+O</b></td><td>Open models</td></tr>"
+                       "<tr><td><b>Ctrl+Q</b></td><td>Quit</td></tr>"
+                       "<tr><td>Left drag</td><td>Orbit</td></tr>"
+                       "<tr><td>Middle drag</td><td>Pan</td></tr>"
+                       "<tr><td>Wheel</td><td>Zoom</td></tr>"
+                       "</table>"),
+                    QMessageBox::Ok, this);
+    box.setObjectName("shortcutsBox");
+    box.exec();
+}
+
+zul::com::ComPtr<IAdvancedViewsModuleMgr> MainWindow::_mgr() const {
+    zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
+    if (module_) module_.As(mgr);
+    return mgr;
+}
+
+void MainWindow::_addViewMenuItems() {
+    QMenu* view = host_->menu(205);
+    if (!view) return;
+    view->addSeparator();
+    view->addAction(defaultView_);
+    view->addAction(clearDefault_);
+    // The mark may have moved in the dialog or in another program.
+    connect(view, &QMenu::aboutToShow, this, [this] {
+        ULONG len = 0;
+        auto mgr = _mgr();
+        clearDefault_->setEnabled(mgr && mgr->GetDefaultView(&len, nullptr) != E_FAIL);
+    });
+}
+
+bool MainWindow::ApplyDefaultView() {
+    auto mgr = _mgr();
+    ULONG len = 0;
+    if (!mgr || mgr->GetDefaultView(&len, nullptr) == E_FAIL) return false;
+    if (mgr->ApplyDefaultView() == S_OK) host_->sceneViewer->FitAll();
+    return true;
+}
+
+void MainWindow::ClearDefaultView() {
+    auto mgr = _mgr();
+    if (!mgr) return;
+    const HRESULT hr = mgr->SetDefaultView(nullptr);
+    statusBar()->showMessage(SUCCEEDED(hr) ? tr("No view is the default now")
+                                           : tr("Cannot clear the default view: %1")
+                                                 .arg(QString::fromStdString(zul::runtime::describeHresult(hr))),
+                             6000);
+}
+
+void MainWindow::PollStore() {
+    if (!module_ || QApplication::activeModalWidget() || QApplication::mouseButtons() != Qt::NoButton) return;
+    if (auto store = host_->firstObject<IViewManager2>()) {
+        FullViewInfo info;
+        store->GetViewInfo("PLACEHOLDER_VIEW_NAME", &info);
+    }
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) PollStore();
 }
 
 void MainWindow::s_onInteraction(vtkObject*, unsigned long event, void* self, void*) {
@@ -188,6 +294,7 @@ bool MainWindow::StartModule(QString& error) {
         statusBar()->showMessage(tr("Running without the view module: %1").arg(error));
         return false;
     }
+    _addViewMenuItems();
     statusBar()->showMessage(tr("View module loaded"), 4000);
     return true;
 }
@@ -202,6 +309,7 @@ void MainWindow::StopModule() {
 }
 
 void MainWindow::StartView() {
+    if (ApplyDefaultView()) return;
     if (module_) host_->Run(7140);
     host_->sceneViewer->FitAll();
 }
@@ -210,7 +318,7 @@ void MainWindow::ShowSample() {
     scene_.clear();
     scene_.addSampleModel();
     setWindowTitle(tr("ZUL Viewer - sample assembly"));
-    host_->sceneViewer->FitAll();
+    StartView();
 }
 
 bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
@@ -226,13 +334,9 @@ bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
         else problems << QString::fromStdString(why);
     }
     if (!read.isEmpty()) {
-        scene_.clear();
-        for (const QString& path : read) {
-            std::string why;
-            scene_.addFile(path.toStdString(), why);
-        }
+        scene_.takePartsOf(trial);
         setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
-        host_->sceneViewer->FitAll();
+        StartView();
     }
     error = problems.join('\n');
     return problems.isEmpty();

@@ -42,8 +42,20 @@ public:
     // false with `error` when one cannot be read (the others are shown).
     bool OpenModels(const QStringList& paths, QString& error);
     void ShowSample();
-    // The view a session starts with: the module's +Isometric, the model fitted.
+    // The view a session starts with, also shown after a model is opened and
+    // by Home: the stored default view (its direction and up) when there is
+    // one, else the module's +Isometric; then the model is framed to fit.
     void StartView();
+    // Applies the stored default view and frames the model; false when no
+    // view is marked default (or the module is not loaded). A default view
+    // the up-vector lock refuses is reported by the module and not framed.
+    bool ApplyDefaultView();
+    // Removes the default mark from the stored views.
+    void ClearDefaultView();
+    // A cheap read of the view store: a store that finds the views changed
+    // by another program reads them anew and its menu and dialog follow.
+    // Skipped while a modal window is open or a mouse button is down.
+    void PollStore();
 
     CViewerHost* host() const { return host_.Get(); }
     zul::scene::Scene& scene() { return scene_; }
@@ -56,7 +68,11 @@ Q_SIGNALS:
 
 private:
     void _buildUi();
+    void _addViewMenuItems();
     void _openDialog();
+    void _showShortcuts();
+    zul::com::ComPtr<IAdvancedViewsModuleMgr> _mgr() const;
+    void changeEvent(QEvent* event) override;
     static void s_onInteraction(vtkObject* caller, unsigned long event, void* self, void* data);
     void _onInteraction(unsigned long event);
 
@@ -68,6 +84,8 @@ private:
     zul::com::ComPtr<IZulModule> module_;
     zul::com::ComPtr<IObjectWithSite> moduleSite_;
     bool firstFrameSeen_ = false;
+    QAction* defaultView_ = nullptr;
+    QAction* clearDefault_ = nullptr;
 };
 
 } // namespace zul::viewer

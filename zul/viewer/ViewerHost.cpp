@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QStringList>
+#include <QFont>
 #include <vector>
 
 namespace zul::viewer {
@@ -33,6 +34,24 @@ QAction* CViewerHost::action(UINT id) const {
     const auto it = actions_.find(id);
     return it == actions_.end() ? nullptr : it->second.data();
 }
+
+QMenu* CViewerHost::menu(UINT menuId) const {
+    const auto it = menus_.find(menuId);
+    return it == menus_.end() ? nullptr : it->second.data();
+}
+
+namespace {
+// A line in a menu that names the group below it; not a command.
+QAction* s_heading(QMenu* menu, const QString& text, QAction* before) {
+    auto* heading = new QAction(text, menu);
+    QFont font = heading->font();
+    font.setBold(true);
+    heading->setFont(font);
+    heading->setEnabled(false);
+    menu->insertAction(before, heading);
+    return heading;
+}
+} // namespace
 
 HRESULT CViewerHost::Run(UINT id) {
     if (hostCommand && hostCommand(id)) return S_OK;
@@ -75,6 +94,15 @@ HRESULT CViewerHost::_install(UINT menuId, IHostCommandHandler* handler) {
         }
     }
     menus_[menuId] = top;
+    // The "Standard Views" popup holds the align commands and, below them,
+    // the stored views: a heading over each group tells them apart.
+    if (const auto views = submenus_.find(kStoredViewsPopup); views != submenus_.end() && views->second) {
+        QMenu* popup = views->second;
+        if (!popup->actions().isEmpty() && popup->actions().front()->isEnabled()) {
+            s_heading(popup, QObject::tr("Align the camera"), popup->actions().front());
+            s_heading(popup, QObject::tr("Stored views"), nullptr);
+        }
+    }
     return S_OK;
 }
 

@@ -28,6 +28,9 @@ public:
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
 
+    // The popup of the module's menus the stored views are added to.
+    static constexpr UINT kStoredViewsPopup = 7130;
+
     CViewerHost();
     ~CViewerHost() override;
 
@@ -40,6 +43,8 @@ public:
 
     // The action of command `id` in the installed menus, or null.
     QAction* action(UINT id) const;
+    // The top-level menu installed from menu resource `menuId`, or null.
+    QMenu* menu(UINT menuId) const;
     // Runs command `id` as the menu would.
     HRESULT Run(UINT id);
 

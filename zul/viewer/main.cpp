@@ -72,8 +72,13 @@ int main(int argc, char** argv) {
     const bool moduleLoaded = window.StartModule(error);
     QString modelError;
     const bool modelsRead = window.OpenModels(parser.positionalArguments(), modelError);
+    // A picture or a timing of a model that could not be read would be a
+    // picture of something else: the command line gets the error instead.
+    if (!modelsRead && (parser.isSet(screenshot) || parser.isSet(firstFrame))) {
+        std::fprintf(stderr, "zulview: %s\n", qPrintable(modelError));
+        return 1;
+    }
     if (!modelsRead && window.scene().partCount() == 0) window.ShowSample();
-    window.StartView();
     window.show();
 
     if (parser.isSet(firstFrame)) {

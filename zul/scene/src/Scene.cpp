@@ -1,5 +1,7 @@
 #include "zul/scene/Scene.h"
 
+#include "zul/scene/ModelReader.h"
+
 #include <X11/Xlib.h>
 
 #include <vtkActor.h>
@@ -13,8 +15,6 @@
 #include <vtkImageData.h>
 #include <vtkLightKit.h>
 #include <vtkNew.h>
-#include <vtkOBJReader.h>
-#include <vtkPLYReader.h>
 #include <vtkPNGWriter.h>
 #include <vtkPolyData.h>
 #include <vtkPolyDataMapper.h>
@@ -22,14 +22,12 @@
 #include <vtkProperty.h>
 #include <vtkRenderWindow.h>
 #include <vtkRenderer.h>
-#include <vtkSTLReader.h>
 #include <vtkSphereSource.h>
 #include <vtkTextActor.h>
 #include <vtkTextProperty.h>
 #include <vtkTransform.h>
 #include <vtkTransformPolyDataFilter.h>
 #include <vtkWindowToImageFilter.h>
-#include <vtkXMLPolyDataReader.h>
 
 #include <algorithm>
 #include <cmath>
@@ -159,35 +157,21 @@ void Scene::addSampleModel() {
 }
 
 bool Scene::addFile(const std::string& path, std::string& error) {
-    std::string ext = std::filesystem::path(path).extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(path, ec)) {
-        error = "cannot read " + path + ": no such file";
-        return false;
-    }
-    vtkSmartPointer<vtkPolyData> data;
-    auto read = [&](auto reader) {
-        reader->SetFileName(path.c_str());
-        reader->Update();
-        data = reader->GetOutput();
-    };
-    if (ext == ".stl") read(vtkSmartPointer<vtkSTLReader>::New());
-    else if (ext == ".obj") read(vtkSmartPointer<vtkOBJReader>::New());
-    else if (ext == ".ply") read(vtkSmartPointer<vtkPLYReader>::New());
-    else if (ext == ".vtp") read(vtkSmartPointer<vtkXMLPolyDataReader>::New());
-    else {
-        error = "cannot read " + path + ": not an STL, OBJ, PLY or VTP file";
-        return false;
-    }
-    if (!data || data->GetNumberOfCells() == 0) {
-        error = "cannot read " + path + ": no geometry in it (damaged or empty?)";
-        return false;
-    }
+    vtkSmartPointer<vtkPolyData> data = readModelFile(path, error);
+    if (!data) return false;
     static const double palette[4][3] = {{0.50, 0.53, 0.58}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
     auto actor = s_actor(data, palette[parts_.size() % 4]);
     _add(std::filesystem::path(path).filename().string(), actor);
     return true;
+}
+
+void Scene::takePartsOf(Scene& other) {
+    clear();
+    for (Part& p : other.parts_) {
+        other.renderer_->RemoveActor(p.actor);
+        _add(p.name, p.actor);
+    }
+    other.parts_.clear();
 }
 
 const std::string& Scene::partName(unsigned id) const {

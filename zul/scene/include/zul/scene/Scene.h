@@ -26,11 +26,13 @@ public:
     // boss, shaft with a knob, arrow cone), asymmetric about every axis so
     // that each standard view looks different. +X carries the cone.
     void addSampleModel();
-    // Reads an STL, OBJ, PLY or VTP file as one more part. False with `error`
-    // set when the file cannot be read or holds no geometry; the scene is
-    // unchanged then.
+    // Reads an STL, OBJ, PLY or VTP file as one more part (guarded: see
+    // ModelReader.h). False with `error` set when the file cannot be read or
+    // holds no geometry; the scene is unchanged then.
     bool addFile(const std::string& path, std::string& error);
     void clear();
+    // Replaces this scene's parts by `other`'s, which is left empty.
+    void takePartsOf(Scene& other);
 
     // Part ids start at 1 (0 is "no part").
     size_t partCount() const { return parts_.size(); }

@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Mutation campaign over real model files: zzuf flips bits in copies of small
+# STL, OBJ, PLY and VTP files from Debian's assimp-testmodels, and each copy
+# is loaded twice, each run in a process of its own:
+#   guarded:   modelload_probe, as zulview and krviews load models (checks,
+#              then the reader in its helper process): must never crash;
+#   unguarded: zulreadmodel alone, VTK's reader with nothing in front of it,
+#              to show what the guards stand between.
+#
+#   fuzz/zzuf_models.sh [RUNS_PER_FILE] [BUILD_DIR]     (defaults: 200, build/default)
+#
+# Prints one line per reader and a total; exits 1 when a guarded run crashed.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+runs=${1:-200}
+bin=${2:-build/default}/bin
+models=/usr/share/assimp/models
+command -v zzuf >/dev/null || { echo "zzuf_models: zzuf is not installed (scripts/setup installs it)"; exit 2; }
+[ -d "$models" ] || { echo "zzuf_models: $models is missing (Debian package assimp-testmodels)"; exit 2; }
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# A VTP made from a real model by the reader helper itself.
+"$bin/zulreadmodel" "$models/STL/Spider_binary.stl" "$work/spider.vtp" 2>/dev/null
+seeds=(
+  "$models/STL/triangle.stl" "$models/STL/Spider_binary.stl" "$models/STL/3DSMaxExport.STL"
+  "$models/PLY/cube.ply" "$models/PLY/cube_binary.ply" "$models/PLY/float-color.ply" "$models/PLY/issue623.ply"
+  "$models/OBJ/box.obj" "$models/OBJ/spider.obj" "$models/OBJ/cube_usemtl.obj"
+  "$work/spider.vtp"
+)
+
+# One mutated copy: prints "<ext> <guarded status> <unguarded status>".
+one() {
+  local seed=$1 n=$2 ext=${1##*.} work=$3 bin=$4
+  ext=${ext,,}
+  local copy="$work/m-$n-$BASHPID.$ext"
+  zzuf -s "$n" -r 0.0001:0.01 < "$seed" > "$copy"
+  local said
+  said=$(timeout -s KILL 400 "$bin/modelload_probe" "$copy" 2>/dev/null); local g=$?
+  # A reader that died in its helper process, reported as a message.
+  [[ $said == *"failed on it (signal"* ]] && g=64
+  ( ulimit -c 0; ulimit -v 8000000; timeout -s KILL 60 "$bin/zulreadmodel" "$copy" "$copy.vtp" ) >/dev/null 2>&1; local u=$?
+  rm -f "$copy" "$copy.vtp"
+  echo "$ext $g $u"
+}
+export -f one
+
+start=$SECONDS
+for seed in "${seeds[@]}"; do
+  for n in $(seq 1 "$runs"); do echo "$seed $n"; done
+done | xargs -P "$(nproc)" -n 2 bash -c 'one "$0" "$1" "'"$work"'" "'"$bin"'"' > "$work/results"
+
+awk -v secs=$((SECONDS - start)) '
+  { n[$1]++; if ($2 >= 128) gc[$1]++; if ($2 == 0) ok[$1]++; if ($2 == 64) held[$1]++; if ($3 >= 128) uc[$1]++; total++ }
+  END {
+    for (e in n) { printf "%-4s %6d runs: %5d read, %5d refused (%d of them a reader dying in the helper); crashes: guarded %d, unguarded reader %d\n", e, n[e], ok[e], n[e]-ok[e]-gc[e], held[e]+0, gc[e]+0, uc[e]+0; g += gc[e]; u += uc[e]; h += held[e] }
+    printf "total %d runs in %d s: guarded crashes %d; helper deaths reported as messages %d; unguarded reader crashes %d\n", total, secs, g, h, u
+    exit g > 0
+  }' "$work/results"

@@ -1,0 +1,399 @@
+#include "zul/scene/ModelCheck.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+namespace zul::scene {
+
+ModelFormat modelFormatOf(const std::string& path) {
+    std::string ext = std::filesystem::path(path).extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    if (ext == ".stl") return ModelFormat::Stl;
+    if (ext == ".obj") return ModelFormat::Obj;
+    if (ext == ".ply") return ModelFormat::Ply;
+    if (ext == ".vtp") return ModelFormat::Vtp;
+    return ModelFormat::Unknown;
+}
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// STL
+
+// The STL reader's own choice between its text and binary parsers: text
+// when fewer than 5 % of the first 256 bytes are outside printable ASCII
+// and line breaks.
+bool s_stlLooksTextual(const unsigned char* data, size_t size) {
+    const size_t n = std::min<size_t>(size, 256);
+    if (n == 0) return false;
+    size_t text = 0;
+    for (size_t i = 0; i < n; ++i) {
+        const unsigned char c = data[i];
+        text += (c >= 0x20 && c <= 0x7F) || c == '\n' || c == '\r' || c == '\t';
+    }
+    return double(n - text) / double(n) < 0.05;
+}
+
+bool s_checkStl(const unsigned char* data, size_t size, std::string& why) {
+    if (s_stlLooksTextual(data, size)) return true; // the text parser reads what is there
+    if (size < 84) {
+        why = "too short for a binary STL file (" + std::to_string(size) + " bytes; the header alone takes 84)";
+        return false;
+    }
+    const uint32_t promised = uint32_t(data[80]) | uint32_t(data[81]) << 8 | uint32_t(data[82]) << 16 | uint32_t(data[83]) << 24;
+    const uint64_t held = (size - 84) / 50;
+    // A count of 0 is a known writer's bug: the reader then takes what is there.
+    if (promised != 0 && held < promised) {
+        why = "damaged binary STL: the header promises " + std::to_string(promised) + " triangles, the file holds " +
+              std::to_string(held);
+        return false;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// PLY
+
+enum class PlyType { None, I8, U8, I16, U16, I32, U32, F32, F64 };
+
+PlyType s_plyType(std::string_view word) {
+    struct Name {
+        std::string_view a, b;
+        PlyType type;
+    };
+    static constexpr Name names[] = {{"char", "int8", PlyType::I8},     {"uchar", "uint8", PlyType::U8},
+                                     {"short", "int16", PlyType::I16},  {"ushort", "uint16", PlyType::U16},
+                                     {"int", "int32", PlyType::I32},    {"uint", "uint32", PlyType::U32},
+                                     {"float", "float32", PlyType::F32}, {"double", "float64", PlyType::F64}};
+    for (const Name& n : names)
+        if (word == n.a || word == n.b) return n.type;
+    return PlyType::None;
+}
+
+size_t s_plySize(PlyType t) {
+    switch (t) {
+    case PlyType::I8:
+    case PlyType::U8: return 1;
+    case PlyType::I16:
+    case PlyType::U16: return 2;
+    case PlyType::I32:
+    case PlyType::U32:
+    case PlyType::F32: return 4;
+    case PlyType::F64: return 8;
+    case PlyType::None: break;
+    }
+    return 0;
+}
+
+bool s_plyInteger(PlyType t) { return t != PlyType::F32 && t != PlyType::F64 && t != PlyType::None; }
+
+struct PlyProperty {
+    std::string name;
+    PlyType type = PlyType::None;
+    PlyType countType = PlyType::None; // None: not a list
+};
+
+struct PlyElement {
+    std::string name;
+    uint64_t count = 0;
+    std::vector<PlyProperty> properties;
+};
+
+// A list longer than this is not a face or anything else a reader should
+// allocate for.
+constexpr uint64_t kMaxListLength = 1u << 16;
+// More instances than this of one element is more than any file here can
+// hold (each takes at least one byte).
+constexpr uint64_t kMaxCount = uint64_t(1) << 40;
+
+std::vector<std::string_view> s_words(std::string_view line) {
+    std::vector<std::string_view> words;
+    size_t i = 0;
+    while (i < line.size()) {
+        while (i < line.size() && (line[i] == ' ' || line[i] == '\t' || line[i] == '\r')) ++i;
+        const size_t start = i;
+        while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') ++i;
+        if (i > start) words.push_back(line.substr(start, i - start));
+    }
+    return words;
+}
+
+bool s_parseCount(std::string_view word, uint64_t& out) {
+    if (word.empty() || word.size() > 19) return false;
+    out = 0;
+    for (char c : word) {
+        if (c < '0' || c > '9') return false;
+        out = out * 10 + uint64_t(c - '0');
+    }
+    return true;
+}
+
+// Reads one value of `type` from binary data as a signed 64-bit integer
+// (integer types only).
+int64_t s_binaryInteger(const unsigned char* p, PlyType type, bool bigEndian) {
+    const size_t n = s_plySize(type);
+    uint64_t v = 0;
+    for (size_t i = 0; i < n; ++i) v |= uint64_t(p[bigEndian ? n - 1 - i : i]) << (8 * i);
+    switch (type) {
+    case PlyType::I8: return int8_t(v);
+    case PlyType::I16: return int16_t(v);
+    case PlyType::I32: return int32_t(v);
+    default: return int64_t(v);
+    }
+}
+
+class PlyChecker {
+public:
+    PlyChecker(const unsigned char* data, size_t size) : data_(data), size_(size) {}
+
+    bool check(std::string& why) {
+        if (!_header(why)) return false;
+        const PlyElement* vertex = _element("vertex");
+        vertexCount_ = vertex ? vertex->count : 0;
+        if (!(ascii_ ? _asciiData(why) : _binaryData(why))) return false;
+        if (!vertex || !_has(*vertex, "x") || !_has(*vertex, "y") || !_has(*vertex, "z")) {
+            why = "no vertex element with x, y and z properties";
+            return false;
+        }
+        return true;
+    }
+
+private:
+    bool _line(std::string_view& line) {
+        if (pos_ >= size_) return false;
+        const auto* end = static_cast<const unsigned char*>(std::memchr(data_ + pos_, '\n', size_ - pos_));
+        const size_t stop = end ? size_t(end - data_) : size_;
+        line = std::string_view(reinterpret_cast<const char*>(data_ + pos_), stop - pos_);
+        pos_ = end ? stop + 1 : size_;
+        ++line_;
+        return true;
+    }
+
+    bool _header(std::string& why) {
+        std::string_view line;
+        if (!_line(line) || s_words(line) != std::vector<std::string_view>{"ply"}) {
+            why = "not a PLY file (it does not start with \"ply\")";
+            return false;
+        }
+        bool format = false;
+        for (int number = 2;; ++number) {
+            if (!_line(line)) {
+                why = "the header has no end_header line";
+                return false;
+            }
+            const auto w = s_words(line);
+            const std::string at = " (header line " + std::to_string(number) + ")";
+            if (w.empty() || w[0] == "comment" || w[0] == "obj_info") continue;
+            if (w[0] == "end_header") break;
+            if (w[0] == "format") {
+                if (w.size() != 3 || (w[1] != "ascii" && w[1] != "binary_little_endian" && w[1] != "binary_big_endian")) {
+                    why = "unknown format line" + at;
+                    return false;
+                }
+                ascii_ = w[1] == "ascii";
+                bigEndian_ = w[1] == "binary_big_endian";
+                format = true;
+            } else if (w[0] == "element") {
+                PlyElement e;
+                if (w.size() != 3 || !s_parseCount(w[2], e.count) || e.count > kMaxCount) {
+                    why = "an element line without a valid count" + at;
+                    return false;
+                }
+                e.name = std::string(w[1]);
+                elements_.push_back(std::move(e));
+            } else if (w[0] == "property") {
+                if (elements_.empty()) {
+                    why = "a property before any element" + at;
+                    return false;
+                }
+                PlyProperty p;
+                if (w.size() == 5 && w[1] == "list") {
+                    p.countType = s_plyType(w[2]);
+                    p.type = s_plyType(w[3]);
+                    p.name = std::string(w[4]);
+                    if (!s_plyInteger(p.countType)) p.type = PlyType::None;
+                } else if (w.size() == 3) {
+                    p.type = s_plyType(w[1]);
+                    p.name = std::string(w[2]);
+                }
+                if (p.type == PlyType::None) {
+                    why = "a property line the reader does not know" + at;
+                    return false;
+                }
+                elements_.back().properties.push_back(std::move(p));
+            } else {
+                why = "a header line the reader does not know" + at;
+                return false;
+            }
+        }
+        if (!format) {
+            why = "the header has no format line";
+            return false;
+        }
+        return true;
+    }
+
+    const PlyElement* _element(std::string_view name) const {
+        for (const PlyElement& e : elements_)
+            if (e.name == name) return &e;
+        return nullptr;
+    }
+    static bool _has(const PlyElement& e, std::string_view name) {
+        for (const PlyProperty& p : e.properties)
+            if (p.name == name && p.countType == PlyType::None) return true;
+        return false;
+    }
+    // Face lists give indices into the vertices; the reader uses them as they are.
+    bool _isIndexList(const PlyElement& e, const PlyProperty& p) const {
+        return e.name == "face" && p.countType != PlyType::None && (p.name == "vertex_indices" || p.name == "vertex_index");
+    }
+
+    std::string _shortOf(const PlyElement& e, uint64_t instance, const char* what) const {
+        return "the header declares " + std::to_string(e.count) + " " + e.name + " element" + (e.count == 1 ? "" : "s") +
+               ", but " + what + " after " + std::to_string(instance);
+    }
+
+    bool _index(const PlyElement& e, uint64_t instance, double value, std::string& why) const {
+        if (value >= 0 && value < double(vertexCount_) && value == double(int64_t(value))) return true;
+        why = e.name + " " + std::to_string(instance + 1) + " names vertex " + std::to_string(int64_t(value)) +
+              ", but there are " + std::to_string(vertexCount_);
+        return false;
+    }
+
+    bool _asciiData(std::string& why) {
+        for (const PlyElement& e : elements_) {
+            for (uint64_t k = 0; k < e.count; ++k) {
+                std::string_view line;
+                if (!_line(line)) {
+                    why = _shortOf(e, k, "the data ends");
+                    return false;
+                }
+                const auto w = s_words(line);
+                size_t at = 0;
+                for (const PlyProperty& p : e.properties) {
+                    if (at >= w.size()) {
+                        why = e.name + " " + std::to_string(k + 1) + " of " + std::to_string(e.count) + " (line " +
+                              std::to_string(line_) + ") has no value for " + p.name;
+                        return false;
+                    }
+                    if (p.countType == PlyType::None) {
+                        ++at;
+                        continue;
+                    }
+                    uint64_t n = 0;
+                    if (!s_parseCount(w[at], n) || n > kMaxListLength) {
+                        why = e.name + " " + std::to_string(k + 1) + ": the list " + p.name + " has no valid length";
+                        return false;
+                    }
+                    ++at;
+                    if (w.size() - at < n) {
+                        why = e.name + " " + std::to_string(k + 1) + " (line " + std::to_string(line_) + "): the list " + p.name +
+                              " promises " + std::to_string(n) + " values, the line holds " + std::to_string(w.size() - at);
+                        return false;
+                    }
+                    if (_isIndexList(e, p))
+                        for (uint64_t i = 0; i < n; ++i)
+                            if (!_index(e, k, std::strtod(std::string(w[at + i]).c_str(), nullptr), why)) return false;
+                    at += n;
+                }
+            }
+        }
+        return true;
+    }
+
+    bool _binaryData(std::string& why) {
+        for (const PlyElement& e : elements_) {
+            // Fixed-size elements are checked in one step.
+            bool fixed = true;
+            size_t each = 0;
+            for (const PlyProperty& p : e.properties) {
+                fixed &= p.countType == PlyType::None;
+                each += s_plySize(p.type);
+            }
+            if (fixed) {
+                const uint64_t room = (size_ - pos_) / std::max<size_t>(each, 1);
+                if (each > 0 && room < e.count) {
+                    why = _shortOf(e, room, "the data ends");
+                    return false;
+                }
+                pos_ += size_t(e.count * each);
+                continue;
+            }
+            for (uint64_t k = 0; k < e.count; ++k) {
+                for (const PlyProperty& p : e.properties) {
+                    const size_t countSize = p.countType == PlyType::None ? 0 : s_plySize(p.countType);
+                    if (p.countType == PlyType::None) {
+                        if (size_ - pos_ < s_plySize(p.type)) {
+                            why = _shortOf(e, k, "the data ends");
+                            return false;
+                        }
+                        pos_ += s_plySize(p.type);
+                        continue;
+                    }
+                    if (size_ - pos_ < countSize) {
+                        why = _shortOf(e, k, "the data ends");
+                        return false;
+                    }
+                    const int64_t n = s_binaryInteger(data_ + pos_, p.countType, bigEndian_);
+                    pos_ += countSize;
+                    if (n < 0 || uint64_t(n) > kMaxListLength) {
+                        why = e.name + " " + std::to_string(k + 1) + ": the list " + p.name + " has a length of " +
+                              std::to_string(n);
+                        return false;
+                    }
+                    const size_t item = s_plySize(p.type);
+                    if ((size_ - pos_) / item < uint64_t(n)) {
+                        why = _shortOf(e, k, "the data ends");
+                        return false;
+                    }
+                    if (_isIndexList(e, p)) {
+                        for (int64_t i = 0; i < n; ++i) {
+                            const unsigned char* v = data_ + pos_ + size_t(i) * item;
+                            double value = 0;
+                            if (s_plyInteger(p.type)) {
+                                value = double(s_binaryInteger(v, p.type, bigEndian_));
+                            } else {
+                                unsigned char b[8];
+                                for (size_t j = 0; j < item; ++j) b[j] = v[bigEndian_ ? item - 1 - j : j];
+                                if (item == 4) {
+                                    float f;
+                                    std::memcpy(&f, b, 4);
+                                    value = f;
+                                } else {
+                                    std::memcpy(&value, b, 8);
+                                }
+                            }
+                            if (!_index(e, k, value, why)) return false;
+                        }
+                    }
+                    pos_ += size_t(n) * item;
+                }
+            }
+        }
+        return true;
+    }
+
+    const unsigned char* data_;
+    size_t size_, pos_ = 0, line_ = 0;
+    bool ascii_ = true, bigEndian_ = false;
+    std::vector<PlyElement> elements_;
+    uint64_t vertexCount_ = 0;
+};
+
+} // namespace
+
+bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size, std::string& why) {
+    switch (format) {
+    case ModelFormat::Stl: return s_checkStl(data, size, why);
+    case ModelFormat::Ply: return PlyChecker(data, size).check(why);
+    default: return true;
+    }
+}
+
+} // namespace zul::scene
