@@ -12,6 +12,7 @@
 #include <fstream>
 #include <unistd.h>
 
+#include "zul/scene/ModelCheck.h"
 #include "zul/scene/Scene.h"
 
 namespace {
@@ -83,6 +84,146 @@ TEST_F(SceneFiles, BadFilesAreRefusedAndChangeNothing) {
     EXPECT_FALSE(scene.addFile((dir_ / "absent.obj").string(), error));
     EXPECT_EQ(scene.partCount(), parts);
     EXPECT_FALSE(scene.partBounds(0, nullptr));
+}
+
+// Files whose header promises what their data does not hold: VTK's readers
+// crash, abort or read on into nothing on each of these.
+TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
+    zul::scene::Scene scene;
+    scene.addSampleModel();
+    const size_t parts = scene.partCount();
+    const std::string header = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+                               "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n";
+    struct Case {
+        std::string name, text, said;
+    };
+    std::string truncatedStl(84 + 50 * 3, '\0');
+    truncatedStl[80] = 12; // twelve triangles promised, three there
+    const Case cases[] = {
+        {"short.ply", "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n",
+         "declares 3 vertex elements, but the data ends after 2"},
+        {"nofaces.ply", header + "0 0 0\n1 0 0\n0 1 0\n", "declares 1 face element, but the data ends after 0"},
+        {"badindex.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "face 1 names vertex 7, but there are 3"},
+        {"shortlist.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1\n", "promises 3 values, the line holds 2"},
+        {"truncated.stl", truncatedStl, "the header promises 12 triangles, the file holds 3"},
+    };
+    for (const Case& c : cases) {
+        std::string error;
+        const std::string path = (dir_ / c.name).string();
+        std::ofstream(path, std::ios::binary) << c.text;
+        EXPECT_FALSE(scene.addFile(path, error)) << c.name;
+        EXPECT_NE(error.find(path), std::string::npos) << error;
+        EXPECT_NE(error.find(c.said), std::string::npos) << error;
+    }
+    // A binary PLY cut inside its faces, in both byte orders.
+    for (const char* order : {"binary_little_endian", "binary_big_endian"}) {
+        std::string bin = "ply\nformat " + std::string(order) + " 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+                          "property float z\nelement face 2\nproperty list uchar int vertex_indices\nend_header\n";
+        bin += std::string(36, '\0') + '\3' + std::string(12, '\0');
+        std::string why;
+        EXPECT_FALSE(zul::scene::checkModelBytes(zul::scene::ModelFormat::Ply, reinterpret_cast<const unsigned char*>(bin.data()),
+                                                 bin.size(), why));
+        EXPECT_NE(why.find("declares 2 face elements, but the data ends after 1"), std::string::npos) << why;
+    }
+    EXPECT_EQ(scene.partCount(), parts) << "the scene is as it was";
+}
+
+// What the checks cannot see, the reader's helper process takes: a reader
+// that dies or hangs there is a message here.
+TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
+    const std::string dies = write("dies.sh", "#!/bin/sh\nkill -SEGV $$\n");
+    const std::string says = write("says.sh", "#!/bin/sh\necho 'no geometry in it (the reader said so)' >&2\nexit 1\n");
+    fs::permissions(dies, fs::perms::owner_all);
+    fs::permissions(says, fs::perms::owner_all);
+    const std::string model = write("box.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    zul::scene::Scene scene;
+    std::string error;
+    ::setenv("ZUL_MODEL_READER", dies.c_str(), 1);
+    EXPECT_FALSE(scene.addFile(model, error));
+    EXPECT_NE(error.find("box.obj: the reader failed on it (signal 11)"), std::string::npos) << error;
+    ::setenv("ZUL_MODEL_READER", says.c_str(), 1);
+    EXPECT_FALSE(scene.addFile(model, error));
+    EXPECT_NE(error.find("box.obj: no geometry in it (the reader said so)"), std::string::npos) << error;
+    ::unsetenv("ZUL_MODEL_READER");
+    EXPECT_TRUE(scene.addFile(model, error)) << error;
+    EXPECT_EQ(scene.partCount(), 1u);
+}
+
+TEST(SceneCamera, NothingInTheViewVolumeIsClippedWhateverTheEyeDistance) {
+    zul::scene::Scene scene;
+    scene.addSampleModel();
+    double b[6];
+    ASSERT_TRUE(scene.bounds(b));
+    vtkRenderer* r = scene.renderer();
+    auto depths = [&](vtkCamera* cam, double& nearest, double& farthest) {
+        double eye[3], d[3];
+        cam->GetPosition(eye);
+        cam->GetDirectionOfProjection(d);
+        nearest = 1e300, farthest = -1e300;
+        for (int k = 0; k < 8; ++k) {
+            const double c[3] = {b[k & 1] - eye[0], b[2 + ((k >> 1) & 1)] - eye[1], b[4 + ((k >> 2) & 1)] - eye[2]};
+            const double depth = c[0] * d[0] + c[1] * d[1] + c[2] * d[2];
+            nearest = std::min(nearest, depth), farthest = std::max(farthest, depth);
+        }
+    };
+    // The eye one unit above a target inside the model, looking down.
+    zul::scene::Camera c{{10, 0, 21}, {10, 0, 20}, {0, 1, 0}, false, 100.0f, 120.0f};
+    zul::scene::applyCamera(c, r);
+    double nearest = 0, farthest = 0, range[2];
+    r->GetActiveCamera()->GetClippingRange(range);
+    depths(r->GetActiveCamera(), nearest, farthest);
+    EXPECT_GT(nearest, 0.0) << "a parallel camera's VTK eye stands outside the model";
+    EXPECT_LE(range[0], nearest);
+    EXPECT_GE(range[1], farthest);
+    double focus[3];
+    r->GetActiveCamera()->GetFocalPoint(focus);
+    EXPECT_NEAR(focus[2], 20.0, 1e-9) << "the orbit still turns about the target";
+    // Read back, the model's eye keeps its own distance.
+    zul::scene::Camera back = c;
+    zul::scene::readCamera(r, back);
+    EXPECT_NEAR(back.eye[2], 21.0f, 1e-4);
+
+    // Perspective with the eye inside the model: the near plane is closer
+    // than any depth buffer would need, the far plane behind everything.
+    c.perspective = true;
+    zul::scene::applyCamera(c, r);
+    r->GetActiveCamera()->GetClippingRange(range);
+    depths(r->GetActiveCamera(), nearest, farthest);
+    EXPECT_LE(range[0], range[1] * 1.0001e-4);
+    EXPECT_GE(range[1], farthest);
+    // Perspective from outside: the near plane stops just before the model.
+    zul::scene::Camera outside{{10, 0, 400}, {10, 0, 20}, {0, 1, 0}, true, 380.0f, 120.0f};
+    zul::scene::applyCamera(outside, r);
+    r->GetActiveCamera()->GetClippingRange(range);
+    depths(r->GetActiveCamera(), nearest, farthest);
+    EXPECT_LE(range[0], nearest);
+    EXPECT_GT(range[0], nearest * 0.9);
+}
+
+TEST(SceneCamera, AnUpAlongTheViewOrNotANumberGetsAValidFrame) {
+    const zul::scene::Camera cases[] = {
+        {{0, 0, 10}, {0, 0, 0}, {0, 0, 1}, false, 10.0f, 5.0f},       // up along the view
+        {{0, 0, 10}, {0, 0, 0}, {0, 0, 0}, false, 10.0f, 5.0f},       // no up at all
+        {{3, 3, 3}, {3, 3, 3}, {0, 1, 0}, true, 10.0f, 5.0f},         // eye on the target
+        {{NAN, 0, 1}, {0, INFINITY, 0}, {0, NAN, 1}, false, NAN, -1}, // numbers that are not
+    };
+    for (const auto& c : cases) {
+        const zul::scene::CameraFrame f = zul::scene::frameOf(c);
+        double dot = 0, up = 0, dir = 0;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(std::isfinite(f.eye[i]) && std::isfinite(f.target[i]) && std::isfinite(f.up[i]));
+            dot += f.up[i] * f.direction[i], up += f.up[i] * f.up[i], dir += f.direction[i] * f.direction[i];
+        }
+        EXPECT_NEAR(dot, 0.0, 1e-9);
+        EXPECT_NEAR(up, 1.0, 1e-9);
+        EXPECT_NEAR(dir, 1.0, 1e-9);
+        EXPECT_GT(f.viewHeight, 0.0);
+        EXPECT_TRUE(std::isfinite(f.viewHeight) && std::isfinite(f.focal));
+    }
+    EXPECT_TRUE(zul::scene::frameOf(cases[0]).upReplaced);
+    const float up[3] = {0, 0, 1}, view[3] = {0, 0, -5}, side[3] = {1, 0, 0};
+    EXPECT_TRUE(zul::scene::upParallelToView(up, view));
+    EXPECT_FALSE(zul::scene::upParallelToView(up, side));
 }
 
 TEST(SceneCamera, TheCameraModelSurvivesAVtkCameraBothProjections) {

@@ -3,12 +3,17 @@
 // them, and the VTK camera and the rendered picture are checked.
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QApplication>
+#include <QDialog>
+#include <QStatusBar>
 #include <QSurfaceFormat>
 #include <QAction>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QMessageBox>
 #include <QTest>
+#include <QTimer>
 #include <QVTKOpenGLNativeWidget.h>
 
 #include <vtkCamera.h>
@@ -26,6 +31,7 @@
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewManager.h"
 #include "MainWindow.h"
+#include "RunProgram.h"
 
 namespace {
 
@@ -92,6 +98,38 @@ protected:
         w->GetZbufferData(0, 0, p.width - 1, p.height - 1, z);
         p.depth.assign(z->GetPointer(0), z->GetPointer(0) + size_t(p.width) * p.height);
         return p;
+    }
+
+    // The visible pixels the model covers.
+    static long coverage(const Picture& p) {
+        long n = 0;
+        for (float d : p.depth) n += d < 1.0f;
+        return n;
+    }
+    // How many pixels the two pictures disagree on, covered or not.
+    static long differing(const Picture& a, const Picture& b) {
+        long n = 0;
+        for (size_t i = 0; i < a.depth.size() && i < b.depth.size(); ++i) n += (a.depth[i] < 1.0f) != (b.depth[i] < 1.0f);
+        return n;
+    }
+    // The same parallel picture with the model's eye far back along the
+    // view: nothing can be clipped there, so it is what the picture must be.
+    Picture fromFarBack() {
+        auto* v = host()->sceneViewer.Get();
+        float saved[3];
+        for (int i = 0; i < 3; ++i) saved[i] = v->eye[i];
+        float d[3], n = 0;
+        for (int i = 0; i < 3; ++i) d[i] = v->eye[i] - v->target[i], n += d[i] * d[i];
+        n = std::sqrt(n);
+        for (int i = 0; i < 3; ++i) v->eye[i] = v->target[i] + d[i] / n * 5000.0f;
+        Picture far = picture();
+        for (int i = 0; i < 3; ++i) v->eye[i] = saved[i];
+        return far;
+    }
+    QAction* viewItem(const QString& name) {
+        for (UINT id = 17001; id < 17200; ++id)
+            if (QAction* a = host()->action(id); a && a->text() == name) return a;
+        return nullptr;
     }
 
     QTemporaryDir dir_;
@@ -204,6 +242,223 @@ TEST_F(ViewerE2E, ALockedUpVectorRefusesAViewAlongIt) {
     ASSERT_EQ(mgr_->ShowView("+Z"), S_OK);
     EXPECT_TRUE(along(looking(), 0, 0, 1));
     EXPECT_EQ(messages_.size(), 1u);
+}
+
+TEST_F(ViewerE2E, NothingVanishesWhenTheEyeStandsInsideTheModel) {
+    // The Rotate dialog's +Z puts the eye one unit from the target, inside
+    // the sample; every part must still be drawn, as from far back.
+    ASSERT_EQ(host()->Run(7133), S_OK);
+    QAbstractButton* plusZ = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (qobject_cast<QDialog*>(w) && w->isVisible())
+            for (QAbstractButton* b : w->findChildren<QAbstractButton*>())
+                if (b->text() == "+Z") plusZ = b;
+    ASSERT_NE(plusZ, nullptr) << "the Rotate dialog shows a +Z button";
+    plusZ->click();
+    EXPECT_TRUE(along(looking(), 0, 0, 1));
+    auto* v = host()->sceneViewer.Get();
+    const float eyeToTarget = std::fabs(v->eye[2] - v->target[2]);
+    EXPECT_NEAR(eyeToTarget, 1.0f, 1e-3) << "the module keeps its own eye";
+    const Picture near = picture(), far = fromFarBack();
+    EXPECT_GT(coverage(far), long(far.width) * far.height / 20);
+    EXPECT_LT(differing(near, far), long(far.width) * far.height / 1000) << "no part is sliced or missing";
+    // A toolbar align after it keeps the model whole too.
+    ASSERT_EQ(host()->Run(7145), S_OK);
+    const Picture side = picture(), sideFar = fromFarBack();
+    EXPECT_LT(differing(side, sideFar), long(side.width) * side.height / 1000);
+}
+
+TEST_F(ViewerE2E, AViewWhoseUpIsAlongItsDirectionStillShowsTheModel) {
+    auto store = host()->firstObject<IViewManager2>();
+    ASSERT_TRUE(store);
+    FullViewInfo p;
+    p.pUpVector[0] = 0, p.pUpVector[1] = 0, p.pUpVector[2] = 1;
+    p.pViewVector[0] = 0, p.pViewVector[1] = 0, p.pViewVector[2] = 5;
+    ASSERT_EQ(store->CreateViewInfo("P", p), S_OK) << "the store keeps such a view";
+    ASSERT_EQ(mgr_->ShowView("P"), S_OK);
+    host()->sceneViewer->FitAll();
+    const Picture shot = picture();
+    EXPECT_GT(coverage(shot), long(shot.width) * shot.height / 20) << "not a blank picture";
+}
+
+TEST_F(ViewerE2E, TheDefaultViewIsTheFirstPictureAndHomeComesBackToIt) {
+    ASSERT_EQ(mgr_->SetDefaultView("-Y"), S_OK);
+    // A new session on the same hive starts in the default view.
+    window_->StopModule();
+    window_.reset();
+    window_ = std::make_unique<MainWindow>();
+    QString error;
+    ASSERT_TRUE(window_->StartModule(error)) << error.toStdString();
+    window_->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window_.get()));
+    window_->scene().axesRenderer()->DrawOff();
+    window_->ShowSample();
+    EXPECT_TRUE(along(looking(), 0, -1, 0)) << "the -Y view looks along -Y";
+    const double* up = camera()->GetViewUp();
+    EXPECT_NEAR(up[2], 1.0, 1e-6) << "with the stored up";
+    ASSERT_EQ(window_->module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(),
+                                                reinterpret_cast<void**>(mgr_.ReleaseAndGetAddressOf())),
+              S_OK);
+    // Fitted: the whole model inside the picture.
+    const Picture first = picture();
+    long edge = 0;
+    for (int x = 0; x < first.width; ++x) edge += first.covered(x, 0) + first.covered(x, first.height - 1);
+    EXPECT_EQ(edge, 0) << "framed so the model fits";
+    EXPECT_GT(coverage(first), long(first.width) * first.height / 40);
+    // Home, from anywhere.
+    ASSERT_EQ(host()->Run(7145), S_OK);
+    QAction* home = window_->findChild<QAction*>("applyDefaultView");
+    ASSERT_NE(home, nullptr);
+    EXPECT_EQ(home->shortcut(), QKeySequence(Qt::Key_Home));
+    home->trigger();
+    EXPECT_TRUE(along(looking(), 0, -1, 0));
+    // Cleared, the start view is +Isometric again.
+    QAction* clear = window_->findChild<QAction*>("clearDefaultView");
+    ASSERT_NE(clear, nullptr);
+    clear->trigger();
+    ULONG len = 0;
+    EXPECT_EQ(mgr_->GetDefaultView(&len, nullptr), E_FAIL) << "no view is marked";
+    host()->answerMessage = [](const QString&) { return 1; };
+    home->trigger();
+    const auto iso = looking();
+    EXPECT_FALSE(along(iso, 0, -1, 0));
+    EXPECT_GT(std::fabs(iso[0]) * std::fabs(iso[1]) * std::fabs(iso[2]), 0.1) << "an isometric direction";
+}
+
+TEST_F(ViewerE2E, ALockSetNearAnAxisLocksItAndRefusesAViewAlongIt) {
+    // The stored -Y view's up has tiny components; locking snaps it to Z.
+    ASSERT_EQ(host()->Run(7143), S_OK);
+    EXPECT_NE(host()->sceneViewer->up[0], 0.0f);
+    host()->sceneViewer->SetUpLocked(true);
+    auto* v = host()->sceneViewer.Get();
+    EXPECT_EQ(v->up[0], 0.0f);
+    EXPECT_EQ(v->up[1], 0.0f);
+    EXPECT_EQ(v->up[2], 1.0f);
+    const auto before = looking();
+    ASSERT_EQ(host()->Run(7147), S_OK); // the stored +Z view looks along the locked up
+    EXPECT_TRUE(along(looking(), before[0], before[1], before[2])) << "refused: the camera stays";
+    ASSERT_EQ(messages_.size(), 1u);
+    EXPECT_NE(messages_.back().find("locked up vector"), std::string::npos);
+    EXPECT_NE(window_->statusBar()->currentMessage().indexOf("locked up vector"), -1);
+    // Orbiting keeps the up exact.
+    camera()->Azimuth(30);
+    camera()->Elevation(25);
+    v->CameraMovedByUser(false);
+    EXPECT_EQ(v->up[0], 0.0f);
+    EXPECT_EQ(v->up[1], 0.0f);
+    EXPECT_EQ(v->up[2], 1.0f);
+    // Far from every axis, the lock keeps the up as it is.
+    host()->sceneViewer->SetUpLocked(false);
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    const float iso[3] = {v->up[0], v->up[1], v->up[2]};
+    host()->sceneViewer->SetUpLocked(true);
+    EXPECT_EQ(host()->sceneViewer->LockedAxis(), 0);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(v->up[i], iso[i]);
+    ASSERT_EQ(host()->Run(7145), S_OK);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(v->up[i], iso[i]) << "a view does not move a locked up";
+}
+
+// The navigator hears of every camera change through the host's event.
+class CNavigatorListener : public zul::com::ObjectRoot, public IViewNavigatorSink {
+public:
+    ZUL_BEGIN_INTERFACE_MAP(CNavigatorListener)
+    ZUL_INTERFACE_ENTRY(IViewNavigatorSink)
+    ZUL_END_INTERFACE_MAP()
+    ZUL_DELEGATING_IUNKNOWN
+    std::vector<FullViewInfo> changes;
+    HRESULT STDMETHODCALLTYPE NotifyViewChanged(FullViewInfo info) override {
+        changes.push_back(info);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE NotifyViewPreDraw() override { return S_OK; }
+};
+
+TEST_F(ViewerE2E, AnAppliedViewReachesNavigatorListenersAndALockDisablesItsViews) {
+    auto navigator = host()->firstObject<IViewNavigator>();
+    ASSERT_TRUE(navigator);
+    zul::com::ComPtr<CNavigatorListener> listener;
+    {
+        IViewNavigatorSink* sink = nullptr;
+        zul::com::createInstance<CNavigatorListener>(nullptr, zul::com::iidOf<IViewNavigatorSink>(), reinterpret_cast<void**>(&sink));
+        listener.Attach(static_cast<CNavigatorListener*>(sink));
+    }
+    ASSERT_EQ(navigator->RegisterInterest(listener.Get()), S_OK);
+    listener->changes.clear();
+    QAction* plusZ = viewItem("+Z");
+    ASSERT_NE(plusZ, nullptr);
+    plusZ->trigger();
+    ASSERT_EQ(listener->changes.size(), 1u) << "one event for one applied view";
+    const FullViewInfo& seen = listener->changes.back();
+    EXPECT_GT(std::fabs(seen.pViewVector[2]), 1e3f * (std::fabs(seen.pViewVector[0]) + std::fabs(seen.pViewVector[1])))
+        << "the listener heard of the +Z view";
+
+    // The -Z view has Y exactly up: locked, the +Y and -Y views cannot be applied.
+    ASSERT_EQ(host()->Run(7144), S_OK);
+    host()->sceneViewer->SetUpLocked(true);
+    EXPECT_EQ(host()->sceneViewer->LockedAxis(), 2);
+    ASSERT_NE(viewItem("+Y"), nullptr);
+    EXPECT_FALSE(viewItem("+Y")->isEnabled());
+    EXPECT_FALSE(viewItem("-Y")->isEnabled());
+    EXPECT_TRUE(viewItem("+X")->isEnabled());
+    host()->sceneViewer->SetUpLocked(false);
+    EXPECT_TRUE(viewItem("+Y")->isEnabled());
+    navigator->UnregisterInterest(listener.Get());
+}
+
+TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {
+    ASSERT_EQ(viewItem("Elsewhere"), nullptr);
+    const std::string krviews = std::string("ZUL_USER_HIVE='") + dir_.filePath("user.db").toStdString() + "' KRAV_MODULE='" +
+                                KRAV_MODULE_PATH + "' '" + KRVIEWS_PATH + "' ";
+    auto r = zul::test::runProgram(krviews + "add Elsewhere --view 1,1,0 2>&1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    window_->PollStore();
+    ASSERT_NE(viewItem("Elsewhere"), nullptr) << "the menu follows";
+    r = zul::test::runProgram(krviews + "delete -- -Z 2>&1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    window_->PollStore();
+    EXPECT_EQ(viewItem("-Z"), nullptr);
+    EXPECT_NE(viewItem("Elsewhere"), nullptr);
+}
+
+TEST_F(ViewerE2E, VtkLetterKeysDoNothingAndTheViewersKeysAreListed) {
+    ASSERT_EQ(host()->Run(7145), S_OK);
+    window_->view()->setFocus();
+    for (char key : {'3', 'w', 's', 'e', 'q', 'r'}) QTest::keyClick(window_->view(), key);
+    QApplication::processEvents();
+    EXPECT_FALSE(window_->renderWindow()->GetStereoRender()) << "no red-blue stereo";
+    EXPECT_TRUE(along(looking(), 1, 0, 0)) << "no camera reset";
+    EXPECT_TRUE(window_->isVisible()) << "no end of the interaction";
+    QAction* keys = window_->findChild<QAction*>("keyboardShortcuts");
+    ASSERT_NE(keys, nullptr);
+    QString shown;
+    QTimer::singleShot(200, [&] {
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (auto* box = qobject_cast<QMessageBox*>(w); box && box->isVisible()) {
+                shown = box->text();
+                box->accept();
+            }
+    });
+    keys->trigger();
+    EXPECT_TRUE(shown.contains("Home") && shown.contains("<b>F</b>")) << shown.toStdString();
+}
+
+TEST(ViewerStart, DamagedModelsGiveAMessageAndAFailingStatus) {
+    QTemporaryDir dir;
+    QFile ply(dir.filePath("x.ply"));
+    ASSERT_TRUE(ply.open(QIODevice::WriteOnly));
+    ply.write("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n");
+    ply.close();
+    const std::string env = "ZUL_USER_HIVE='" + dir.filePath("u.db").toStdString() + "' KRAV_MODULE='" + KRAV_MODULE_PATH + "' ";
+    const std::string shot = dir.filePath("shot.png").toStdString();
+    auto r = zul::test::runProgram(env + "'" + ZULVIEW_PATH + "' --screenshot '" + shot + "' '" + ply.fileName().toStdString() +
+                                   "' 2>&1");
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.out.find("x.ply: the header declares 3 vertex elements, but the data ends after 2"), std::string::npos) << r.out;
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(shot))) << "no picture of something else";
+    r = zul::test::runProgram(env + "'" + ZULVIEW_PATH + "' --screenshot '" + shot + "' '" + dir.filePath("missing.stl").toStdString() +
+                              "' 2>&1");
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.out.find("missing.stl: no such file"), std::string::npos) << r.out;
 }
 
 TEST(ViewerStart, AMissingModuleOrModelIsReportedAndTheViewerGoesOn) {

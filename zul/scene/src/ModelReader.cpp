@@ -23,8 +23,10 @@
 namespace zul::scene {
 namespace {
 
-// The helper program: beside the library that holds this code.
+// The helper program: $ZUL_MODEL_READER when set (a developer's reader),
+// else beside the library that holds this code.
 std::string s_helperPath() {
+    if (const char* own = std::getenv("ZUL_MODEL_READER"); own && *own) return own;
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void*>(&readModelFile), &info) && info.dli_fname)
         return (std::filesystem::path(info.dli_fname).parent_path() / "zulreadmodel").string();
@@ -56,7 +58,7 @@ bool s_checkFile(const std::string& path, ModelFormat format, std::string& why) 
             ::munmap(map, size_t(st.st_size));
         }
     } else {
-        why = "the file is empty";
+        why = "no geometry in it (the file is empty)";
         ok = false;
     }
     ::close(fd);

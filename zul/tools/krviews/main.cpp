@@ -51,6 +51,14 @@ int failure(const std::string& what, HRESULT hr) {
     return kFailure;
 }
 
+// The store keeps such a view as it is given; a camera cannot look along
+// its own up direction, so the viewer shows it with another up.
+void warnIfUpAlongView(const FullViewInfo& info) {
+    if (zul::scene::upParallelToView(info.pUpVector, info.pViewVector))
+        std::cerr << "krviews: warning: the up vector is parallel to the view vector; a viewer shows this view with "
+                     "another up direction\n";
+}
+
 int nothing(const std::string& why) {
     std::cerr << "krviews: nothing was done: " << why << "\n";
     return kNothing;
@@ -432,6 +440,7 @@ int main(int argc, char** argv) {
             hr = store->CreateViewInfo(name.c_str(), info);
             if (hr == S_FALSE) return nothing("a view named '" + name + "' exists already");
             if (hr != S_OK) return failure("cannot add '" + name + "'", hr);
+            warnIfUpAlongView(info);
         } else if (sub == "edit") {
             FullViewInfo info;
             hr = store->GetViewInfo(name.c_str(), &info);
@@ -441,6 +450,7 @@ int main(int argc, char** argv) {
             if (editOpts.from || editOpts.at) info.bHasFromAndAt = 1;
             hr = store->EditViewInfo(name.c_str(), info);
             if (hr != S_OK) return failure("cannot edit '" + name + "'", hr);
+            warnIfUpAlongView(info);
         } else if (sub == "rename") {
             FullViewInfo info;
             if (store->GetViewInfo(newName.c_str(), &info) == S_OK)

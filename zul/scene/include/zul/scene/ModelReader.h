@@ -7,7 +7,8 @@
 //      the bytes that follow (PLY elements and lists, face indices; binary
 //      STL triangle counts) and names what does not fit;
 //   2. the reader itself runs in a helper process, `zulreadmodel`, beside
-//      this library, with a memory limit and a time limit; it hands back
+//      this library ($ZUL_MODEL_READER names another), with a memory limit
+//      (half the machine's memory) and a time limit; it hands back
 //      the geometry as a VTK XML file. A crash, a hang or an exhausted
 //      memory limit there becomes a message here.
 #pragma once
