@@ -149,6 +149,26 @@ TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
     EXPECT_EQ(scene.partCount(), 1u);
 }
 
+// Models no one here made: Debian's assimp-testmodels. One of them is a PLY
+// whose vertex lines lack the list its header declares; VTK's reader
+// crashes on it.
+TEST(SceneRealFiles, RealModelsLoadAndADamagedOneIsRefused) {
+    const fs::path models = "/usr/share/assimp/models";
+    if (!fs::exists(models / "PLY/issue623.ply")) GTEST_SKIP() << "Debian package assimp-testmodels is not installed";
+    zul::scene::Scene scene;
+    std::string error;
+    for (const char* name : {"STL/Spider_binary.stl", "STL/Spider_ascii.stl", "PLY/cube_binary.ply", "PLY/float-color.ply",
+                             "OBJ/spider.obj", "OBJ/box.obj"})
+        EXPECT_TRUE(scene.addFile((models / name).string(), error)) << name << ": " << error;
+    EXPECT_EQ(scene.partCount(), 6u);
+    double b[6];
+    ASSERT_TRUE(scene.partBounds(1, b));
+    EXPECT_GT(b[1] - b[0], 1.0) << "the spider has a size";
+    EXPECT_FALSE(scene.addFile((models / "PLY/issue623.ply").string(), error));
+    EXPECT_NE(error.find("vertex 1 of 24 (line 13) has no value for vertex_indices"), std::string::npos) << error;
+    EXPECT_EQ(scene.partCount(), 6u);
+}
+
 TEST(SceneCamera, NothingInTheViewVolumeIsClippedWhateverTheEyeDistance) {
     zul::scene::Scene scene;
     scene.addSampleModel();

@@ -115,7 +115,8 @@ void MainWindow::_buildUi() {
     fit->setObjectName("fitAll");
     fit->setShortcut(Qt::Key_F);
     fit->setToolTip(tr("Fit the whole model in the view (F)"));
-    defaultView_ = bar->addAction(tr("Home"), this, [this] { StartView(); });
+    defaultView_ = bar->addAction(tr("&Default view"), this, [this] { StartView(); });
+    defaultView_->setIconText(tr("Home"));
     defaultView_->setObjectName("applyDefaultView");
     defaultView_->setShortcut(Qt::Key_Home);
     defaultView_->setToolTip(tr("Show the default view, or +Isometric when none is set, with the model fitted (Home)"));
@@ -160,8 +161,8 @@ void MainWindow::_buildUi() {
             if (FAILED(host_->Run(id))) statusBar()->showMessage(tr("The view module is not loaded"), 4000);
         });
     }
-    QMenu* help = menuBar()->addMenu(tr("&Help"));
-    QAction* keys = help->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
+    help_ = menuBar()->addMenu(tr("&Help"));
+    QAction* keys = help_->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
     keys->setObjectName("keyboardShortcuts");
     statusBar()->showMessage(tr("Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
 
@@ -194,6 +195,9 @@ zul::com::ComPtr<IAdvancedViewsModuleMgr> MainWindow::_mgr() const {
 }
 
 void MainWindow::_addViewMenuItems() {
+    // Help stays the last menu, after the module's.
+    menuBar()->removeAction(help_->menuAction());
+    menuBar()->addAction(help_->menuAction());
     QMenu* view = host_->menu(205);
     if (!view) return;
     view->addSeparator();

@@ -84,6 +84,7 @@ private:
     zul::com::ComPtr<IZulModule> module_;
     zul::com::ComPtr<IObjectWithSite> moduleSite_;
     bool firstFrameSeen_ = false;
+    QMenu* help_ = nullptr;
     QAction* defaultView_ = nullptr;
     QAction* clearDefault_ = nullptr;
 };
