@@ -231,4 +231,27 @@ TEST_F(Krviews, RenderDrawsOnePictureOrALabelledSheet) {
     EXPECT_EQ(h, 2u * (150u + 24u)) << "two rows, each with its label band";
     EXPECT_EQ(run("render --sample --view Nowhere -o '" + sheet + "'", xvfb).status, 1) << "nothing to show";
     EXPECT_EQ(run("sheet '" + (dir_ / "missing.stl").string() + "' -o '" + sheet + "'", xvfb).status, 3);
+
+    // Files VTK's PLY reader crashes or aborts on: a message and a failing status.
+    const std::string shortPly = (dir_ / "x.ply").string(), noFaces = (dir_ / "faces.ply").string();
+    std::FILE* f = std::fopen(shortPly.c_str(), "w");
+    std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n", f);
+    std::fclose(f);
+    f = std::fopen(noFaces.c_str(), "w");
+    std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+               "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n", f);
+    std::fclose(f);
+    r = run("render '" + shortPly + "' --view +X -o '" + one + "'", xvfb);
+    EXPECT_EQ(r.status, 3);
+    EXPECT_NE(r.err.find("x.ply: the header declares 3 vertex elements, but the data ends after 2"), std::string::npos) << r.err;
+    r = run("render '" + noFaces + "' --view +X -o '" + one + "'", xvfb);
+    EXPECT_EQ(r.status, 3);
+    EXPECT_NE(r.err.find("faces.ply: the header declares 1 face element, but the data ends after 0"), std::string::npos) << r.err;
+
+    // A view looking along its own up: kept, with a warning, and drawn.
+    r = run("add P --up 0,0,1 --view 0,0,5");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.err.find("warning: the up vector is parallel to the view vector"), std::string::npos) << r.err;
+    r = run("render --sample --view P --size 200x150 -o '" + one + "'", xvfb);
+    EXPECT_EQ(r.status, 0) << r.err;
 }

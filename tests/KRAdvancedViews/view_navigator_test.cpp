@@ -339,3 +339,23 @@ TEST_F(StoreAndNavigator, AStoredViewReachesTheHostCamera) {
     store->BindViewNavigator(nullptr);
     static_cast<IObjectWithSite*>(nav.Get())->SetSite(nullptr);
 }
+
+// The headless host's viewer, as krviews gives it: an applied view ends in a
+// redraw, and the redraw's camera-change event tells the listeners once.
+TEST(HeadlessViewer, AnAppliedViewReachesTheListenersThroughTheRedrawEvent) {
+    auto viewer = make<zul::runtime::CMemoryViewer, IHostApplication>();
+    auto nav = make<CViewNavigator, IViewNavigator2>();
+    static_cast<IObjectWithSite*>(nav.Get())->SetSite(static_cast<IHostApplication*>(viewer.Get()));
+    auto sink = make<CNavSink, IViewNavigatorSink>();
+    ASSERT_EQ(nav->RegisterInterest(sink.Get()), S_OK);
+    sink->events.clear();
+    FullViewInfo r;
+    r.pViewVector[0] = 4, r.pViewVector[1] = 0, r.pViewVector[2] = 0;
+    r.pFromVector[0] = 7;
+    r.bHasFromAndAt = 1;
+    r.iChangeBits = 0x20 | 0x2;
+    ASSERT_EQ(nav->SetViewInfo(&r), S_OK);
+    EXPECT_EQ(sink->events, (std::vector<std::string>{"Changed(7)", "PreDraw"}));
+    nav->UnregisterInterest(sink.Get());
+    static_cast<IObjectWithSite*>(nav.Get())->SetSite(nullptr);
+}
