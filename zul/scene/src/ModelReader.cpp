@@ -23,6 +23,20 @@
 namespace zul::scene {
 namespace {
 
+// An address sanitizer reserves terabytes of address space for its shadow
+// memory: under one, the helper runs without the address-space limit.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kLimitAddressSpace = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kLimitAddressSpace = false;
+#else
+constexpr bool kLimitAddressSpace = true;
+#endif
+#else
+constexpr bool kLimitAddressSpace = true;
+#endif
+
 // The helper program: $ZUL_MODEL_READER when set (a developer's reader),
 // else beside the library that holds this code.
 std::string s_helperPath() {
@@ -132,7 +146,7 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
         ::dup2(errPipe[1], 2);
         const struct rlimit noCore {0, 0}, address {memory, memory};
         ::setrlimit(RLIMIT_CORE, &noCore);
-        ::setrlimit(RLIMIT_AS, &address);
+        if (kLimitAddressSpace) ::setrlimit(RLIMIT_AS, &address);
         ::execv(argv[0], const_cast<char* const*>(argv));
         _exit(127);
     }
