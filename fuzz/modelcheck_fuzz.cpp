@@ -13,14 +13,16 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0) return 0;
-    const auto format = data[0] == 'S' ? zul::scene::ModelFormat::Stl : zul::scene::ModelFormat::Ply;
+    const auto format =
+        data[0] == 'S' ? zul::scene::ModelFormat::Stl : zul::scene::ModelFormat::Ply;
     std::string why;
     const bool ok = zul::scene::checkModelBytes(format, data + 1, size - 1, why);
     if (!ok && why.empty()) std::abort(); // a refusal always says why
     if (format == zul::scene::ModelFormat::Stl && ok && size - 1 >= 84) {
         // An accepted binary STL holds every triangle its count promises.
         const uint8_t* h = data + 1 + 80;
-        const uint64_t promised = uint64_t(h[0]) | uint64_t(h[1]) << 8 | uint64_t(h[2]) << 16 | uint64_t(h[3]) << 24;
+        const uint64_t promised =
+            uint64_t(h[0]) | uint64_t(h[1]) << 8 | uint64_t(h[2]) << 16 | uint64_t(h[3]) << 24;
         size_t text = 0;
         const size_t n = std::min<size_t>(size - 1, 256);
         for (size_t i = 0; i < n; ++i) {

@@ -13,7 +13,8 @@ namespace zul::scene {
 
 ModelFormat modelFormatOf(const std::string& path) {
     std::string ext = std::filesystem::path(path).extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    std::transform(ext.begin(), ext.end(), ext.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
     if (ext == ".stl") return ModelFormat::Stl;
     if (ext == ".obj") return ModelFormat::Obj;
     if (ext == ".ply") return ModelFormat::Ply;
@@ -43,15 +44,17 @@ bool s_stlLooksTextual(const unsigned char* data, size_t size) {
 bool s_checkStl(const unsigned char* data, size_t size, std::string& why) {
     if (s_stlLooksTextual(data, size)) return true; // the text parser reads what is there
     if (size < 84) {
-        why = "too short for a binary STL file (" + std::to_string(size) + " bytes; the header alone takes 84)";
+        why = "too short for a binary STL file (" + std::to_string(size) +
+              " bytes; the header alone takes 84)";
         return false;
     }
-    const uint32_t promised = uint32_t(data[80]) | uint32_t(data[81]) << 8 | uint32_t(data[82]) << 16 | uint32_t(data[83]) << 24;
+    const uint32_t promised = uint32_t(data[80]) | uint32_t(data[81]) << 8 |
+                              uint32_t(data[82]) << 16 | uint32_t(data[83]) << 24;
     const uint64_t held = (size - 84) / 50;
     // A count of 0 is a known writer's bug: the reader then takes what is there.
     if (promised != 0 && held < promised) {
-        why = "damaged binary STL: the header promises " + std::to_string(promised) + " triangles, the file holds " +
-              std::to_string(held);
+        why = "damaged binary STL: the header promises " + std::to_string(promised) +
+              " triangles, the file holds " + std::to_string(held);
         return false;
     }
     return true;
@@ -67,10 +70,11 @@ PlyType s_plyType(std::string_view word) {
         std::string_view a, b;
         PlyType type;
     };
-    static constexpr Name names[] = {{"char", "int8", PlyType::I8},     {"uchar", "uint8", PlyType::U8},
-                                     {"short", "int16", PlyType::I16},  {"ushort", "uint16", PlyType::U16},
-                                     {"int", "int32", PlyType::I32},    {"uint", "uint32", PlyType::U32},
-                                     {"float", "float32", PlyType::F32}, {"double", "float64", PlyType::F64}};
+    static constexpr Name names[] = {
+        {"char", "int8", PlyType::I8},      {"uchar", "uint8", PlyType::U8},
+        {"short", "int16", PlyType::I16},   {"ushort", "uint16", PlyType::U16},
+        {"int", "int32", PlyType::I32},     {"uint", "uint32", PlyType::U32},
+        {"float", "float32", PlyType::F32}, {"double", "float64", PlyType::F64}};
     for (const Name& n : names)
         if (word == n.a || word == n.b) return n.type;
     return PlyType::None;
@@ -79,19 +83,26 @@ PlyType s_plyType(std::string_view word) {
 size_t s_plySize(PlyType t) {
     switch (t) {
     case PlyType::I8:
-    case PlyType::U8: return 1;
+    case PlyType::U8:
+        return 1;
     case PlyType::I16:
-    case PlyType::U16: return 2;
+    case PlyType::U16:
+        return 2;
     case PlyType::I32:
     case PlyType::U32:
-    case PlyType::F32: return 4;
-    case PlyType::F64: return 8;
-    case PlyType::None: break;
+    case PlyType::F32:
+        return 4;
+    case PlyType::F64:
+        return 8;
+    case PlyType::None:
+        break;
     }
     return 0;
 }
 
-bool s_plyInteger(PlyType t) { return t != PlyType::F32 && t != PlyType::F64 && t != PlyType::None; }
+bool s_plyInteger(PlyType t) {
+    return t != PlyType::F32 && t != PlyType::F64 && t != PlyType::None;
+}
 
 struct PlyProperty {
     std::string name;
@@ -116,9 +127,11 @@ std::vector<std::string_view> s_words(std::string_view line) {
     std::vector<std::string_view> words;
     size_t i = 0;
     while (i < line.size()) {
-        while (i < line.size() && (line[i] == ' ' || line[i] == '\t' || line[i] == '\r')) ++i;
+        while (i < line.size() && (line[i] == ' ' || line[i] == '\t' || line[i] == '\r'))
+            ++i;
         const size_t start = i;
-        while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') ++i;
+        while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r')
+            ++i;
         if (i > start) words.push_back(line.substr(start, i - start));
     }
     return words;
@@ -139,12 +152,17 @@ bool s_parseCount(std::string_view word, uint64_t& out) {
 int64_t s_binaryInteger(const unsigned char* p, PlyType type, bool bigEndian) {
     const size_t n = s_plySize(type);
     uint64_t v = 0;
-    for (size_t i = 0; i < n; ++i) v |= uint64_t(p[bigEndian ? n - 1 - i : i]) << (8 * i);
+    for (size_t i = 0; i < n; ++i)
+        v |= uint64_t(p[bigEndian ? n - 1 - i : i]) << (8 * i);
     switch (type) {
-    case PlyType::I8: return int8_t(v);
-    case PlyType::I16: return int16_t(v);
-    case PlyType::I32: return int32_t(v);
-    default: return int64_t(v);
+    case PlyType::I8:
+        return int8_t(v);
+    case PlyType::I16:
+        return int16_t(v);
+    case PlyType::I32:
+        return int32_t(v);
+    default:
+        return int64_t(v);
     }
 }
 
@@ -167,7 +185,8 @@ public:
 private:
     bool _line(std::string_view& line) {
         if (pos_ >= size_) return false;
-        const auto* end = static_cast<const unsigned char*>(std::memchr(data_ + pos_, '\n', size_ - pos_));
+        const auto* end =
+            static_cast<const unsigned char*>(std::memchr(data_ + pos_, '\n', size_ - pos_));
         const size_t stop = end ? size_t(end - data_) : size_;
         line = std::string_view(reinterpret_cast<const char*>(data_ + pos_), stop - pos_);
         pos_ = end ? stop + 1 : size_;
@@ -192,7 +211,8 @@ private:
             if (w.empty() || w[0] == "comment" || w[0] == "obj_info") continue;
             if (w[0] == "end_header") break;
             if (w[0] == "format") {
-                if (w.size() != 3 || (w[1] != "ascii" && w[1] != "binary_little_endian" && w[1] != "binary_big_endian")) {
+                if (w.size() != 3 || (w[1] != "ascii" && w[1] != "binary_little_endian" &&
+                                      w[1] != "binary_big_endian")) {
                     why = "unknown format line" + at;
                     return false;
                 }
@@ -251,18 +271,20 @@ private:
     }
     // Face lists give indices into the vertices; the reader uses them as they are.
     bool _isIndexList(const PlyElement& e, const PlyProperty& p) const {
-        return e.name == "face" && p.countType != PlyType::None && (p.name == "vertex_indices" || p.name == "vertex_index");
+        return e.name == "face" && p.countType != PlyType::None &&
+               (p.name == "vertex_indices" || p.name == "vertex_index");
     }
 
     std::string _shortOf(const PlyElement& e, uint64_t instance, const char* what) const {
-        return "the header declares " + std::to_string(e.count) + " " + e.name + " element" + (e.count == 1 ? "" : "s") +
-               ", but " + what + " after " + std::to_string(instance);
+        return "the header declares " + std::to_string(e.count) + " " + e.name + " element" +
+               (e.count == 1 ? "" : "s") + ", but " + what + " after " + std::to_string(instance);
     }
 
     bool _index(const PlyElement& e, uint64_t instance, double value, std::string& why) const {
-        if (value >= 0 && value < double(vertexCount_) && value == double(int64_t(value))) return true;
-        why = e.name + " " + std::to_string(instance + 1) + " names vertex " + std::to_string(int64_t(value)) +
-              ", but there are " + std::to_string(vertexCount_);
+        if (value >= 0 && value < double(vertexCount_) && value == double(int64_t(value)))
+            return true;
+        why = e.name + " " + std::to_string(instance + 1) + " names vertex " +
+              std::to_string(int64_t(value)) + ", but there are " + std::to_string(vertexCount_);
         return false;
     }
 
@@ -278,8 +300,9 @@ private:
                 size_t at = 0;
                 for (const PlyProperty& p : e.properties) {
                     if (at >= w.size()) {
-                        why = e.name + " " + std::to_string(k + 1) + " of " + std::to_string(e.count) + " (line " +
-                              std::to_string(line_) + ") has no value for " + p.name;
+                        why = e.name + " " + std::to_string(k + 1) + " of " +
+                              std::to_string(e.count) + " (line " + std::to_string(line_) +
+                              ") has no value for " + p.name;
                         return false;
                     }
                     if (p.countType == PlyType::None) {
@@ -288,18 +311,23 @@ private:
                     }
                     uint64_t n = 0;
                     if (!s_parseCount(w[at], n) || n > kMaxListLength) {
-                        why = e.name + " " + std::to_string(k + 1) + ": the list " + p.name + " has no valid length";
+                        why = e.name + " " + std::to_string(k + 1) + ": the list " + p.name +
+                              " has no valid length";
                         return false;
                     }
                     ++at;
                     if (w.size() - at < n) {
-                        why = e.name + " " + std::to_string(k + 1) + " (line " + std::to_string(line_) + "): the list " + p.name +
-                              " promises " + std::to_string(n) + " values, the line holds " + std::to_string(w.size() - at);
+                        why = e.name + " " + std::to_string(k + 1) + " (line " +
+                              std::to_string(line_) + "): the list " + p.name + " promises " +
+                              std::to_string(n) + " values, the line holds " +
+                              std::to_string(w.size() - at);
                         return false;
                     }
                     if (_isIndexList(e, p))
                         for (uint64_t i = 0; i < n; ++i)
-                            if (!_index(e, k, std::strtod(std::string(w[at + i]).c_str(), nullptr), why)) return false;
+                            if (!_index(e, k, std::strtod(std::string(w[at + i]).c_str(), nullptr),
+                                        why))
+                                return false;
                     at += n;
                 }
             }
@@ -327,7 +355,8 @@ private:
             }
             for (uint64_t k = 0; k < e.count; ++k) {
                 for (const PlyProperty& p : e.properties) {
-                    const size_t countSize = p.countType == PlyType::None ? 0 : s_plySize(p.countType);
+                    const size_t countSize =
+                        p.countType == PlyType::None ? 0 : s_plySize(p.countType);
                     if (p.countType == PlyType::None) {
                         if (size_ - pos_ < s_plySize(p.type)) {
                             why = _shortOf(e, k, "the data ends");
@@ -343,8 +372,8 @@ private:
                     const int64_t n = s_binaryInteger(data_ + pos_, p.countType, bigEndian_);
                     pos_ += countSize;
                     if (n < 0 || uint64_t(n) > kMaxListLength) {
-                        why = e.name + " " + std::to_string(k + 1) + ": the list " + p.name + " has a length of " +
-                              std::to_string(n);
+                        why = e.name + " " + std::to_string(k + 1) + ": the list " + p.name +
+                              " has a length of " + std::to_string(n);
                         return false;
                     }
                     const size_t item = s_plySize(p.type);
@@ -360,7 +389,8 @@ private:
                                 value = double(s_binaryInteger(v, p.type, bigEndian_));
                             } else {
                                 unsigned char b[8];
-                                for (size_t j = 0; j < item; ++j) b[j] = v[bigEndian_ ? item - 1 - j : j];
+                                for (size_t j = 0; j < item; ++j)
+                                    b[j] = v[bigEndian_ ? item - 1 - j : j];
                                 if (item == 4) {
                                     float f;
                                     std::memcpy(&f, b, 4);
@@ -390,9 +420,12 @@ private:
 
 bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size, std::string& why) {
     switch (format) {
-    case ModelFormat::Stl: return s_checkStl(data, size, why);
-    case ModelFormat::Ply: return PlyChecker(data, size).check(why);
-    default: return true;
+    case ModelFormat::Stl:
+        return s_checkStl(data, size, why);
+    case ModelFormat::Ply:
+        return PlyChecker(data, size).check(why);
+    default:
+        return true;
     }
 }
 

@@ -68,7 +68,8 @@ bool s_checkFile(const std::string& path, ModelFormat format, std::string& why) 
             why = std::strerror(errno);
             ok = false;
         } else {
-            ok = checkModelBytes(format, static_cast<const unsigned char*>(map), size_t(st.st_size), why);
+            ok = checkModelBytes(format, static_cast<const unsigned char*>(map), size_t(st.st_size),
+                                 why);
             ::munmap(map, size_t(st.st_size));
         }
     } else {
@@ -81,7 +82,8 @@ bool s_checkFile(const std::string& path, ModelFormat format, std::string& why) 
 
 // What the helper said on standard error: its last line.
 std::string s_lastLine(std::string text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+        text.pop_back();
     const size_t at = text.rfind('\n');
     return at == std::string::npos ? text : text.substr(at + 1);
 }
@@ -129,7 +131,8 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
     // it calls only async-signal-safe functions.
     const char* argv[] = {helper.c_str(), path.c_str(), out, nullptr};
     long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
-    rlim_t memory = pages > 0 && pageSize > 0 ? rlim_t(pages) * rlim_t(pageSize) / 2 : rlim_t(8) << 30;
+    rlim_t memory =
+        pages > 0 && pageSize > 0 ? rlim_t(pages) * rlim_t(pageSize) / 2 : rlim_t(8) << 30;
     const pid_t child = ::fork();
     if (child < 0) {
         ::close(errPipe[0]);
@@ -144,7 +147,7 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
             ::dup2(devNull, 1);
         }
         ::dup2(errPipe[1], 2);
-        const struct rlimit noCore {0, 0}, address {memory, memory};
+        const struct rlimit noCore { 0, 0 }, address{memory, memory};
         ::setrlimit(RLIMIT_CORE, &noCore);
         if (kLimitAddressSpace) ::setrlimit(RLIMIT_AS, &address);
         ::execv(argv[0], const_cast<char* const*>(argv));
@@ -152,10 +155,12 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
     }
     ::close(errPipe[1]);
     std::string err;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kModelReadSeconds);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(kModelReadSeconds);
     bool timedOut = false;
     for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) {
             timedOut = true;
             break;
@@ -187,8 +192,12 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
     }
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         const std::string said = s_lastLine(err);
-        if (WIFEXITED(status) && WEXITSTATUS(status) == 127) why = name + "cannot run the model reader " + helper;
-        else why = name + (said.empty() ? "the reader failed (exit status " + std::to_string(WEXITSTATUS(status)) + ")" : said);
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 127)
+            why = name + "cannot run the model reader " + helper;
+        else
+            why = name + (said.empty() ? "the reader failed (exit status " +
+                                             std::to_string(WEXITSTATUS(status)) + ")"
+                                       : said);
         return nullptr;
     }
     vtkNew<vtkXMLPolyDataReader> reader;

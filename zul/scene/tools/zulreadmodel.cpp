@@ -47,19 +47,32 @@ int main(int argc, char** argv) {
     const std::string path = argv[1];
     vtkSmartPointer<vtkAlgorithm> reader;
     switch (zul::scene::modelFormatOf(path)) {
-    case zul::scene::ModelFormat::Stl: reader = vtkSmartPointer<vtkSTLReader>::New(); break;
-    case zul::scene::ModelFormat::Obj: reader = vtkSmartPointer<vtkOBJReader>::New(); break;
-    case zul::scene::ModelFormat::Ply: reader = vtkSmartPointer<vtkPLYReader>::New(); break;
-    case zul::scene::ModelFormat::Vtp: reader = vtkSmartPointer<vtkXMLPolyDataReader>::New(); break;
-    case zul::scene::ModelFormat::Unknown: s_finish(1, "not an STL, OBJ, PLY or VTP file");
+    case zul::scene::ModelFormat::Stl:
+        reader = vtkSmartPointer<vtkSTLReader>::New();
+        break;
+    case zul::scene::ModelFormat::Obj:
+        reader = vtkSmartPointer<vtkOBJReader>::New();
+        break;
+    case zul::scene::ModelFormat::Ply:
+        reader = vtkSmartPointer<vtkPLYReader>::New();
+        break;
+    case zul::scene::ModelFormat::Vtp:
+        reader = vtkSmartPointer<vtkXMLPolyDataReader>::New();
+        break;
+    case zul::scene::ModelFormat::Unknown:
+        s_finish(1, "not an STL, OBJ, PLY or VTP file");
     }
     vtkNew<vtkCallbackCommand> onError;
     onError->SetCallback(&s_onError);
     reader->AddObserver(vtkCommand::ErrorEvent, onError);
-    if (auto* stl = vtkSTLReader::SafeDownCast(reader)) stl->SetFileName(path.c_str());
-    else if (auto* obj = vtkOBJReader::SafeDownCast(reader)) obj->SetFileName(path.c_str());
-    else if (auto* ply = vtkPLYReader::SafeDownCast(reader)) ply->SetFileName(path.c_str());
-    else if (auto* vtp = vtkXMLPolyDataReader::SafeDownCast(reader)) vtp->SetFileName(path.c_str());
+    if (auto* stl = vtkSTLReader::SafeDownCast(reader))
+        stl->SetFileName(path.c_str());
+    else if (auto* obj = vtkOBJReader::SafeDownCast(reader))
+        obj->SetFileName(path.c_str());
+    else if (auto* ply = vtkPLYReader::SafeDownCast(reader))
+        ply->SetFileName(path.c_str());
+    else if (auto* vtp = vtkXMLPolyDataReader::SafeDownCast(reader))
+        vtp->SetFileName(path.c_str());
     reader->Update();
     vtkPolyData* data = vtkPolyData::SafeDownCast(reader->GetOutputDataObject(0));
     if (!data || data->GetNumberOfCells() == 0) {
@@ -68,7 +81,8 @@ int main(int argc, char** argv) {
             // VTK's messages open with where in VTK they were raised.
             const size_t at = s_error.find("): ");
             why += " (" + (at == std::string::npos ? s_error : s_error.substr(at + 3)) + ")";
-            while (!why.empty() && (why.back() == '\n' || why.back() == ')')) why.pop_back();
+            while (!why.empty() && (why.back() == '\n' || why.back() == ')'))
+                why.pop_back();
             why += ")";
         }
         s_finish(1, why);
@@ -79,6 +93,7 @@ int main(int argc, char** argv) {
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
     writer->SetCompressorTypeToNone();
-    if (writer->Write() != 1) s_finish(1, "cannot hand the geometry back (writing the scratch file failed)");
+    if (writer->Write() != 1)
+        s_finish(1, "cannot hand the geometry back (writing the scratch file failed)");
     s_finish(0);
 }

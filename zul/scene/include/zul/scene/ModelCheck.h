@@ -22,6 +22,7 @@ ZUL_PLATFORM_API ModelFormat modelFormatOf(const std::string& path);
 // ("the header promises 12 triangles, the file holds 7", ...) when not.
 // Formats without a check here (OBJ, VTP, ASCII STL) pass; their reader runs
 // in a helper process (ModelReader.h).
-ZUL_PLATFORM_API bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size, std::string& why);
+ZUL_PLATFORM_API bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size,
+                                      std::string& why);
 
 } // namespace zul::scene

@@ -25,7 +25,8 @@ namespace zul::scene {
 // The geometry of the STL, OBJ, PLY or VTP file `path`; null with `why`
 // (naming the file and what is wrong) when it cannot be read or holds no
 // geometry.
-ZUL_PLATFORM_API vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string& why);
+ZUL_PLATFORM_API vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path,
+                                                            std::string& why);
 
 // How long the helper may take for one file, in seconds.
 inline constexpr int kModelReadSeconds = 300;
