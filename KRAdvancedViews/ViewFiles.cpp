@@ -331,24 +331,12 @@ HRESULT CViewManager::_saveToFile(std::ostream* stream, FileTypeEnum type) {
     HKEY base = nullptr;
     if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &base) != ERROR_SUCCESS) return E_FAIL;
     DWORD count = 0, longest = 0;
-    const LSTATUS st = RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &longest, nullptr, nullptr,
-                                        nullptr, nullptr, nullptr, nullptr);
-    std::vector<std::string> names;
-    std::string subkey(longest + 1, '\0');
-    for (DWORD i = 0; st == ERROR_SUCCESS && i < count; ++i) {
-        DWORD cch = longest + 1;
-        if (RegEnumKeyExA(base, i, subkey.data(), &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
-        HKEY view = nullptr;
-        char name[1024] = {};
-        DWORD size = sizeof name - 1, vt = 0;
-        if (RegOpenKeyExA(base, std::string(subkey.data(), cch).c_str(), 0, KEY_READ, &view) == ERROR_SUCCESS) {
-            if (RegQueryValueExA(view, "View Name", nullptr, &vt, reinterpret_cast<BYTE*>(name), &size) ==
-                    ERROR_SUCCESS &&
-                vt == REG_SZ && name[0])
-                names.emplace_back(name);
-            RegCloseKey(view);
-        }
-    }
+    LSTATUS st = RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &longest, nullptr, nullptr, nullptr,
+                                  nullptr, nullptr, nullptr);
+    std::vector<std::string> subkeys, names;
+    if (st == ERROR_SUCCESS) st = krav::SubkeyNames(base, subkeys);
+    for (const std::string& subkey : subkeys)
+        if (std::string name = krav::StoredViewName(base, subkey); !name.empty()) names.push_back(std::move(name));
     RegCloseKey(base);
     if (st != ERROR_SUCCESS) return E_FAIL;
     if (count == 0) return S_FALSE;
@@ -410,8 +398,7 @@ HRESULT CViewManager::_saveToRegFile(std::ostream* stream, int count, const std:
     auto i = [&out](const char* name, int v) { out += std::string("\"") + name + "\"=int:" + std::to_string(v) + "\n"; };
     const char* axes[3] = {"X", "Y", "Z"};
     for (const auto& [name, r] : views) {
-        std::snprintf(buf, sizeof buf, "VIEW_%04d", r.iViewIndex);
-        out += "[" + storePath + "\\" + buf + "]\n@=\"Merged\"\n";
+        out += "[" + storePath + "\\" + krav::ViewKeyName(r.iViewIndex) + "]\n@=\"Merged\"\n";
         for (int k = 0; k < 3; ++k) f(("UpVector " + std::string(axes[k])).c_str(), r.pUpVector[k]);
         for (int k = 0; k < 3; ++k) f(("ViewVector " + std::string(axes[k])).c_str(), r.pViewVector[k]);
         std::snprintf(buf, sizeof buf, "\"Camera Type\"=dword:%.8i\n", static_cast<int>(r.cameraType));
@@ -488,14 +475,13 @@ int CViewManager::_highestStoredIndex() {
         HKEY base = nullptr;
         if (RegOpenKeyExA(HKEY_CURRENT_USER, path->c_str(), 0, KEY_READ, &base) != ERROR_SUCCESS) continue;
         int highest = 0;
-        char subkey[512];
-        for (DWORD i = 0;; ++i) {
-            DWORD cch = sizeof subkey;
-            if (RegEnumKeyExA(base, i, subkey, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+        std::vector<std::string> subkeys;
+        krav::SubkeyNames(base, subkeys);
+        for (const std::string& subkey : subkeys) {
             HKEY view = nullptr;
-            if (RegOpenKeyExA(base, subkey, 0, KEY_READ, &view) != ERROR_SUCCESS) continue;
+            if (RegOpenKeyExA(base, subkey.c_str(), 0, KEY_READ, &view) != ERROR_SUCCESS) continue;
             DWORD index = 0, size = sizeof index, type = 0;
-            if (RegQueryValueExA(view, "Index", nullptr, &type, reinterpret_cast<BYTE*>(&index), &size) ==
+            if (RegQueryValueExA(view, krav::kViewIndexValue, nullptr, &type, reinterpret_cast<BYTE*>(&index), &size) ==
                     ERROR_SUCCESS &&
                 type == REG_DWORD)
                 highest = std::max(highest, static_cast<int>(index));
@@ -670,7 +656,7 @@ HRESULT CViewManager::_loadFromRegFile(std::istream* stream) {
         if (line.compare(0, 10, "@=\"Merged\"") != 0) continue;
         // The key header just before names the view's key.
         std::string key = lastKey.size() >= 2 ? lastKey.substr(1, lastKey.rfind(']') - 1) : std::string();
-        const bool current = key.find("KRAdvancedViews2") != std::string::npos;
+        const bool current = key.find(krav::kStoreKeyName) != std::string::npos;
         std::string name;
         if (!current) krav::s_decode(key.substr(key.rfind('\\') + 1), name);
         FullViewInfo r;
@@ -687,9 +673,9 @@ HRESULT CViewManager::_loadFromRegFile(std::istream* stream) {
             }
             if (v.name == "FOV") r.viewAngle = s_atof(v.value);
             else if (v.name == "Camera Type") r.cameraType = static_cast<CameraTypeEnum>(s_atoi(v.value));
-            else if (v.name == "Index") r.iViewIndex = s_atoi(v.value);
+            else if (v.name == krav::kViewIndexValue) r.iViewIndex = s_atoi(v.value);
             else if (v.name == "Change Bits") r.iChangeBits = s_atoi(v.value);
-            else if (v.name == "View Name" && current) name = v.value;
+            else if (v.name == krav::kViewNameValue && current) name = v.value;
         }
         s_clearFlagWithoutPoints(r);
         _addLoadedView(name.c_str(), r);

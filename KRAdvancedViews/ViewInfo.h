@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "KRAdvancedViews/StoreLayout.h"
 #include "KRAdvancedViews/ViewTypes.h"
 
 namespace krav {
@@ -21,11 +22,5 @@ void NormalizeVector(float v[3]);
 // MisMatch", "View Vector MisMatch", "From Vector MisMatch", "At Vector MisMatch").
 bool CompareViewInfo(FullViewInfo a, FullViewInfo b, std::string* message);
 
-// The older registry layout's key-name encoding: uuencoding without line
-// breaks, with the grave accent for 0 and the vertical bar for 60, so no
-// backslash ever appears. Both return the output length, or -1 for input
-// s_decode cannot read.
-int s_encode(const std::string& in, std::string& out);
-int s_decode(const std::string& in, std::string& out);
 
 } // namespace krav

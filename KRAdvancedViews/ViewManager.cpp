@@ -394,7 +394,9 @@ HRESULT CViewManager::EditViewExt(const char* pViewName, float pUpVector[3], flo
                                   CameraTypeEnum cameraType, int iViewNum, float pFromVector[3], float pAtVector[3],
                                   float viewAngle, int iChangeBits) {
     KRAV_TRACE("CViewManager::EditViewExt");
-    if (!pViewName || !pUpVector || !pViewVector) return E_INVALIDARG;
+    // Every vector counts: a null look-from or look-at would otherwise
+    // overwrite the stored points with the record's defaults.
+    if (!pViewName || !pUpVector || !pViewVector || !pFromVector || !pAtVector) return E_INVALIDARG;
     return EditViewInfo(pViewName, s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum, pFromVector,
                                                    pAtVector, viewAngle, iChangeBits));
 }

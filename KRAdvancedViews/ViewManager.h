@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "Site.h"
 #include "host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
@@ -198,8 +199,8 @@ private:
 
     std::vector<std::string> m_slots;
     std::string m_defaultName;
-    std::string m_currentKey = "KRAdvancedViews2"; // relative to the per-user settings root
-    std::string m_olderKey = "KRAdvancedViews";
+    std::string m_currentKey = krav::kStoreKeyName; // relative to the per-user settings root
+    std::string m_olderKey = krav::kOlderStoreKeyName;
     std::string m_currentPath;                      // below HKEY_CURRENT_USER
     std::string m_olderPath;
     // Name -> subkey of the current layout, checked against "View Name" on

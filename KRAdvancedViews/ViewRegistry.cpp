@@ -22,12 +22,6 @@ constexpr const char* kVectorNames[4][3] = {{"UpVector X", "UpVector Y", "UpVect
                                             {"FromPoint X", "FromPoint Y", "FromPoint Z"},
                                             {"AtPoint X", "AtPoint Y", "AtPoint Z"}};
 
-std::string s_indexKeyName(int index) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, "VIEW_%04d", index);
-    return buf;
-}
-
 std::string s_join(const std::string& base, const std::string& subkey) { return base + "\\" + subkey; }
 
 // A value that is simply not there keeps the record's default; any other
@@ -40,42 +34,6 @@ struct KeyCloser {
         if (h) RegCloseKey(h);
     }
 };
-
-// The "View Name" of subkey `subkey` of the open key `base`, or "".
-std::string s_storedName(HKEY base, const std::string& subkey) {
-    KeyCloser k;
-    if (RegOpenKeyExA(base, subkey.c_str(), 0, KEY_READ, &k.h) != ERROR_SUCCESS) return {};
-    // Names have no length limit: a fixed buffer would hide a view with a
-    // long name from every lookup while it still took its place.
-    DWORD size = 0, type = 0;
-    if (RegQueryValueExA(k.h, "View Name", nullptr, &type, nullptr, &size) != ERROR_SUCCESS || type != REG_SZ)
-        return {};
-    std::string buf(size, '\0');
-    if (RegQueryValueExA(k.h, "View Name", nullptr, &type, reinterpret_cast<BYTE*>(buf.data()), &size) !=
-            ERROR_SUCCESS ||
-        type != REG_SZ)
-        return {};
-    buf.resize(strnlen(buf.data(), std::min<size_t>(size, buf.size())));
-    return buf;
-}
-
-// The names of the subkeys of `base`, in registry order; false when the key
-// cannot be read.
-bool s_subkeyNames(HKEY base, std::vector<std::string>& out) {
-    out.clear();
-    DWORD count = 0, maxLen = 0;
-    if (RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr, nullptr,
-                         nullptr, nullptr) != ERROR_SUCCESS)
-        return false;
-    std::string buf(maxLen + 1, '\0');
-    for (DWORD i = 0; i < count; ++i) {
-        DWORD cch = maxLen + 1;
-        if (RegEnumKeyExA(base, i, buf.data(), &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            return false;
-        out.emplace_back(buf.data(), cch);
-    }
-    return true;
-}
 
 } // namespace
 
@@ -92,7 +50,7 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         // The key name follows the index; a key of that name that holds
         // another view (left by an earlier duplicate index) is never
         // overwritten: the view goes to a free variant of the name instead.
-        const std::string wanted = s_indexKeyName(info.iViewIndex);
+        const std::string wanted = krav::ViewKeyName(info.iViewIndex);
         KeyCloser b;
         subkey = wanted;
         if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) == ERROR_SUCCESS) {
@@ -103,7 +61,7 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
                     inPlace = true;
                     break;
                 }
-                const std::string holder = s_storedName(b.h, subkey);
+                const std::string holder = krav::StoredViewName(b.h, subkey);
                 if (holder.empty()) break; // not a view: cleared below
                 if (holder == name) {
                     inPlace = true;
@@ -165,7 +123,7 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         }
         if (st == ERROR_SUCCESS) st = reg.SetFloat("FOV", info.viewAngle);
         if (st == ERROR_SUCCESS) st = reg.SetInt("Change Bits", info.iChangeBits);
-        if (st == ERROR_SUCCESS) st = reg.SetString("View Name", name);
+        if (st == ERROR_SUCCESS) st = reg.SetString(krav::kViewNameValue, name);
     }
     if (st != ERROR_SUCCESS || tx.commit() != ERROR_SUCCESS) return E_FAIL;
     if (!older) {
@@ -224,7 +182,7 @@ HRESULT CViewManager::_readViewFromRegistry(const std::string& base, const std::
         ok = ok && s_readOk(reg.GetInt("Change Bits", r.iChangeBits));
         if (storedName) {
             storedName->clear();
-            ok = ok && s_readOk(reg.GetString("View Name", *storedName));
+            ok = ok && s_readOk(reg.GetString(krav::kViewNameValue, *storedName));
         }
     }
     if (!ok || type > 1) return S_FALSE;
@@ -261,9 +219,9 @@ HRESULT CViewManager::_scanViewKeys(const std::string& base) {
     }
     if (st != ERROR_SUCCESS) return E_FAIL;
     std::vector<std::string> keys;
-    if (!s_subkeyNames(b.h, keys)) return E_FAIL;
+    if (krav::SubkeyNames(b.h, keys) != ERROR_SUCCESS) return E_FAIL;
     for (const std::string& key : keys) {
-        std::string name = s_storedName(b.h, key);
+        std::string name = krav::StoredViewName(b.h, key);
         if (name.empty()) name = key; // a key named after its view
         m_keyOfName.emplace(name, key); // the first match wins
     }
@@ -281,7 +239,7 @@ HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& n
     }
     for (int pass = 0; pass < 2; ++pass) {
         if (auto it = m_keyOfName.find(name); it != m_keyOfName.end()) {
-            const std::string stored = s_storedName(b.h, it->second);
+            const std::string stored = krav::StoredViewName(b.h, it->second);
             KeyCloser probe;
             if (stored == name || (stored.empty() && it->second == name &&
                                    RegOpenKeyExA(b.h, it->second.c_str(), 0, KEY_READ, &probe.h) == ERROR_SUCCESS)) {
@@ -333,7 +291,7 @@ HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older
     if (open == ERROR_FILE_NOT_FOUND) return S_FALSE;
     if (open != ERROR_SUCCESS) return E_FAIL;
     std::vector<std::string> keys;
-    if (!s_subkeyNames(b.h, keys)) return E_FAIL;
+    if (krav::SubkeyNames(b.h, keys) != ERROR_SUCCESS) return E_FAIL;
     if (keys.empty()) return S_FALSE;
 
     slots.assign(std::min<size_t>(keys.size(), kMaxViews), std::string());
@@ -343,7 +301,7 @@ HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older
         if (older) {
             if (krav::s_decode(key, name) < 0) continue;
         } else {
-            name = s_storedName(b.h, key);
+            name = krav::StoredViewName(b.h, key);
         }
         if (name.empty()) continue;
         CRegHelper reg(s_join(base, key).c_str(), RegPathUserSettings);
@@ -372,7 +330,7 @@ HRESULT CViewManager::_mergeImportedViews() {
     KeyCloser b;
     if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) != ERROR_SUCCESS) return S_FALSE;
     std::vector<std::string> keys;
-    if (!s_subkeyNames(b.h, keys)) return E_FAIL;
+    if (krav::SubkeyNames(b.h, keys) != ERROR_SUCCESS) return E_FAIL;
     HRESULT result = S_FALSE;
     for (const std::string& key : keys) {
         CRegHelper reg(s_join(m_currentKey, key).c_str(), RegPathUserSettings);

@@ -192,6 +192,30 @@ TEST_F(Krviews, SelfTestPassesAndLeavesTheStoreAlone) {
     EXPECT_EQ(keys.out, "KRAdvancedViews2\n") << "no scratch key is left behind";
 }
 
+// Names of any length are listed and saved: the store's layout is read in
+// one place, without fixed-size buffers.
+TEST_F(Krviews, LongNamesAreListedAndSavedInBothFileTypes) {
+    const std::string medium(2000, 'm'), huge = std::string(100000, 'h') + "!";
+    ASSERT_EQ(run("add " + medium).status, 0);
+    ASSERT_EQ(run("add " + huge).status, 0);
+    const Result list = run("list");
+    EXPECT_NE(list.out.find("9\t" + medium + "\n"), std::string::npos);
+    EXPECT_NE(list.out.find("10\t" + huge + "\n"), std::string::npos);
+    const std::string qjv = (dir_ / "views.qjv").string(), reg = (dir_ / "views.reg").string();
+    ASSERT_EQ(run("save '" + qjv + "'").status, 0);
+    ASSERT_EQ(run("save '" + reg + "'").status, 0);
+    auto utf16 = [](const std::string& ascii) {
+        std::string out;
+        for (char c : ascii) out += std::string{c, '\0'};
+        return out;
+    };
+    const std::string qjvText = readFile(qjv), regText = readFile(reg);
+    for (const std::string& name : {medium, huge}) {
+        EXPECT_NE(qjvText.find(utf16("Name:" + name + "\n")), std::string::npos) << name.size() << " bytes, .qjv";
+        EXPECT_NE(regText.find("\"View Name\"=\"" + name + "\"\n"), std::string::npos) << name.size() << " bytes, .reg";
+    }
+}
+
 TEST_F(Krviews, RenderChecksItsArgumentsAndSaysWhenThereIsNoDisplay) {
     const std::string out = (dir_ / "out.png").string();
     EXPECT_EQ(run("render --view +X -o '" + out + "'").status, 2) << "neither a model nor --sample";

@@ -426,3 +426,19 @@ TEST_F(ViewStore, EditsAndRenamesLeaveExactlyTheNewRecord) {
     Store again = start();
     EXPECT_EQ(again.impl->slots().at(1), "Q");
 }
+
+TEST_F(ViewStore, AnEditWithANullPointIsRefusedAndChangesNothing) {
+    Store s = start();
+    auto sink = make<CRecordingSink, IViewManagerSink>();
+    ASSERT_EQ(s.api->RegisterInterest(sink.Get()), S_OK);
+    FullViewInfo before;
+    ASSERT_EQ(s.api->GetViewInfo("+X", &before), S_OK);
+    float up[3] = {0, 0, 1}, view[3] = {0, 1, 0}, point[3] = {1, 2, 3};
+    EXPECT_EQ(s.api->EditViewExt("+X", up, view, Perspective, 1, nullptr, point, 40, 0x22), E_INVALIDARG);
+    EXPECT_EQ(s.api->EditViewExt("+X", up, view, Perspective, 1, point, nullptr, 40, 0x22), E_INVALIDARG);
+    FullViewInfo after;
+    ASSERT_EQ(s.api->GetViewInfo("+X", &after), S_OK);
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0) << "nothing written";
+    EXPECT_TRUE(sink->events.empty()) << "nothing announced";
+    s.api->UnregisterInterest(sink.Get());
+}

@@ -24,6 +24,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/Identifiers.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "host/IHostTestSource.h"
 #include "zul/com/ComPtr.h"
 #include "zul/runtime/HeadlessHost.h"
@@ -36,7 +37,6 @@
 namespace {
 
 constexpr int kDone = 0, kNothing = 1, kUsage = 2, kFailure = 3;
-constexpr const char* kStoreKey = "Software\\ZUL\\KRAdvancedViews2";
 
 int failure(const std::string& what, HRESULT hr) {
     std::cerr << "krviews: " << what << ": " << zul::runtime::describeHresult(hr);
@@ -139,33 +139,15 @@ struct Listed {
 // The stored views in index order, read through the store.
 HRESULT listViews(IViewManager2* store, std::vector<Listed>& out) {
     out.clear();
-    HKEY key = nullptr;
-    LSTATUS st = RegOpenKeyExA(HKEY_CURRENT_USER, kStoreKey, 0, KEY_READ, &key);
+    std::vector<krav::StoredViewKey> keys;
+    const LSTATUS st = krav::ListStoredViewKeys(keys);
     if (st == ERROR_FILE_NOT_FOUND) return S_OK;
     if (st != ERROR_SUCCESS) return HRESULT_FROM_WIN32(st);
-    char subkey[512];
-    for (DWORD i = 0;; ++i) {
-        DWORD cch = sizeof subkey;
-        st = RegEnumKeyExA(key, i, subkey, &cch, nullptr, nullptr, nullptr, nullptr);
-        if (st == ERROR_NO_MORE_ITEMS) break;
-        if (st != ERROR_SUCCESS) {
-            RegCloseKey(key);
-            return HRESULT_FROM_WIN32(st);
-        }
-        HKEY view = nullptr;
-        char name[1024] = {};
-        DWORD size = sizeof name - 1;
-        if (RegOpenKeyExA(key, subkey, 0, KEY_READ, &view) == ERROR_SUCCESS) {
-            if (RegQueryValueExA(view, "View Name", nullptr, nullptr, reinterpret_cast<BYTE*>(name), &size) !=
-                ERROR_SUCCESS)
-                name[0] = '\0';
-            RegCloseKey(view);
-        }
+    for (const krav::StoredViewKey& key : keys) {
         FullViewInfo info;
-        if (name[0] && store->GetViewInfo(name, &info) == S_OK)
-            out.push_back({info.iViewIndex, name, (info.iChangeBits & ViewChangeDefaultView) != 0});
+        if (store->GetViewInfo(key.name.c_str(), &info) == S_OK)
+            out.push_back({info.iViewIndex, key.name, (info.iChangeBits & ViewChangeDefaultView) != 0});
     }
-    RegCloseKey(key);
     std::stable_sort(out.begin(), out.end(), [](const Listed& a, const Listed& b) { return a.index < b.index; });
     return S_OK;
 }

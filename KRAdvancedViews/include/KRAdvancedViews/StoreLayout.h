@@ -1,0 +1,59 @@
+// How the view store keeps its views in the user's registry: the one place
+// that knows the layout, for the store itself and for every tool that reads
+// or writes a store (krviews, zulreg).
+//
+// The views live under HKEY_CURRENT_USER\Software\ZUL\KRAdvancedViews2, one
+// subkey a view named after its index ("VIEW_0001"; "VIEW_0001_2" when that
+// key holds another view already), the view's name in its "View Name" value.
+// Views of the older layout live under ...\KRAdvancedViews, one subkey a
+// view named by the view's encoded name (s_encode), floats as raw bytes.
+// Names have no length limit here: nothing below uses a fixed-size buffer.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "zul/registry/registry.h"
+
+namespace krav {
+
+// The store key and the older one, relative to the per-user settings root
+// (CRegHelper's RegPathUserSettings).
+inline constexpr const char* kStoreKeyName = "KRAdvancedViews2";
+inline constexpr const char* kOlderStoreKeyName = "KRAdvancedViews";
+// Value names of a view key.
+inline constexpr const char* kViewNameValue = "View Name";
+inline constexpr const char* kViewIndexValue = "Index";
+
+// The two keys relative to HKEY_CURRENT_USER ("Software\ZUL\KRAdvancedViews2").
+std::string StoreKeyPath();
+std::string OlderStoreKeyPath();
+
+// The key name of the view of index `index`: "VIEW_%04d".
+std::string ViewKeyName(int index);
+
+// The names of the subkeys of the open key `base`, in registry order, of any
+// length. ERROR_SUCCESS, or the failing call's status (out is then partial).
+LSTATUS SubkeyNames(HKEY base, std::vector<std::string>& out);
+
+// The "View Name" of `base`\`subkey`: "" when the key or the value is not
+// there or the value is not a string. A NUL in the value ends the name.
+std::string StoredViewName(HKEY base, const std::string& subkey);
+
+struct StoredViewKey {
+    std::string subkey; // "VIEW_0001"
+    std::string name;   // its "View Name"
+};
+// Every key of the store that names a view, in registry order.
+// ERROR_FILE_NOT_FOUND when there is no store key (no views), else
+// ERROR_SUCCESS or the status of the read that failed.
+LSTATUS ListStoredViewKeys(std::vector<StoredViewKey>& out);
+
+// The older layout's key-name encoding: uuencoding without line breaks, with
+// the grave accent for 0 and the vertical bar for 60, so no backslash ever
+// appears. Both return the output length, or -1 for input s_decode cannot
+// read.
+int s_encode(const std::string& in, std::string& out);
+int s_decode(const std::string& in, std::string& out);
+
+} // namespace krav
