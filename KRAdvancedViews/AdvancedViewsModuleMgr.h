@@ -4,6 +4,8 @@
 // and picks in the 3D view for the Standard Views dialog.
 #pragma once
 
+#include "zul/com/ObjectWithSite.h"
+
 #include <map>
 #include <string>
 #include <vector>
@@ -11,8 +13,8 @@
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "Dialogs.h"
 #include "ViewNavigator.h"
-#include "host/IHostModuleSite.h"
-#include "host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostModuleSite.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 

@@ -4,7 +4,7 @@
 // each one.
 #pragma once
 
-#include "host/IHostTestSource.h"
+#include "KRAdvancedViews/host/IHostTestSource.h"
 #include "zul/com/Object.h"
 
 class CAdvancedViewsTests : public zul::com::ObjectRoot, public IHostTestSource {

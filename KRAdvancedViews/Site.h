@@ -2,7 +2,9 @@
 // reaches the host's services.
 #pragma once
 
-#include "host/IHostUIService.h"
+#include "zul/com/ObjectWithSite.h"
+
+#include "KRAdvancedViews/host/IHostUIService.h"
 #include "resources/StringTable.h"
 #include "zul/com/ComPtr.h"
 

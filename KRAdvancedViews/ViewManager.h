@@ -2,6 +2,8 @@
 // table of names by index (the slot table) nothing of a view is kept in memory.
 #pragma once
 
+#include "zul/com/ObjectWithSite.h"
+
 #include <functional>
 #include <iosfwd>
 #include <string>
@@ -11,7 +13,7 @@
 #include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "Site.h"
-#include "host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 #include "zul/registry/Transaction.h"

@@ -4,14 +4,16 @@
 // the site, IViewNavigatorOwner (changes of the locked up axis).
 #pragma once
 
+#include "zul/com/ObjectWithSite.h"
+
 #include <map>
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
 #include "Dialogs.h"
 #include "Site.h"
-#include "host/IHostUIService.h"
-#include "host/IHostView.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostView.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 

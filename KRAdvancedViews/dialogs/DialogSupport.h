@@ -8,7 +8,7 @@
 #include <QWidget>
 #include <string>
 
-#include "host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
 
 namespace krav::dialogs {
 

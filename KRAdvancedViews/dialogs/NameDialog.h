@@ -17,7 +17,7 @@
 #include <string>
 
 #include "KRAdvancedViews/IViewManager.h"
-#include "host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
 
 namespace Ui {
 class NameDialog;

@@ -8,7 +8,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/Identifiers.h"
-#include "host/IHostTestSource.h"
+#include "KRAdvancedViews/host/IHostTestSource.h"
 #include "RunProgram.h"
 #include "TempHive.h"
 #include "zul/registry/Classes.h"

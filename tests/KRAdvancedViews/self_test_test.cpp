@@ -7,7 +7,7 @@
 #include "TempHive.h"
 #include "TestHost.h"
 #include "ViewManager.h"
-#include "host/IHostTestSource.h"
+#include "KRAdvancedViews/host/IHostTestSource.h"
 
 using krav::test::CTestHost;
 using zul::com::ComPtr;

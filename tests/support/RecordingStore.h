@@ -3,6 +3,8 @@
 // test can assert what a dialog asked of the store.
 #pragma once
 
+#include "zul/com/ObjectWithSite.h"
+
 #include <string>
 #include <vector>
 

@@ -13,7 +13,7 @@
 #include "RecordingStore.h"
 #include "ViewNavigator.h"
 #include <functional>
-#include "host/IHostModuleSite.h"
+#include "KRAdvancedViews/host/IHostModuleSite.h"
 
 namespace krav::test {
 

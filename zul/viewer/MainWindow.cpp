@@ -20,7 +20,7 @@
 #include <QTimer>
 #include <vtkObjectFactory.h>
 
-#include "zul/runtime/ViewModule.h"
+#include "ViewModule.h"
 
 namespace zul::viewer {
 

@@ -2,6 +2,8 @@
 // Standard Views dialog, and the interface a host drives the module through.
 #pragma once
 
+#include "zul/com/ObjectWithSite.h"
+
 #include "KRAdvancedViews/IViewManager.h"
 
 struct IAdvancedViewsModuleMgr : IUnknown {

@@ -25,14 +25,14 @@
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/Identifiers.h"
 #include "KRAdvancedViews/StoreLayout.h"
-#include "host/IHostTestSource.h"
+#include "KRAdvancedViews/host/IHostTestSource.h"
 #include "zul/com/ComPtr.h"
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/scene/Scene.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/Library.h"
-#include "zul/runtime/ViewModule.h"
+#include "ViewModule.h"
 
 namespace {
 

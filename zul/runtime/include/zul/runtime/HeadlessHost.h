@@ -9,7 +9,7 @@
 #include <functional>
 #include <map>
 
-#include "host/IHostModuleSite.h"
+#include "KRAdvancedViews/host/IHostModuleSite.h"
 #include "zul/com/ComPtr.h"
 #include "zul/runtime/MemoryViewer.h"
 

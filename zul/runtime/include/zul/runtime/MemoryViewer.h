@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "host/IHostUIService.h"
-#include "host/IHostView.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostView.h"
 #include "zul/com/Object.h"
 
 namespace zul::runtime {

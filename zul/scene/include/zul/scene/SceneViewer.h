@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "host/IHostModuleSite.h"
+#include "KRAdvancedViews/host/IHostModuleSite.h"
 #include "zul/scene/Scene.h"
 
 class vtkRenderWindow;

@@ -26,12 +26,4 @@ struct IHostUIService : IUnknown {
 ZUL_DECLARE_IID(IHostUIService, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0301");
 inline constexpr IID IID_IHostUIService = zul::com::iidOf<IHostUIService>();
 
-// Gives an object its site, through which it reaches the host's services
-// (the standard site interface of components).
-struct IObjectWithSite : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE SetSite(IUnknown* pUnkSite) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetSite(REFIID riid, void** ppvSite) = 0;
-};
 
-ZUL_DECLARE_IID(IObjectWithSite, "FC4801A3-2BA9-11CF-A229-00AA003D7352");
-inline constexpr IID IID_IObjectWithSite = zul::com::iidOf<IObjectWithSite>();

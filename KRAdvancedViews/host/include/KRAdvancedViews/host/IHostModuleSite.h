@@ -3,6 +3,8 @@
 // or a failure status and writes its out-parameters only on success.
 #pragma once
 
+#include "zul/com/ObjectWithSite.h"
+
 #include "zul/com/com.h"
 
 // Keys for IHostModuleSite::GetModuleValue.
