@@ -343,7 +343,7 @@ TEST_F(StoreAndNavigator, AStoredViewReachesTheHostCamera) {
 // The headless host's viewer, as krviews gives it: an applied view ends in a
 // redraw, and the redraw's camera-change event tells the listeners once.
 TEST(HeadlessViewer, AnAppliedViewReachesTheListenersThroughTheRedrawEvent) {
-    auto viewer = make<zul::runtime::CMemoryViewer, IHostApplication>();
+    auto viewer = make<zul::runtime::CCameraModel, IHostApplication>();
     auto nav = make<CViewNavigator, IViewNavigator2>();
     static_cast<IObjectWithSite*>(nav.Get())->SetSite(static_cast<IHostApplication*>(viewer.Get()));
     auto sink = make<CNavSink, IViewNavigatorSink>();

@@ -11,11 +11,11 @@
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
-#include "zul/runtime/MemoryViewer.h"
+#include "RecordingViewer.h"
 
 namespace krav::test {
 
-class CRecordingStore : public zul::com::ObjectRoot, public zul::runtime::CallLog, public IViewManager2, public IObjectWithSite {
+class CRecordingStore : public zul::com::ObjectRoot, public zul::test::CallLog, public IViewManager2, public IObjectWithSite {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CRecordingStore)
     ZUL_INTERFACE_ENTRY(IViewManager2)

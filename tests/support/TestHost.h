@@ -1,18 +1,18 @@
-// The in-memory viewer as the navigator tests' host: it also stands in for
+// The recording camera model as the navigator tests' host: it also stands in for
 // the module manager, recording the locked up axis the navigator reports.
 #pragma once
 
 #include "ViewNavigator.h"
-#include "zul/runtime/MemoryViewer.h"
+#include "RecordingViewer.h"
 
 namespace krav::test {
 
-using zul::runtime::CallLog;
+using zul::test::CallLog;
 
-class CTestHost : public zul::runtime::CMemoryViewer, public IViewNavigatorOwner {
+class CTestHost : public zul::test::CRecordingViewer, public IViewNavigatorOwner {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CTestHost)
-    ZUL_INTERFACE_ENTRY_CHAIN(zul::runtime::CMemoryViewer)
+    ZUL_INTERFACE_ENTRY_CHAIN(zul::runtime::CCameraModel)
     ZUL_INTERFACE_ENTRY(IViewNavigatorOwner)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN

@@ -16,7 +16,7 @@ CViewerHost::CViewerHost() {
     IHostApplication* app = nullptr;
     zul::com::createInstance<scene::CSceneViewer>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
     sceneViewer.Attach(static_cast<scene::CSceneViewer*>(app));
-    viewer = zul::com::ComPtr<runtime::CMemoryViewer>(sceneViewer.Get());
+    viewer = zul::com::ComPtr<runtime::CCameraModel>(sceneViewer.Get());
     sceneViewer->messageService = static_cast<IHostUIService*>(this);
 }
 

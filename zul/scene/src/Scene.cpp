@@ -211,7 +211,7 @@ bool Scene::pick(int x, int y, double point[3], unsigned& part) const {
     return part != 0;
 }
 
-Camera cameraOf(const runtime::CMemoryViewer& m) {
+Camera cameraOf(const runtime::CCameraModel& m) {
     Camera c{};
     std::memcpy(c.eye, m.eye, sizeof c.eye);
     std::memcpy(c.target, m.target, sizeof c.target);
@@ -222,7 +222,7 @@ Camera cameraOf(const runtime::CMemoryViewer& m) {
     return c;
 }
 
-void setCamera(runtime::CMemoryViewer& m, const Camera& c) {
+void setCamera(runtime::CCameraModel& m, const Camera& c) {
     std::memcpy(m.eye, c.eye, sizeof c.eye);
     std::memcpy(m.target, c.target, sizeof c.target);
     std::memcpy(m.up, c.up, sizeof c.up);

@@ -9,7 +9,6 @@
 namespace zul::scene {
 
 HRESULT CSceneViewer::Redraw() {
-    record("Redraw");
     ++redraws;
     if (scene && window) {
         applyCamera(cameraOf(*this), scene->renderer(), scene->axesRenderer());
@@ -20,13 +19,13 @@ HRESULT CSceneViewer::Redraw() {
 }
 
 HRESULT CSceneViewer::SetUpVector(float x, float y, float z) {
-    if (upLocked && failWith == S_OK) return S_OK;
-    return CMemoryViewer::SetUpVector(x, y, z);
+    if (upLocked) return S_OK;
+    return CCameraModel::SetUpVector(x, y, z);
 }
 
 HRESULT CSceneViewer::ShowMessage(const char* text, const char* caption, UINT type, int* result) {
     if (messageService) return messageService->ShowMessage(text, caption, type, result);
-    return CMemoryViewer::ShowMessage(text, caption, type, result);
+    return CCameraModel::ShowMessage(text, caption, type, result);
 }
 
 void CSceneViewer::CameraMovedByUser(bool dragging) {
@@ -54,7 +53,7 @@ void CSceneViewer::SetUpLocked(bool locked) {
             if (std::acos(std::min(1.0, c)) > kLockSnapRadians) continue;
             float snapped[3] = {0, 0, 0};
             snapped[axis] = up[axis] > 0 ? 1.0f : -1.0f;
-            CMemoryViewer::SetUpVector(snapped[0], snapped[1], snapped[2]);
+            CCameraModel::SetUpVector(snapped[0], snapped[1], snapped[2]);
             break;
         }
         for (int i = 0; i < 3; ++i) lockedUp_[i] = up[i];

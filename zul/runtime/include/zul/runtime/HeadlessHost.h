@@ -11,7 +11,7 @@
 
 #include "KRAdvancedViews/host/IHostModuleSite.h"
 #include "zul/com/ComPtr.h"
-#include "zul/runtime/MemoryViewer.h"
+#include "zul/runtime/CameraModel.h"
 
 namespace zul::runtime {
 
@@ -35,12 +35,12 @@ public:
 
     // Makes an object of the module's class `clsid`.
     std::function<HRESULT(REFCLSID clsid, IUnknown** ppObject)> createObject;
-    zul::com::ComPtr<CMemoryViewer> viewer;
+    zul::com::ComPtr<CCameraModel> viewer;
 
     CHeadlessHost() {
         IHostApplication* app = nullptr;
-        zul::com::createInstance<CMemoryViewer>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
-        viewer.Attach(static_cast<CMemoryViewer*>(app));
+        zul::com::createInstance<CCameraModel>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
+        viewer.Attach(static_cast<CCameraModel*>(app));
         if (viewer) viewer->printMessages = true;
     }
 

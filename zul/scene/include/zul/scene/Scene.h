@@ -1,6 +1,6 @@
 // The 3D scene every ZUL host shows: parts read from model files or the
 // built-in sample assembly, drawn by VTK with the host camera model of
-// host/IHostView.h (see zul::runtime::CMemoryViewer).
+// host/IHostView.h (see zul::runtime::CCameraModel).
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 #include <vtkRenderer.h>
 #include <vtkSmartPointer.h>
 
-#include "zul/runtime/MemoryViewer.h"
+#include "zul/runtime/CameraModel.h"
 
 class vtkActor;
 class vtkRenderWindow;
@@ -69,8 +69,8 @@ struct Camera {
     bool perspective;
     float focal, viewHeight;
 };
-ZUL_PLATFORM_API Camera cameraOf(const runtime::CMemoryViewer& model);
-ZUL_PLATFORM_API void setCamera(runtime::CMemoryViewer& model, const Camera& camera);
+ZUL_PLATFORM_API Camera cameraOf(const runtime::CCameraModel& model);
+ZUL_PLATFORM_API void setCamera(runtime::CCameraModel& model, const Camera& camera);
 
 // The camera as VTK can take it: finite numbers, a unit direction (eye
 // towards target; -Z when eye and target coincide), a unit up square to it

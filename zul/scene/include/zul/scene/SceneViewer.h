@@ -1,5 +1,5 @@
 // The viewer a desktop host gives the module: the camera model of
-// CMemoryViewer drawn by VTK, the scene's parts as the scene graph, and
+// CCameraModel drawn by VTK, the scene's parts as the scene graph, and
 // picking. Redraw renders the window with the model's camera; a camera the
 // user moved with the mouse comes back through CameraMovedByUser.
 #pragma once
@@ -13,12 +13,12 @@ class vtkRenderWindow;
 
 namespace zul::scene {
 
-class ZUL_PLATFORM_API CSceneViewer : public runtime::CMemoryViewer, public IHostSceneGraph, public IHostPickService {
+class ZUL_PLATFORM_API CSceneViewer : public runtime::CCameraModel, public IHostSceneGraph, public IHostPickService {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CSceneViewer)
     ZUL_INTERFACE_ENTRY(IHostSceneGraph)
     ZUL_INTERFACE_ENTRY(IHostPickService)
-    ZUL_INTERFACE_ENTRY_CHAIN(runtime::CMemoryViewer)
+    ZUL_INTERFACE_ENTRY_CHAIN(runtime::CCameraModel)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
 

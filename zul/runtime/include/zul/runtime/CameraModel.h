@@ -1,8 +1,8 @@
-// An in-memory viewer: one object that is the host application, the 3D view,
-// its camera, projection and view control, and a UI service, with the camera
-// model every host shares (see host/IHostView.h). It records every call, so a
-// headless host can run the module and a test can assert both what the module
-// asked and where the camera ended up.
+// The camera model every host shares (see KRAdvancedViews/host/IHostView.h),
+// in memory: one object that is the host application, the 3D view, its
+// camera, projection and view control, and a UI service. The headless host's
+// viewer as it is; the desktop viewer draws it (zul::scene::CSceneViewer).
+// Tests record its calls with tests/support/RecordingViewer.h.
 #pragma once
 
 #include <cmath>
@@ -16,20 +16,7 @@
 
 namespace zul::runtime {
 
-// The calls a test host received, in order.
-struct CallLog {
-    std::vector<std::string> calls;
-    void record(const std::string& call) { calls.push_back(call); }
-    // How many calls start with `prefix`.
-    int count(const std::string& prefix) const {
-        int n = 0;
-        for (const auto& c : calls) n += c.rfind(prefix, 0) == 0;
-        return n;
-    }
-};
-
-class CMemoryViewer : public zul::com::ObjectRoot,
-                      public CallLog,
+class CCameraModel : public zul::com::ObjectRoot,
                       public IHostApplication,
                       public IHostView3D,
                       public IHostCamera,
@@ -37,7 +24,7 @@ class CMemoryViewer : public zul::com::ObjectRoot,
                       public IHostViewControl,
                       public IHostUIService {
 public:
-    ZUL_BEGIN_INTERFACE_MAP(CMemoryViewer)
+    ZUL_BEGIN_INTERFACE_MAP(CCameraModel)
     ZUL_INTERFACE_ENTRY(IHostApplication)
     ZUL_INTERFACE_ENTRY(IHostView3D)
     ZUL_INTERFACE_ENTRY(IHostCamera)
@@ -57,7 +44,6 @@ public:
     float clipping[4] = {-10, 10, 1, 1000};
     int upLocked = 0;
     bool hasView = true;
-    HRESULT failWith = S_OK; // every camera call fails with this when set
 
     std::vector<std::string> messages;
     bool printMessages = false; // also to standard error (a headless host)
@@ -83,12 +69,10 @@ public:
     HRESULT STDMETHODCALLTYPE AdviseViewEvents(IHostViewEvents* e, DWORD* cookie) override {
         events = e;
         *cookie = 7;
-        record("Advise");
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE UnadviseViewEvents(DWORD) override {
         events = nullptr;
-        record("Unadvise");
         return S_OK;
     }
     // IHostView3D
@@ -99,21 +83,19 @@ public:
         if (cls == CLSID_HostPerspectiveProjection) perspective = true;
         else if (cls == CLSID_HostOrthographicProjection) perspective = false;
         else return E_INVALIDARG;
-        record(perspective ? "SetProjectionClass(persp)" : "SetProjectionClass(ortho)");
         return S_OK;
     }
     // Nothing to paint; the camera-change event follows, as on every host.
     HRESULT STDMETHODCALLTYPE Redraw() override {
-        record("Redraw");
         fireCameraChanged(0);
         return S_OK;
     }
     // IHostCamera
-    HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override { return set3("SetUpVector", up, x, y, z); }
+    HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override { return set3(up, x, y, z); }
     HRESULT STDMETHODCALLTYPE GetUpVector(float* x, float* y, float* z) override { return get3(up, x, y, z); }
-    HRESULT STDMETHODCALLTYPE SetPosition(float x, float y, float z) override { return set3("SetPosition", eye, x, y, z); }
+    HRESULT STDMETHODCALLTYPE SetPosition(float x, float y, float z) override { return set3(eye, x, y, z); }
     HRESULT STDMETHODCALLTYPE GetPosition(float* x, float* y, float* z) override { return get3(eye, x, y, z); }
-    HRESULT STDMETHODCALLTYPE SetTarget(float x, float y, float z) override { return set3("SetTarget", target, x, y, z); }
+    HRESULT STDMETHODCALLTYPE SetTarget(float x, float y, float z) override { return set3(target, x, y, z); }
     HRESULT STDMETHODCALLTYPE GetTarget(float* x, float* y, float* z) override { return get3(target, x, y, z); }
     // IHostCameraProjection
     HRESULT STDMETHODCALLTYPE GetClassId(CLSID* cls) override {
@@ -125,15 +107,12 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE SetViewHeight(float h) override {
-        if (failWith != S_OK) return failWith;
         viewHeight = h;
-        record("SetViewHeight");
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE SetFieldOfView(float degrees) override {
         if (!perspective) return E_FAIL;
         viewHeight = 2.0f * focal * std::tan(degrees * 0.5f * 0.017453292f);
-        record("SetFieldOfView(" + std::to_string(int(std::lround(degrees))) + ")");
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetClippingMatrix(float m[4]) override {
@@ -142,7 +121,6 @@ public:
     }
     HRESULT STDMETHODCALLTYPE SetClippingMatrix(const float m[4]) override {
         for (int i = 0; i < 4; ++i) clipping[i] = m[i];
-        record("SetClippingMatrix");
         return S_OK;
     }
     // IHostViewControl
@@ -156,12 +134,9 @@ public:
     }
     HRESULT STDMETHODCALLTYPE SetFocalDistance(float d) override {
         focal = d;
-        record("SetFocalDistance");
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE RotateCamera(float ax, float ay, float az, float degrees) override {
-        if (failWith != S_OK) return failWith;
-        record("RotateCamera(" + fmt(ax) + "," + fmt(ay) + "," + fmt(az) + "," + fmt(degrees) + ")");
         // Eye and up turn about the target around the axis (Rodrigues).
         const double r = degrees * 3.14159265358979323846 / 180.0, c = std::cos(r), s = std::sin(r);
         auto turn = [&](float v[3]) {
@@ -178,8 +153,6 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE TranslateCamera(float dx, float dy, float dz) override {
-        if (failWith != S_OK) return failWith;
-        record("TranslateCamera(" + fmt(dx) + "," + fmt(dy) + "," + fmt(dz) + ")");
         const float d[3] = {dx, dy, dz};
         for (int i = 0; i < 3; ++i) {
             eye[i] += d[i];
@@ -205,12 +178,10 @@ private:
         AddRef();
         return S_OK;
     }
-    HRESULT set3(const char* what, float* v, float x, float y, float z) {
-        if (failWith != S_OK) return failWith;
+    HRESULT set3(float* v, float x, float y, float z) {
         v[0] = x;
         v[1] = y;
         v[2] = z;
-        record(what);
         return S_OK;
     }
     static HRESULT get3(const float* v, float* x, float* y, float* z) {
@@ -218,11 +189,6 @@ private:
         *y = v[1];
         *z = v[2];
         return S_OK;
-    }
-    static std::string fmt(float v) {
-        char buf[32];
-        std::snprintf(buf, sizeof buf, "%g", v);
-        return buf;
     }
 };
 
