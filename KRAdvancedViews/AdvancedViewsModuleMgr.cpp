@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr UINT kFullMenu = 205, kShortMenu = 234, kAlignMenu = 235;
-constexpr UINT kFirstViewCommand = 17001; // + view index
-constexpr UINT kStandardViewsSubmenu = 7130;
+constexpr UINT kFullMenu = krav::ids::kMenuFull, kShortMenu = krav::ids::kMenuShort, kAlignMenu = krav::ids::kMenuAlign;
+constexpr UINT kFirstViewCommand = krav::ids::kFirstView; // + view index
+constexpr UINT kStandardViewsSubmenu = krav::ids::kStandardViewsPopup;
 constexpr DWORD kModulePickMode = 1; // the host's pick mode for points and parts
 
 krav::StandardViewsDialogFactory s_dialogFactory = nullptr;
@@ -84,7 +84,7 @@ void krav::SetDialogFactories(StandardViewsDialogFactory standardViews, Navigato
 }
 
 CAdvancedViewsModuleMgr::CAdvancedViewsModuleMgr() {
-    for (UINT id = 7142; id <= 7147; ++id) m_alignEnabled[id] = 1;
+    for (UINT id = krav::ids::kAlignMinusX; id <= krav::ids::kAlignPlusZ; ++id) m_alignEnabled[id] = 1;
 }
 
 CAdvancedViewsModuleMgr::~CAdvancedViewsModuleMgr() = default;
@@ -647,9 +647,10 @@ HRESULT CAdvancedViewsModuleMgr::ApplyDefaultView() {
 HRESULT CAdvancedViewsModuleMgr::UpdateLockedVec(int iLockedVec) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::UpdateLockedVec");
     m_lockedUpAxis = iLockedVec;
-    m_alignEnabled[7145] = m_alignEnabled[7142] = iLockedVec != 1;
-    m_alignEnabled[7146] = m_alignEnabled[7143] = iLockedVec != 2;
-    m_alignEnabled[7147] = m_alignEnabled[7144] = iLockedVec != 3;
+    using namespace krav::ids;
+    m_alignEnabled[kAlignPlusX] = m_alignEnabled[kAlignMinusX] = iLockedVec != 1;
+    m_alignEnabled[kAlignPlusY] = m_alignEnabled[kAlignMinusY] = iLockedVec != 2;
+    m_alignEnabled[kAlignPlusZ] = m_alignEnabled[kAlignMinusZ] = iLockedVec != 3;
     auto store2 = _store2();
     for (size_t k = 0; k < m_viewMenu.size(); ++k) {
         if (iLockedVec < 1 || iLockedVec > 3) {
@@ -673,7 +674,7 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
     AxisEnum axis = PositiveX;
     std::string alignName;
     switch (id) {
-    case 7131: {
+    case krav::ids::kAlignDropdown: {
         if (!m_menuManager) return E_FAIL;
         std::vector<UINT> disabled;
         for (const auto& [cmd, on] : m_alignEnabled)
@@ -684,13 +685,13 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         if (FAILED(hr)) return hr;
         return chosen ? OnCommand(chosen) : S_OK;
     }
-    case 7132: action = Action::Rotate, axis = PositiveZ; break;
-    case 7134: action = Action::Rotate, axis = NegativeZ; break;
-    case 7135: action = Action::Rotate, axis = NegativeX; break;
-    case 7136: action = Action::Rotate, axis = PositiveY; break;
-    case 7137: action = Action::Rotate, axis = NegativeY; break;
-    case 7138: action = Action::Rotate, axis = PositiveX; break;
-    case 7133: {
+    case krav::ids::kRotateClockwise: action = Action::Rotate, axis = PositiveZ; break;
+    case krav::ids::kRotateCounterclockwise: action = Action::Rotate, axis = NegativeZ; break;
+    case krav::ids::kRotateDown: action = Action::Rotate, axis = NegativeX; break;
+    case krav::ids::kRotateLeft: action = Action::Rotate, axis = PositiveY; break;
+    case krav::ids::kRotateRight: action = Action::Rotate, axis = NegativeY; break;
+    case krav::ids::kRotateUp: action = Action::Rotate, axis = PositiveX; break;
+    case krav::ids::kControlDialog: {
         zul::com::ComPtr<IViewNavigator2> nav2;
         if (!m_navigator || FAILED(m_navigator.As(nav2))) return S_OK;
         m_controlDialogShown = !m_controlDialogShown;
@@ -705,7 +706,7 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         m_closeControlDialog = m_controlDialogShown;
         return hr;
     }
-    case 7139: {
+    case krav::ids::kEditDialog: {
         m_editDialogShown = !m_editDialogShown;
         if (m_dialog) m_dialog->Show(m_editDialogShown);
         m_closeEditDialog = m_editDialogShown;
@@ -713,28 +714,28 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         if (m_navigator && SUCCEEDED(m_navigator.As(nav2))) nav2->DlgSetViewEditButtonState(!m_editDialogShown);
         return S_OK;
     }
-    case 7140: action = Action::Align, axis = PositiveIsometric, alignName = krav::LoadModuleString(krav::IDS_POSITIVE_ISOMETRIC); break;
-    case 7141: action = Action::Align, axis = NegativeIsometric, alignName = krav::LoadModuleString(krav::IDS_NEGATIVE_ISOMETRIC); break;
-    case 7145: action = Action::Align, axis = PositiveX, alignName = "+X"; break;
-    case 7142: action = Action::Align, axis = NegativeX, alignName = "-X"; break;
-    case 7146: action = Action::Align, axis = PositiveY, alignName = "+Y"; break;
-    case 7143: action = Action::Align, axis = NegativeY, alignName = "-Y"; break;
-    case 7147: action = Action::Align, axis = PositiveZ, alignName = "+Z"; break;
-    case 7144: action = Action::Align, axis = NegativeZ, alignName = "-Z"; break;
-    case 7148: {
+    case krav::ids::kAlignPlusIsometric: action = Action::Align, axis = PositiveIsometric, alignName = krav::LoadModuleString(krav::IDS_POSITIVE_ISOMETRIC); break;
+    case krav::ids::kAlignMinusIsometric: action = Action::Align, axis = NegativeIsometric, alignName = krav::LoadModuleString(krav::IDS_NEGATIVE_ISOMETRIC); break;
+    case krav::ids::kAlignPlusX: action = Action::Align, axis = PositiveX, alignName = "+X"; break;
+    case krav::ids::kAlignMinusX: action = Action::Align, axis = NegativeX, alignName = "-X"; break;
+    case krav::ids::kAlignPlusY: action = Action::Align, axis = PositiveY, alignName = "+Y"; break;
+    case krav::ids::kAlignMinusY: action = Action::Align, axis = NegativeY, alignName = "-Y"; break;
+    case krav::ids::kAlignPlusZ: action = Action::Align, axis = PositiveZ, alignName = "+Z"; break;
+    case krav::ids::kAlignMinusZ: action = Action::Align, axis = NegativeZ, alignName = "-Z"; break;
+    case krav::ids::kFitAll: {
         if (!m_commandService) {
             if (!m_site || !m_frame) return E_FAIL;
             const HRESULT hr = m_frame.As(m_commandService);
             if (FAILED(hr)) return hr;
         }
-        return m_commandService->ExecuteCommand(6585);
+        return m_commandService->ExecuteCommand(krav::ids::kHostFitAll);
     }
-    case 32801: action = Action::Translate, axis = PositiveY; break;
-    case 32802: action = Action::Translate, axis = NegativeY; break;
-    case 32803: action = Action::Translate, axis = NegativeX; break;
-    case 32804: action = Action::Translate, axis = PositiveX; break;
-    case 32805: action = Action::Translate, axis = NegativeZ; break;
-    case 32806: action = Action::Translate, axis = PositiveZ; break;
+    case krav::ids::kMovePlusY: action = Action::Translate, axis = PositiveY; break;
+    case krav::ids::kMoveMinusY: action = Action::Translate, axis = NegativeY; break;
+    case krav::ids::kMoveMinusX: action = Action::Translate, axis = NegativeX; break;
+    case krav::ids::kMovePlusX: action = Action::Translate, axis = PositiveX; break;
+    case krav::ids::kMoveMinusZ: action = Action::Translate, axis = NegativeZ; break;
+    case krav::ids::kMovePlusZ: action = Action::Translate, axis = PositiveZ; break;
     default: {
         std::string name;
         if (_getViewName(id, name) == S_OK && m_viewMenuEnabled[id - kFirstViewCommand] && m_store)

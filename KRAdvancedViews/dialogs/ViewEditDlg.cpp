@@ -25,7 +25,7 @@ bool s_fieldEdited = false;
 constexpr int kFieldIds[] = {264, 265, 266, 268, 269, 270, 271, 272, 273, 277, 278, 279, 280};
 constexpr int kVectorIds[3][3] = {{268, 269, 270}, {271, 272, 273}, {277, 278, 279}};
 constexpr int kAngleIds[3] = {264, 265, 266};
-constexpr int kCommandShowDialog = 7139;
+constexpr int kCommandShowDialog = krav::ids::kEditDialog;
 
 double s_length(const double v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
 

@@ -11,7 +11,7 @@
 
 namespace krav::dialogs {
 namespace {
-constexpr int kCommandShowRotate = 7133, kCommandShowStandardViews = 7139;
+constexpr int kCommandShowRotate = krav::ids::kControlDialog, kCommandShowStandardViews = krav::ids::kEditDialog;
 } // namespace
 
 CViewNavigatorDlg::CViewNavigatorDlg(const DialogContext& context, QWidget* parent)

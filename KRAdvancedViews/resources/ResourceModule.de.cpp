@@ -37,17 +37,17 @@ constexpr ResourceEntry kStrings[] = {
 };
 
 #define KRAV_ALIGN_ITEMS_DE                                                                                            \
-    "ITEM 7145 +&X\nITEM 7142 -X\nITEM 7146 +&Y\nITEM 7143 -Y\nITEM 7147 +&Z\nITEM 7144 -Z\n"                         \
-    "ITEM 7140 +&Isometrisch\nITEM 7141 -Isometrisch\n"
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_X) " +&X\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_X) " -X\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Y) " +&Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Y) " -Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Z) " +&Z\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Z) " -Z\n"                         \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_ISOMETRIC) " +&Isometrisch\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_ISOMETRIC) " -Isometrisch\n"
 #define KRAV_ROTATE_ITEMS_DE                                                                                           \
-    "ITEM 7132 Im &Uhrzeigersinn\nITEM 7134 &Gegen den Uhrzeigersinn\nITEM 7138 Nach &oben\nITEM 7135 Nach &unten\n"  \
-    "ITEM 7136 Nach &links\nITEM 7137 Nach &rechts\n"
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_CLOCKWISE) " Im &Uhrzeigersinn\nITEM " KRAV_STR(KRAV_ID_ROTATE_COUNTERCLOCKWISE) " &Gegen den Uhrzeigersinn\nITEM " KRAV_STR(KRAV_ID_ROTATE_UP) " Nach &oben\nITEM " KRAV_STR(KRAV_ID_ROTATE_DOWN) " Nach &unten\n"  \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_LEFT) " Nach &links\nITEM " KRAV_STR(KRAV_ID_ROTATE_RIGHT) " Nach &rechts\n"
 constexpr ResourceEntry kMenus[] = {
-    {205, "POPUP 0 &Ansicht\nPOPUP 7130 &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "SEPARATOR\nEND\nPOPUP 0 &Drehen\n"
-          KRAV_ROTATE_ITEMS_DE "END\nSEPARATOR\nITEM 7133 &Steuerdialog ...\nITEM 7139 &Bearbeiten ...\nEND\n"},
-    {231, "POPUP 7130 &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "END\n"},
-    {234, "POPUP 0 &Ansicht\nITEM 7133 &Steuerdialog ...\nITEM 7139 &Bearbeiten ...\nEND\n"},
-    {235, KRAV_ALIGN_ITEMS_DE},
+    {KRAV_ID_MENU_FULL, "POPUP 0 &Ansicht\nPOPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "SEPARATOR\nEND\nPOPUP 0 &Drehen\n"
+          KRAV_ROTATE_ITEMS_DE "END\nSEPARATOR\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Steuerdialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Bearbeiten ...\nEND\n"},
+    {KRAV_ID_MENU_STANDARD_VIEWS, "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "END\n"},
+    {KRAV_ID_MENU_SHORT, "POPUP 0 &Ansicht\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Steuerdialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Bearbeiten ...\nEND\n"},
+    {KRAV_ID_MENU_ALIGN, KRAV_ALIGN_ITEMS_DE},
 };
 
 } // namespace

@@ -7,6 +7,10 @@
 
 #include "zul/com/com.h"
 
+// A command or menu id (ResourceIds.h) as text, for the menu resources.
+#define KRAV_STR2(x) #x
+#define KRAV_STR(x) KRAV_STR2(x)
+
 namespace krav {
 
 struct ResourceEntry {

@@ -38,18 +38,18 @@ constexpr ResourceEntry kStrings[] = {
 
 namespace {
 #define KRAV_ALIGN_ITEMS                                                                                              \
-    "ITEM 7145 +&X\nITEM 7142 -X\nITEM 7146 +&Y\nITEM 7143 -Y\nITEM 7147 +&Z\nITEM 7144 -Z\n"                         \
-    "ITEM 7140 +&Isometric\nITEM 7141 -Isometric\n"
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_X) " +&X\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_X) " -X\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Y) " +&Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Y) " -Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Z) " +&Z\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Z) " -Z\n"                         \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_ISOMETRIC) " +&Isometric\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_ISOMETRIC) " -Isometric\n"
 #define KRAV_ROTATE_ITEMS                                                                                             \
-    "ITEM 7132 Clock&wise\nITEM 7134 &Counterclockwise\nITEM 7138 &Up\nITEM 7135 &Down\nITEM 7136 &Left\n"           \
-    "ITEM 7137 &Right\n"
-// The view items (17001 + index) are added at the end of the "&Standard Views" submenu (7130).
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_CLOCKWISE) " Clock&wise\nITEM " KRAV_STR(KRAV_ID_ROTATE_COUNTERCLOCKWISE) " &Counterclockwise\nITEM " KRAV_STR(KRAV_ID_ROTATE_UP) " &Up\nITEM " KRAV_STR(KRAV_ID_ROTATE_DOWN) " &Down\nITEM " KRAV_STR(KRAV_ID_ROTATE_LEFT) " &Left\n"           \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_RIGHT) " &Right\n"
+// The view items (KRAV_ID_FIRST_VIEW + index) are added at the end of the "&Standard Views" popup.
 constexpr ResourceEntry kMenus[] = {
-    {205, "POPUP 0 &View\nPOPUP 7130 &Standard Views\n" KRAV_ALIGN_ITEMS "SEPARATOR\nEND\nPOPUP 0 &Rotate\n" KRAV_ROTATE_ITEMS
-          "END\nSEPARATOR\nITEM 7133 &Control Dialog ...\nITEM 7139 &Edit ...\nEND\n"},
-    {231, "POPUP 7130 &Standard Views\n" KRAV_ALIGN_ITEMS "END\n"},
-    {234, "POPUP 0 &View\nITEM 7133 &Control Dialog ...\nITEM 7139 &Edit ...\nEND\n"},
-    {235, KRAV_ALIGN_ITEMS},
+    {KRAV_ID_MENU_FULL, "POPUP 0 &View\nPOPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standard Views\n" KRAV_ALIGN_ITEMS "SEPARATOR\nEND\nPOPUP 0 &Rotate\n" KRAV_ROTATE_ITEMS
+          "END\nSEPARATOR\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Control Dialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Edit ...\nEND\n"},
+    {KRAV_ID_MENU_STANDARD_VIEWS, "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standard Views\n" KRAV_ALIGN_ITEMS "END\n"},
+    {KRAV_ID_MENU_SHORT, "POPUP 0 &View\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Control Dialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Edit ...\nEND\n"},
+    {KRAV_ID_MENU_ALIGN, KRAV_ALIGN_ITEMS},
 };
 
 std::atomic<ResourceLookupFn> g_resourceModule{nullptr};

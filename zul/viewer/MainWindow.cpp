@@ -20,6 +20,7 @@
 #include <QTimer>
 #include <vtkObjectFactory.h>
 
+#include "KRAdvancedViews/ResourceIds.h"
 #include "ViewModule.h"
 
 namespace zul::viewer {
@@ -139,14 +140,14 @@ void MainWindow::_buildUi() {
         const char* tip;
     };
     const Command commands[] = {
-        {"+X", 7145, "Align to +X"},          {"-X", 7142, "Align to -X"},        {"+Y", 7146, "Align to +Y"},
-        {"-Y", 7143, "Align to -Y"},          {"+Z", 7147, "Align to +Z"},        {"-Z", 7144, "Align to -Z"},
-        {"+Iso", 7140, "+Isometric"},         {"-Iso", 7141, "-Isometric"},       {nullptr, 0, nullptr},
-        {"⟳", 7132, "Rotate Clockwise"},      {"⟲", 7134, "Rotate Counterclockwise"}, {"↑", 7138, "Rotate Up"},
-        {"↓", 7135, "Rotate Down"},           {"←", 7136, "Rotate Left"},         {"→", 7137, "Rotate Right"},
+        {"+X", krav::ids::kAlignPlusX, "Align to +X"},          {"-X", krav::ids::kAlignMinusX, "Align to -X"},        {"+Y", krav::ids::kAlignPlusY, "Align to +Y"},
+        {"-Y", krav::ids::kAlignMinusY, "Align to -Y"},          {"+Z", krav::ids::kAlignPlusZ, "Align to +Z"},        {"-Z", krav::ids::kAlignMinusZ, "Align to -Z"},
+        {"+Iso", krav::ids::kAlignPlusIsometric, "+Isometric"},         {"-Iso", krav::ids::kAlignMinusIsometric, "-Isometric"},       {nullptr, 0, nullptr},
+        {"⟳", krav::ids::kRotateClockwise, "Rotate Clockwise"},      {"⟲", krav::ids::kRotateCounterclockwise, "Rotate Counterclockwise"}, {"↑", krav::ids::kRotateUp, "Rotate Up"},
+        {"↓", krav::ids::kRotateDown, "Rotate Down"},           {"←", krav::ids::kRotateLeft, "Rotate Left"},         {"→", krav::ids::kRotateRight, "Rotate Right"},
         {nullptr, 0, nullptr},
-        {"Views...", 7139, "The Standard Views dialog (View > Edit ...): create, apply and manage stored views"},
-        {"Rotate...", 7133, "The Rotate dialog (View > Control Dialog ...): rotate and move by steps"},
+        {"Views...", krav::ids::kEditDialog, "The Standard Views dialog (View > Edit ...): create, apply and manage stored views"},
+        {"Rotate...", krav::ids::kControlDialog, "The Rotate dialog (View > Control Dialog ...): rotate and move by steps"},
     };
     for (const Command& c : commands) {
         if (!c.text) {
@@ -198,7 +199,7 @@ void MainWindow::_addViewMenuItems() {
     // Help stays the last menu, after the module's.
     menuBar()->removeAction(help_->menuAction());
     menuBar()->addAction(help_->menuAction());
-    QMenu* view = host_->menu(205);
+    QMenu* view = host_->menu(krav::ids::kMenuFull);
     if (!view) return;
     view->addSeparator();
     view->addAction(defaultView_);
@@ -314,7 +315,7 @@ void MainWindow::StopModule() {
 
 void MainWindow::StartView() {
     if (ApplyDefaultView()) return;
-    if (module_) host_->Run(7140);
+    if (module_) host_->Run(krav::ids::kAlignPlusIsometric);
     host_->sceneViewer->FitAll();
 }
 

@@ -12,6 +12,7 @@
 #include <vtkSmartPointer.h>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
+#include "KRAdvancedViews/ResourceIds.h"
 #include "ViewerHost.h"
 #include "zul/scene/Scene.h"
 
@@ -24,8 +25,8 @@ namespace zul::viewer {
 // QApplication is made.
 void SetUpSurfaceFormat();
 
-// The host command the module's command 7148 asks for; zulview fits the view.
-inline constexpr DWORD kHostFitAllCommand = 6585;
+// The host command the module's fit command asks for; zulview fits the view.
+inline constexpr DWORD kHostFitAllCommand = krav::ids::kHostFitAll;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT

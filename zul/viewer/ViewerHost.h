@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 
+#include "KRAdvancedViews/ResourceIds.h"
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/runtime/Library.h"
 #include "zul/scene/SceneViewer.h"
@@ -29,7 +30,7 @@ public:
     ZUL_DELEGATING_IUNKNOWN
 
     // The popup of the module's menus the stored views are added to.
-    static constexpr UINT kStoredViewsPopup = 7130;
+    static constexpr UINT kStoredViewsPopup = krav::ids::kStandardViewsPopup;
 
     CViewerHost();
     ~CViewerHost() override;

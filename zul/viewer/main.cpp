@@ -90,8 +90,8 @@ int main(int argc, char** argv) {
     } else if (parser.isSet(screenshot)) {
         QTimer::singleShot(300, &app, [&] {
             const QString which = parser.value(dialog);
-            if (which == "standard") window.host()->Run(7139);
-            else if (which == "rotate") window.host()->Run(7133);
+            if (which == "standard") window.host()->Run(krav::ids::kEditDialog);
+            else if (which == "rotate") window.host()->Run(krav::ids::kControlDialog);
             for (QWidget* w : QApplication::topLevelWidgets())
                 if (qobject_cast<QDialog*>(w) && w->isVisible()) w->move(window.mapToGlobal(QPoint(window.width() - w->width() - 24, 90)));
             QTimer::singleShot(400, &app, [&] {
