@@ -36,19 +36,45 @@ constexpr ResourceEntry kStrings[] = {
     {krav::IDS_CONFIRM_DELETE, "M\u00f6chten Sie die Ansicht(en) wirklich l\u00f6schen?"},
 };
 
-#define KRAV_ALIGN_ITEMS_DE                                                                                            \
-    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_X) " +&X\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_X) " -X\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Y) " +&Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Y) " -Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Z) " +&Z\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Z) " -Z\n"                         \
-    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_ISOMETRIC) " +&Isometrisch\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_ISOMETRIC) " -Isometrisch\n"
-#define KRAV_ROTATE_ITEMS_DE                                                                                           \
-    "ITEM " KRAV_STR(KRAV_ID_ROTATE_CLOCKWISE) " Im &Uhrzeigersinn\nITEM " KRAV_STR(KRAV_ID_ROTATE_COUNTERCLOCKWISE) " &Gegen den Uhrzeigersinn\nITEM " KRAV_STR(KRAV_ID_ROTATE_UP) " Nach &oben\nITEM " KRAV_STR(KRAV_ID_ROTATE_DOWN) " Nach &unten\n"  \
-    "ITEM " KRAV_STR(KRAV_ID_ROTATE_LEFT) " Nach &links\nITEM " KRAV_STR(KRAV_ID_ROTATE_RIGHT) " Nach &rechts\n"
+// clang-format off
+#define KRAV_ALIGN_ITEMS_DE \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_X) " +&X\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_X) " -X\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Y) " +&Y\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Y) " -Y\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Z) " +&Z\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Z) " -Z\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_ISOMETRIC) " +&Isometrisch\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_ISOMETRIC) " -Isometrisch\n"
+#define KRAV_ROTATE_ITEMS_DE \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_CLOCKWISE) " Im &Uhrzeigersinn\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_COUNTERCLOCKWISE) " &Gegen den Uhrzeigersinn\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_UP) " Nach &oben\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_DOWN) " Nach &unten\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_LEFT) " Nach &links\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_RIGHT) " Nach &rechts\n"
 constexpr ResourceEntry kMenus[] = {
-    {KRAV_ID_MENU_FULL, "POPUP 0 &Ansicht\nPOPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "SEPARATOR\nEND\nPOPUP 0 &Drehen\n"
-          KRAV_ROTATE_ITEMS_DE "END\nSEPARATOR\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Steuerdialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Bearbeiten ...\nEND\n"},
-    {KRAV_ID_MENU_STANDARD_VIEWS, "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "END\n"},
-    {KRAV_ID_MENU_SHORT, "POPUP 0 &Ansicht\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Steuerdialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Bearbeiten ...\nEND\n"},
+    {KRAV_ID_MENU_FULL,
+     "POPUP 0 &Ansicht\n"
+     "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standardansichten\n" KRAV_ALIGN_ITEMS_DE "SEPARATOR\n"
+     "END\n"
+     "POPUP 0 &Drehen\n" KRAV_ROTATE_ITEMS_DE
+     "END\n"
+     "SEPARATOR\n"
+     "ITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Steuerdialog ...\n"
+     "ITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Bearbeiten ...\n"
+     "END\n"},
+    {KRAV_ID_MENU_STANDARD_VIEWS,
+     "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standardansichten\n" KRAV_ALIGN_ITEMS_DE
+     "END\n"},
+    {KRAV_ID_MENU_SHORT,
+     "POPUP 0 &Ansicht\n"
+     "ITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Steuerdialog ...\n"
+     "ITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Bearbeiten ...\n"
+     "END\n"},
     {KRAV_ID_MENU_ALIGN, KRAV_ALIGN_ITEMS_DE},
 };
+// clang-format on
 
 } // namespace
 

@@ -37,20 +37,46 @@ constexpr ResourceEntry kStrings[] = {
 } // namespace
 
 namespace {
-#define KRAV_ALIGN_ITEMS                                                                                              \
-    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_X) " +&X\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_X) " -X\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Y) " +&Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Y) " -Y\nITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Z) " +&Z\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Z) " -Z\n"                         \
-    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_ISOMETRIC) " +&Isometric\nITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_ISOMETRIC) " -Isometric\n"
-#define KRAV_ROTATE_ITEMS                                                                                             \
-    "ITEM " KRAV_STR(KRAV_ID_ROTATE_CLOCKWISE) " Clock&wise\nITEM " KRAV_STR(KRAV_ID_ROTATE_COUNTERCLOCKWISE) " &Counterclockwise\nITEM " KRAV_STR(KRAV_ID_ROTATE_UP) " &Up\nITEM " KRAV_STR(KRAV_ID_ROTATE_DOWN) " &Down\nITEM " KRAV_STR(KRAV_ID_ROTATE_LEFT) " &Left\n"           \
+// clang-format off
+#define KRAV_ALIGN_ITEMS \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_X) " +&X\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_X) " -X\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Y) " +&Y\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Y) " -Y\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_Z) " +&Z\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_Z) " -Z\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_PLUS_ISOMETRIC) " +&Isometric\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ALIGN_MINUS_ISOMETRIC) " -Isometric\n"
+#define KRAV_ROTATE_ITEMS \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_CLOCKWISE) " Clock&wise\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_COUNTERCLOCKWISE) " &Counterclockwise\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_UP) " &Up\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_DOWN) " &Down\n" \
+    "ITEM " KRAV_STR(KRAV_ID_ROTATE_LEFT) " &Left\n" \
     "ITEM " KRAV_STR(KRAV_ID_ROTATE_RIGHT) " &Right\n"
 // The view items (KRAV_ID_FIRST_VIEW + index) are added at the end of the "&Standard Views" popup.
 constexpr ResourceEntry kMenus[] = {
-    {KRAV_ID_MENU_FULL, "POPUP 0 &View\nPOPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standard Views\n" KRAV_ALIGN_ITEMS "SEPARATOR\nEND\nPOPUP 0 &Rotate\n" KRAV_ROTATE_ITEMS
-          "END\nSEPARATOR\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Control Dialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Edit ...\nEND\n"},
-    {KRAV_ID_MENU_STANDARD_VIEWS, "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standard Views\n" KRAV_ALIGN_ITEMS "END\n"},
-    {KRAV_ID_MENU_SHORT, "POPUP 0 &View\nITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Control Dialog ...\nITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Edit ...\nEND\n"},
+    {KRAV_ID_MENU_FULL,
+     "POPUP 0 &View\n"
+     "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standard Views\n" KRAV_ALIGN_ITEMS "SEPARATOR\n"
+     "END\n"
+     "POPUP 0 &Rotate\n" KRAV_ROTATE_ITEMS
+     "END\n"
+     "SEPARATOR\n"
+     "ITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Control Dialog ...\n"
+     "ITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Edit ...\n"
+     "END\n"},
+    {KRAV_ID_MENU_STANDARD_VIEWS,
+     "POPUP " KRAV_STR(KRAV_ID_STANDARD_VIEWS_POPUP) " &Standard Views\n" KRAV_ALIGN_ITEMS
+     "END\n"},
+    {KRAV_ID_MENU_SHORT,
+     "POPUP 0 &View\n"
+     "ITEM " KRAV_STR(KRAV_ID_CONTROL_DIALOG) " &Control Dialog ...\n"
+     "ITEM " KRAV_STR(KRAV_ID_EDIT_DIALOG) " &Edit ...\n"
+     "END\n"},
     {KRAV_ID_MENU_ALIGN, KRAV_ALIGN_ITEMS},
 };
+// clang-format on
 
 std::atomic<ResourceLookupFn> g_resourceModule{nullptr};
 
