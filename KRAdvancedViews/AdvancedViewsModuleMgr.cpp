@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr UINT kFullMenu = krav::ids::kMenuFull, kShortMenu = krav::ids::kMenuShort, kAlignMenu = krav::ids::kMenuAlign;
+constexpr UINT kFullMenu = krav::ids::kMenuFull, kShortMenu = krav::ids::kMenuShort,
+               kAlignMenu = krav::ids::kMenuAlign;
 constexpr UINT kFirstViewCommand = krav::ids::kFirstView; // + view index
 constexpr UINT kStandardViewsSubmenu = krav::ids::kStandardViewsPopup;
 constexpr DWORD kModulePickMode = 1; // the host's pick mode for points and parts
@@ -33,10 +34,14 @@ public:
         if (!ppv) return E_POINTER;
         *ppv = nullptr;
         IUnknown* out = nullptr;
-        if (iid == IID_IUnknown) out = this;
-        else if (iid == zul::com::iidOf<IHostApplication>()) out = app_.Get();
-        else if (iid == IID_IHostUIService) out = ui_.Get();
-        else if (iid == zul::com::iidOf<IViewNavigatorOwner>()) out = owner_.Get();
+        if (iid == IID_IUnknown)
+            out = this;
+        else if (iid == zul::com::iidOf<IHostApplication>())
+            out = app_.Get();
+        else if (iid == IID_IHostUIService)
+            out = ui_.Get();
+        else if (iid == zul::com::iidOf<IViewNavigatorOwner>())
+            out = owner_.Get();
         if (!out) return E_NOINTERFACE;
         out->AddRef();
         *ppv = out;
@@ -78,13 +83,15 @@ HRESULT s_copyOut(const std::string& text, ULONG* pLen, char* buffer) {
 
 } // namespace
 
-void krav::SetDialogFactories(StandardViewsDialogFactory standardViews, NavigatorDialogFactory navigator) {
+void krav::SetDialogFactories(StandardViewsDialogFactory standardViews,
+                              NavigatorDialogFactory navigator) {
     s_dialogFactory = standardViews;
     s_navigatorDialogFactory = navigator;
 }
 
 CAdvancedViewsModuleMgr::CAdvancedViewsModuleMgr() {
-    for (UINT id = krav::ids::kAlignMinusX; id <= krav::ids::kAlignPlusZ; ++id) m_alignEnabled[id] = 1;
+    for (UINT id = krav::ids::kAlignMinusX; id <= krav::ids::kAlignPlusZ; ++id)
+        m_alignEnabled[id] = 1;
 }
 
 CAdvancedViewsModuleMgr::~CAdvancedViewsModuleMgr() = default;
@@ -106,8 +113,9 @@ zul::com::ComPtr<IViewManager2> CAdvancedViewsModuleMgr::_store2() const {
 HRESULT CAdvancedViewsModuleMgr::SetSite(IUnknown* pUnkSite) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::SetSite");
     m_site.Reset();
-    if (pUnkSite) return pUnkSite->QueryInterface(zul::com::iidOf<IHostModuleSite>(),
-                                                  reinterpret_cast<void**>(m_site.GetAddressOf()));
+    if (pUnkSite)
+        return pUnkSite->QueryInterface(zul::com::iidOf<IHostModuleSite>(),
+                                        reinterpret_cast<void**>(m_site.GetAddressOf()));
     return S_OK;
 }
 
@@ -130,7 +138,8 @@ HRESULT CAdvancedViewsModuleMgr::_start() {
     HRESULT hr = m_site->GetModuleValue(KEY_HostModuleId, &m_moduleId);
     if (SUCCEEDED(hr)) hr = m_site->GetModuleValue(KEY_HostFrameId, &m_frameId);
     if (SUCCEEDED(hr))
-        hr = m_site->GetObject(m_frameId, zul::com::iidOf<IHostFrame>(), reinterpret_cast<void**>(m_frame.ReleaseAndGetAddressOf()));
+        hr = m_site->GetObject(m_frameId, zul::com::iidOf<IHostFrame>(),
+                               reinterpret_cast<void**>(m_frame.ReleaseAndGetAddressOf()));
     if (SUCCEEDED(hr)) hr = m_frame.As(m_menuManager);
     if (SUCCEEDED(hr))
         hr = m_menuInstallMode ? m_menuManager->InstallMenuWithHandler(m_moduleId, kFullMenu, this)
@@ -145,8 +154,10 @@ HRESULT CAdvancedViewsModuleMgr::_stop() {
     HRESULT result = E_FAIL;
     _closeDialogs();
     if (m_menuManager) {
-        if (m_menuInstallMode) m_menuManager->RemoveMenuWithHandler(m_moduleId, kFullMenu, this);
-        else m_menuManager->RemoveMenu(m_moduleId, m_menuHandle, kShortMenu);
+        if (m_menuInstallMode)
+            m_menuManager->RemoveMenuWithHandler(m_moduleId, kFullMenu, this);
+        else
+            m_menuManager->RemoveMenu(m_moduleId, m_menuHandle, kShortMenu);
         result = m_site ? m_site->UnregisterModuleUI(m_menuHandle, m_uiValue1, m_uiValue2) : E_FAIL;
     }
     _destroyObjects();
@@ -191,7 +202,8 @@ HRESULT CAdvancedViewsModuleMgr::AttachViewer(DWORD viewerId) {
         }
         HRESULT hr = m_site->CreateModuleObject(CLSID_ViewManager, &m_storeCookie);
         if (SUCCEEDED(hr))
-            hr = m_site->GetObject(m_storeCookie, IID_IViewManager, reinterpret_cast<void**>(m_store.GetAddressOf()));
+            hr = m_site->GetObject(m_storeCookie, IID_IViewManager,
+                                   reinterpret_cast<void**>(m_store.GetAddressOf()));
         if (SUCCEEDED(hr)) hr = m_site->CreateModuleObject(CLSID_ViewNavigator, &m_navigatorCookie);
         if (SUCCEEDED(hr))
             hr = m_site->GetObject(m_navigatorCookie, IID_IViewNavigator,
@@ -228,7 +240,8 @@ zul::com::ComPtr<IHostWindowService> CAdvancedViewsModuleMgr::_windowService() c
     zul::com::ComPtr<IHostWindowService> windows;
     DWORD frameId = 0;
     if (m_site && SUCCEEDED(m_site->GetModuleValue(KEY_HostFrameId, &frameId)))
-        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(), reinterpret_cast<void**>(windows.GetAddressOf()));
+        m_site->GetObject(frameId, zul::com::iidOf<IHostWindowService>(),
+                          reinterpret_cast<void**>(windows.GetAddressOf()));
     return windows;
 }
 
@@ -249,14 +262,16 @@ void CAdvancedViewsModuleMgr::_createDialogs() {
     context.parent = parent;
     const auto windows = _windowService();
     UINT_PTR handle = 0;
-    if (!m_dialog && s_dialogFactory && SUCCEEDED(s_dialogFactory(context, m_dialog.GetAddressOf())) && windows &&
+    if (!m_dialog && s_dialogFactory &&
+        SUCCEEDED(s_dialogFactory(context, m_dialog.GetAddressOf())) && windows &&
         SUCCEEDED(m_dialog->GetWindowHandle(&handle)))
         windows->AdoptWindow(handle);
     zul::com::ComPtr<IViewNavigatorDialogHolder> holder;
     if (!m_navigatorDialog && s_navigatorDialogFactory && SUCCEEDED(m_navigator.As(holder)) &&
         SUCCEEDED(s_navigatorDialogFactory(context, m_navigatorDialog.GetAddressOf()))) {
         holder->SetDialog(m_navigatorDialog.Get());
-        if (windows && SUCCEEDED(m_navigatorDialog->GetWindowHandle(&handle))) windows->AdoptWindow(handle);
+        if (windows && SUCCEEDED(m_navigatorDialog->GetWindowHandle(&handle)))
+            windows->AdoptWindow(handle);
     }
 }
 
@@ -266,12 +281,14 @@ void CAdvancedViewsModuleMgr::_closeDialogs() {
     const auto windows = _windowService();
     UINT_PTR handle = 0;
     if (m_dialog) {
-        if (windows && SUCCEEDED(m_dialog->GetWindowHandle(&handle))) windows->ReleaseWindow(handle);
+        if (windows && SUCCEEDED(m_dialog->GetWindowHandle(&handle)))
+            windows->ReleaseWindow(handle);
         m_dialog->Close();
         m_dialog.Reset();
     }
     if (m_navigatorDialog) {
-        if (windows && SUCCEEDED(m_navigatorDialog->GetWindowHandle(&handle))) windows->ReleaseWindow(handle);
+        if (windows && SUCCEEDED(m_navigatorDialog->GetWindowHandle(&handle)))
+            windows->ReleaseWindow(handle);
         m_navigatorDialog->Setup(nullptr);
         m_navigatorDialog->Close();
         m_navigatorDialog.Reset();
@@ -354,11 +371,13 @@ void CAdvancedViewsModuleMgr::_rebuildViewMenu() {
     m_menuManager->RemoveMenuItems(m_moduleId, kFirstViewCommand, kFirstViewCommand + 1000);
     for (size_t k = 1; k < m_viewMenu.size(); ++k)
         if (!m_viewMenu[k].empty())
-            m_menuManager->AddMenuItem(m_moduleId, kStandardViewsSubmenu, kFirstViewCommand + static_cast<UINT>(k),
+            m_menuManager->AddMenuItem(m_moduleId, kStandardViewsSubmenu,
+                                       kFirstViewCommand + static_cast<UINT>(k),
                                        m_viewMenu[k].c_str(), m_viewMenuEnabled[k]);
 }
 
-void CAdvancedViewsModuleMgr::_tellDialog(const char* event, const char* name, const char* newName) {
+void CAdvancedViewsModuleMgr::_tellDialog(const char* event, const char* name,
+                                          const char* newName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::_tellDialog");
     if (m_dialog) m_dialog->OnViewEvent(event, name, newName);
 }
@@ -381,8 +400,10 @@ HRESULT CAdvancedViewsModuleMgr::_noteStoredView(const char* name, const char* e
     FullViewInfo info;
     if (store2->GetViewInfo(name, &info) == S_OK) {
         if (info.iViewIndex >= 0) _putInMenu(name, info.iViewIndex);
-        if (info.iChangeBits & ViewChangeDefaultView) m_defaultViewName = name;
-        else if (m_defaultViewName == name) m_defaultViewName.clear();
+        if (info.iChangeBits & ViewChangeDefaultView)
+            m_defaultViewName = name;
+        else if (m_defaultViewName == name)
+            m_defaultViewName.clear();
     }
     _rebuildViewMenu();
     _tellDialog(event, name);
@@ -391,7 +412,8 @@ HRESULT CAdvancedViewsModuleMgr::_noteStoredView(const char* name, const char* e
 
 // The handlers of a view about to go or change: its slot is emptied (for an
 // edit only when the slot still holds this very name).
-HRESULT CAdvancedViewsModuleMgr::_noteLeavingView(const char* name, const char* event, bool onlyIfSame) {
+HRESULT CAdvancedViewsModuleMgr::_noteLeavingView(const char* name, const char* event,
+                                                  bool onlyIfSame) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::_noteLeavingView");
     if (!name) return E_POINTER;
     auto store2 = _store2();
@@ -438,7 +460,8 @@ HRESULT CAdvancedViewsModuleMgr::NotifyViewEdited(const char* pViewName) {
     return _noteStoredView(pViewName, "Edited");
 }
 
-HRESULT CAdvancedViewsModuleMgr::NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) {
+HRESULT CAdvancedViewsModuleMgr::NotifyViewRenamed(const char* pOldViewName,
+                                                   const char* pNewViewName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::NotifyViewRenamed");
     if (!pOldViewName || !pNewViewName) return E_POINTER;
     auto store2 = _store2();
@@ -496,7 +519,8 @@ HRESULT CAdvancedViewsModuleMgr::GetCurrentLum3DViewHandle(DWORD* pHandle) {
 HRESULT CAdvancedViewsModuleMgr::GetNumberViews(int* nViews) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::GetNumberViews");
     if (!nViews) return E_POINTER;
-    *nViews = static_cast<int>(std::count_if(m_viewMenu.begin(), m_viewMenu.end(), [](const auto& n) { return !n.empty(); }));
+    *nViews = static_cast<int>(std::count_if(m_viewMenu.begin(), m_viewMenu.end(),
+                                             [](const auto& n) { return !n.empty(); }));
     return S_OK;
 }
 
@@ -566,7 +590,9 @@ HRESULT CAdvancedViewsModuleMgr::ReplaceView(const char* pViewName) {
     KRAV_TRACE("CAdvancedViewsModuleMgr::ReplaceView");
     auto store2 = _store2();
     if (!store2 || !m_navigator) return E_POINTER;
-    if (!pViewName || std::find(m_viewMenu.begin(), m_viewMenu.end(), pViewName) == m_viewMenu.end()) return E_FAIL;
+    if (!pViewName ||
+        std::find(m_viewMenu.begin(), m_viewMenu.end(), pViewName) == m_viewMenu.end())
+        return E_FAIL;
     FullViewInfo stored, live;
     HRESULT hr = store2->GetViewInfo(pViewName, &stored);
     if (FAILED(hr)) return hr;
@@ -589,11 +615,13 @@ HRESULT CAdvancedViewsModuleMgr::DeleteView(const char* pViewName) {
     HRESULT hr = store2->DestroyView(pViewName);
     if (FAILED(hr)) return hr;
     // Every later view is written back (its index may move into the gap).
-    const std::vector<std::string> later(m_viewMenu.begin() + static_cast<long>(slot) + 1, m_viewMenu.end());
+    const std::vector<std::string> later(m_viewMenu.begin() + static_cast<long>(slot) + 1,
+                                         m_viewMenu.end());
     for (const std::string& name : later) {
         if (name.empty()) continue;
         FullViewInfo info;
-        if (store2->GetViewInfo(name.c_str(), &info) == S_OK) store2->EditViewInfo(name.c_str(), info);
+        if (store2->GetViewInfo(name.c_str(), &info) == S_OK)
+            store2->EditViewInfo(name.c_str(), info);
     }
     return hr;
 }
@@ -631,7 +659,8 @@ HRESULT CAdvancedViewsModuleMgr::GetDefaultView(ULONG* pLen, char* pViewName) {
         if (hr != S_OK) return hr;
         for (const auto& n : m_viewMenu) {
             FullViewInfo r;
-            if (!n.empty() && store2->GetViewInfo(n.c_str(), &r) == S_OK && (r.iChangeBits & ViewChangeDefaultView))
+            if (!n.empty() && store2->GetViewInfo(n.c_str(), &r) == S_OK &&
+                (r.iChangeBits & ViewChangeDefaultView))
                 return s_copyOut(n, pLen, pViewName);
         }
         return E_FAIL;
@@ -658,7 +687,8 @@ HRESULT CAdvancedViewsModuleMgr::UpdateLockedVec(int iLockedVec) {
             continue;
         }
         FullViewInfo info;
-        m_viewMenuEnabled[k] = !m_viewMenu[k].empty() && store2 && store2->GetViewInfo(m_viewMenu[k].c_str(), &info) == S_OK &&
+        m_viewMenuEnabled[k] = !m_viewMenu[k].empty() && store2 &&
+                               store2->GetViewInfo(m_viewMenu[k].c_str(), &info) == S_OK &&
                                !s_lookingAlong(info, iLockedVec);
     }
     _rebuildViewMenu();
@@ -680,17 +710,29 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         for (const auto& [cmd, on] : m_alignEnabled)
             if (!on) disabled.push_back(cmd);
         UINT chosen = 0;
-        const HRESULT hr = m_menuManager->TrackPopupMenu(m_moduleId, kAlignMenu, disabled.data(),
-                                                         static_cast<UINT>(disabled.size()), &chosen);
+        const HRESULT hr = m_menuManager->TrackPopupMenu(
+            m_moduleId, kAlignMenu, disabled.data(), static_cast<UINT>(disabled.size()), &chosen);
         if (FAILED(hr)) return hr;
         return chosen ? OnCommand(chosen) : S_OK;
     }
-    case krav::ids::kRotateClockwise: action = Action::Rotate, axis = PositiveZ; break;
-    case krav::ids::kRotateCounterclockwise: action = Action::Rotate, axis = NegativeZ; break;
-    case krav::ids::kRotateDown: action = Action::Rotate, axis = NegativeX; break;
-    case krav::ids::kRotateLeft: action = Action::Rotate, axis = PositiveY; break;
-    case krav::ids::kRotateRight: action = Action::Rotate, axis = NegativeY; break;
-    case krav::ids::kRotateUp: action = Action::Rotate, axis = PositiveX; break;
+    case krav::ids::kRotateClockwise:
+        action = Action::Rotate, axis = PositiveZ;
+        break;
+    case krav::ids::kRotateCounterclockwise:
+        action = Action::Rotate, axis = NegativeZ;
+        break;
+    case krav::ids::kRotateDown:
+        action = Action::Rotate, axis = NegativeX;
+        break;
+    case krav::ids::kRotateLeft:
+        action = Action::Rotate, axis = PositiveY;
+        break;
+    case krav::ids::kRotateRight:
+        action = Action::Rotate, axis = NegativeY;
+        break;
+    case krav::ids::kRotateUp:
+        action = Action::Rotate, axis = PositiveX;
+        break;
     case krav::ids::kControlDialog: {
         zul::com::ComPtr<IViewNavigator2> nav2;
         if (!m_navigator || FAILED(m_navigator.As(nav2))) return S_OK;
@@ -711,17 +753,36 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         if (m_dialog) m_dialog->Show(m_editDialogShown);
         m_closeEditDialog = m_editDialogShown;
         zul::com::ComPtr<IViewNavigator2> nav2;
-        if (m_navigator && SUCCEEDED(m_navigator.As(nav2))) nav2->DlgSetViewEditButtonState(!m_editDialogShown);
+        if (m_navigator && SUCCEEDED(m_navigator.As(nav2)))
+            nav2->DlgSetViewEditButtonState(!m_editDialogShown);
         return S_OK;
     }
-    case krav::ids::kAlignPlusIsometric: action = Action::Align, axis = PositiveIsometric, alignName = krav::LoadModuleString(krav::IDS_POSITIVE_ISOMETRIC); break;
-    case krav::ids::kAlignMinusIsometric: action = Action::Align, axis = NegativeIsometric, alignName = krav::LoadModuleString(krav::IDS_NEGATIVE_ISOMETRIC); break;
-    case krav::ids::kAlignPlusX: action = Action::Align, axis = PositiveX, alignName = "+X"; break;
-    case krav::ids::kAlignMinusX: action = Action::Align, axis = NegativeX, alignName = "-X"; break;
-    case krav::ids::kAlignPlusY: action = Action::Align, axis = PositiveY, alignName = "+Y"; break;
-    case krav::ids::kAlignMinusY: action = Action::Align, axis = NegativeY, alignName = "-Y"; break;
-    case krav::ids::kAlignPlusZ: action = Action::Align, axis = PositiveZ, alignName = "+Z"; break;
-    case krav::ids::kAlignMinusZ: action = Action::Align, axis = NegativeZ, alignName = "-Z"; break;
+    case krav::ids::kAlignPlusIsometric:
+        action = Action::Align, axis = PositiveIsometric,
+        alignName = krav::LoadModuleString(krav::IDS_POSITIVE_ISOMETRIC);
+        break;
+    case krav::ids::kAlignMinusIsometric:
+        action = Action::Align, axis = NegativeIsometric,
+        alignName = krav::LoadModuleString(krav::IDS_NEGATIVE_ISOMETRIC);
+        break;
+    case krav::ids::kAlignPlusX:
+        action = Action::Align, axis = PositiveX, alignName = "+X";
+        break;
+    case krav::ids::kAlignMinusX:
+        action = Action::Align, axis = NegativeX, alignName = "-X";
+        break;
+    case krav::ids::kAlignPlusY:
+        action = Action::Align, axis = PositiveY, alignName = "+Y";
+        break;
+    case krav::ids::kAlignMinusY:
+        action = Action::Align, axis = NegativeY, alignName = "-Y";
+        break;
+    case krav::ids::kAlignPlusZ:
+        action = Action::Align, axis = PositiveZ, alignName = "+Z";
+        break;
+    case krav::ids::kAlignMinusZ:
+        action = Action::Align, axis = NegativeZ, alignName = "-Z";
+        break;
     case krav::ids::kFitAll: {
         if (!m_commandService) {
             if (!m_site || !m_frame) return E_FAIL;
@@ -730,12 +791,24 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         }
         return m_commandService->ExecuteCommand(krav::ids::kHostFitAll);
     }
-    case krav::ids::kMovePlusY: action = Action::Translate, axis = PositiveY; break;
-    case krav::ids::kMoveMinusY: action = Action::Translate, axis = NegativeY; break;
-    case krav::ids::kMoveMinusX: action = Action::Translate, axis = NegativeX; break;
-    case krav::ids::kMovePlusX: action = Action::Translate, axis = PositiveX; break;
-    case krav::ids::kMoveMinusZ: action = Action::Translate, axis = NegativeZ; break;
-    case krav::ids::kMovePlusZ: action = Action::Translate, axis = PositiveZ; break;
+    case krav::ids::kMovePlusY:
+        action = Action::Translate, axis = PositiveY;
+        break;
+    case krav::ids::kMoveMinusY:
+        action = Action::Translate, axis = NegativeY;
+        break;
+    case krav::ids::kMoveMinusX:
+        action = Action::Translate, axis = NegativeX;
+        break;
+    case krav::ids::kMovePlusX:
+        action = Action::Translate, axis = PositiveX;
+        break;
+    case krav::ids::kMoveMinusZ:
+        action = Action::Translate, axis = NegativeZ;
+        break;
+    case krav::ids::kMovePlusZ:
+        action = Action::Translate, axis = PositiveZ;
+        break;
     default: {
         std::string name;
         if (_getViewName(id, name) == S_OK && m_viewMenuEnabled[id - kFirstViewCommand] && m_store)
@@ -749,7 +822,8 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         // A stored view of the same name wins over the computed alignment.
         auto store2 = _store2();
         FullViewInfo info;
-        if (store2 && store2->GetViewInfo(alignName.c_str(), &info) == S_OK && SUCCEEDED(m_store->ShowView(alignName.c_str())))
+        if (store2 && store2->GetViewInfo(alignName.c_str(), &info) == S_OK &&
+            SUCCEEDED(m_store->ShowView(alignName.c_str())))
             return S_OK;
         return m_navigator->AlignToAxis(axis);
     }
@@ -763,7 +837,8 @@ HRESULT CAdvancedViewsModuleMgr::OnCommand(UINT id) {
         const HRESULT hr = m_navigator->GetDistOfTranslation(&step);
         return FAILED(hr) ? hr : m_navigator->TranslateAlongAxisByDist(axis, step);
     }
-    case Action::None: break;
+    case Action::None:
+        break;
     }
     return S_OK;
 }
@@ -776,7 +851,8 @@ HRESULT CAdvancedViewsModuleMgr::HandlePickForDialog(int bStart) {
     if (!m_site) return E_FAIL;
     zul::com::ComPtr<IHostSceneGraph> scene;
     zul::com::ComPtr<IHostPickService> pick;
-    HRESULT hr = m_site->GetObject(m_attachedViewer, zul::com::iidOf<IHostSceneGraph>(), reinterpret_cast<void**>(scene.GetAddressOf()));
+    HRESULT hr = m_site->GetObject(m_attachedViewer, zul::com::iidOf<IHostSceneGraph>(),
+                                   reinterpret_cast<void**>(scene.GetAddressOf()));
     if (SUCCEEDED(hr)) hr = scene.As(pick);
     if (FAILED(hr)) return hr;
     if (bStart) {
@@ -795,11 +871,13 @@ HRESULT CAdvancedViewsModuleMgr::_getPartCenter(DWORD partId, float center[3]) {
     if (!center) return E_POINTER;
     if (!m_site) return E_FAIL;
     zul::com::ComPtr<IHostSceneGraph> scene;
-    HRESULT hr = m_site->GetObject(m_attachedViewer, zul::com::iidOf<IHostSceneGraph>(), reinterpret_cast<void**>(scene.GetAddressOf()));
+    HRESULT hr = m_site->GetObject(m_attachedViewer, zul::com::iidOf<IHostSceneGraph>(),
+                                   reinterpret_cast<void**>(scene.GetAddressOf()));
     if (FAILED(hr)) return hr;
     float lo[3], hi[3];
     if (FAILED(hr = scene->GetPartBoundingBox(partId, lo, hi))) return hr;
-    for (int i = 0; i < 3; ++i) center[i] = (lo[i] + hi[i]) * 0.5f;
+    for (int i = 0; i < 3; ++i)
+        center[i] = (lo[i] + hi[i]) * 0.5f;
     return S_OK;
 }
 
@@ -810,7 +888,8 @@ HRESULT CAdvancedViewsModuleMgr::NotifyPicked() {
     BOOL point = TRUE;
     m_dialog->IsPointPick(&point);
     zul::com::ComPtr<IHostPickService> pick;
-    HRESULT hr = m_site->GetObject(m_attachedViewer, zul::com::iidOf<IHostPickService>(), reinterpret_cast<void**>(pick.GetAddressOf()));
+    HRESULT hr = m_site->GetObject(m_attachedViewer, zul::com::iidOf<IHostPickService>(),
+                                   reinterpret_cast<void**>(pick.GetAddressOf()));
     if (FAILED(hr)) return hr;
     float v[3] = {0, 0, 0};
     if (point) {

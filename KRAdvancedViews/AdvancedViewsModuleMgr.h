@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "Dialogs.h"
-#include "ViewNavigator.h"
+#include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/host/IHostModuleSite.h"
 #include "KRAdvancedViews/host/IHostUIService.h"
+#include "ViewNavigator.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 
@@ -80,7 +80,8 @@ public:
     HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char* pViewName) override;
     HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char* pViewName) override;
     HRESULT STDMETHODCALLTYPE NotifyViewEdited(const char* pViewName) override;
-    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName,
+                                                const char* pNewViewName) override;
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditBegin() override;
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditEnd() override;
     // IViewNavigatorSink

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
+#include "KRAdvancedViews/host/IHostView.h"
 #include "Trace.h"
 #include "ViewInfo.h"
 #include "ViewManager.h"
 #include "ViewNavigator.h"
-#include "KRAdvancedViews/host/IHostUIService.h"
-#include "KRAdvancedViews/host/IHostView.h"
 #include "resources/StringTable.h"
 #include "zul/com/ComPtr.h"
 #include "zul/registry/Transaction.h"
@@ -52,7 +52,8 @@ public:
         if (n == 0) delete this;
         return n;
     }
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* pResult) override {
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT,
+                                          int* pResult) override {
         lastMessage = text ? text : "";
         if (pResult) *pResult = 1; // IDOK
         return S_OK;
@@ -115,8 +116,10 @@ struct CameraState {
                 SUCCEEDED(view->GetViewControl(control.GetAddressOf())) && control &&
                 SUCCEEDED(camera->GetPosition(&eye[0], &eye[1], &eye[2])) &&
                 SUCCEEDED(camera->GetTarget(&target[0], &target[1], &target[2])) &&
-                SUCCEEDED(camera->GetUpVector(&up[0], &up[1], &up[2])) && SUCCEEDED(proj->GetClassId(&projection)) &&
-                SUCCEEDED(proj->GetViewHeight(&viewHeight)) && SUCCEEDED(proj->GetClippingMatrix(clipping)) &&
+                SUCCEEDED(camera->GetUpVector(&up[0], &up[1], &up[2])) &&
+                SUCCEEDED(proj->GetClassId(&projection)) &&
+                SUCCEEDED(proj->GetViewHeight(&viewHeight)) &&
+                SUCCEEDED(proj->GetClippingMatrix(clipping)) &&
                 SUCCEEDED(control->GetFocalDistance(&focal));
     }
     void restore(IHostView3D* view) const {
@@ -130,7 +133,8 @@ struct CameraState {
             camera->SetPosition(eye[0], eye[1], eye[2]);
             camera->SetUpVector(up[0], up[1], up[2]);
         }
-        if (SUCCEEDED(view->GetViewControl(control.GetAddressOf())) && control) control->SetFocalDistance(focal);
+        if (SUCCEEDED(view->GetViewControl(control.GetAddressOf())) && control)
+            control->SetFocalDistance(focal);
         if (SUCCEEDED(view->GetCameraProjection(proj.GetAddressOf())) && proj) {
             proj->SetViewHeight(viewHeight);
             proj->SetClippingMatrix(clipping);
@@ -153,7 +157,8 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
 
     ComPtr<IHostApplication> app;
     Camera cam;
-    if (FAILED(host->QueryInterface(zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(app.GetAddressOf()))) ||
+    if (FAILED(host->QueryInterface(zul::com::iidOf<IHostApplication>(),
+                                    reinterpret_cast<void**>(app.GetAddressOf()))) ||
         FAILED(cam.open(app.Get()))) {
         report("host", "the host has no 3D view with a camera");
         return S_FALSE;
@@ -164,12 +169,16 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
     // is never committed.
     zul::registry::Transaction scratch;
     HKEY scratchKey = nullptr;
-    LSTATUS st = RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\AdvancedViewsSelfTest", 0, nullptr,
-                                 REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &scratchKey, nullptr);
-    if (st == ERROR_SUCCESS) RegDeleteTreeA(scratchKey, nullptr); // left by nothing but a foreign writer
-    if (st != ERROR_SUCCESS || RegOverridePredefKey(HKEY_CURRENT_USER, scratchKey) != ERROR_SUCCESS) {
+    LSTATUS st =
+        RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\AdvancedViewsSelfTest", 0, nullptr,
+                        REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &scratchKey, nullptr);
+    if (st == ERROR_SUCCESS)
+        RegDeleteTreeA(scratchKey, nullptr); // left by nothing but a foreign writer
+    if (st != ERROR_SUCCESS ||
+        RegOverridePredefKey(HKEY_CURRENT_USER, scratchKey) != ERROR_SUCCESS) {
         if (scratchKey) RegCloseKey(scratchKey);
-        report("scratch registry", "the user registry cannot be written (status " + std::to_string(st) + ")");
+        report("scratch registry",
+               "the user registry cannot be written (status " + std::to_string(st) + ")");
         return S_FALSE;
     }
     struct Restore {
@@ -185,10 +194,12 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
     siteRef.Attach(static_cast<IHostUIService*>(site));
     ComPtr<IViewManager2> store;
     ComPtr<IViewNavigator2> nav;
-    if (FAILED(zul::com::createInstance<CViewManager>(nullptr, zul::com::iidOf<IViewManager2>(),
-                                                      reinterpret_cast<void**>(store.GetAddressOf()))) ||
-        FAILED(zul::com::createInstance<CViewNavigator>(nullptr, zul::com::iidOf<IViewNavigator2>(),
-                                                        reinterpret_cast<void**>(nav.GetAddressOf())))) {
+    if (FAILED(zul::com::createInstance<CViewManager>(
+            nullptr, zul::com::iidOf<IViewManager2>(),
+            reinterpret_cast<void**>(store.GetAddressOf()))) ||
+        FAILED(zul::com::createInstance<CViewNavigator>(
+            nullptr, zul::com::iidOf<IViewNavigator2>(),
+            reinterpret_cast<void**>(nav.GetAddressOf())))) {
         report("objects", "a view store and a navigator cannot be made");
         return S_FALSE;
     }
@@ -213,16 +224,23 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
 
     // 1. A new store holds the eight standard views, in order.
     {
-        const char* names[8] = {"+X", "+Y", "+Z", "-X", "-Y", "-Z", krav::LoadModuleString(krav::IDS_POSITIVE_ISOMETRIC),
+        const char* names[8] = {"+X",
+                                "+Y",
+                                "+Z",
+                                "-X",
+                                "-Y",
+                                "-Z",
+                                krav::LoadModuleString(krav::IDS_POSITIVE_ISOMETRIC),
                                 krav::LoadModuleString(krav::IDS_NEGATIVE_ISOMETRIC)};
         std::string reason;
         for (int i = 0; i < 8 && reason.empty(); ++i) {
             FullViewInfo info;
             const HRESULT hr = store->GetViewInfo(names[i], &info);
-            if (hr != S_OK) reason = std::string("view '") + names[i] + "' is missing (" + s_status(hr) + ")";
+            if (hr != S_OK)
+                reason = std::string("view '") + names[i] + "' is missing (" + s_status(hr) + ")";
             else if (info.iViewIndex != i + 1)
-                reason = std::string("view '") + names[i] + "' has index " + std::to_string(info.iViewIndex) +
-                         ", not " + std::to_string(i + 1);
+                reason = std::string("view '") + names[i] + "' has index " +
+                         std::to_string(info.iViewIndex) + ", not " + std::to_string(i + 1);
         }
         FullViewInfo x;
         if (reason.empty() && (store->GetViewInfo("+X", &x) != S_OK || !(x.pViewVector[0] > 0) ||
@@ -248,20 +266,22 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
         created.cameraType = Perspective;
         created.viewAngle = 40.0f;
         created.bHasFromAndAt = 1;
-        created.iChangeBits = ViewChangeViewVector | ViewChangeAtPoint | ViewChangeFromPoint | ViewChangeCameraType |
-                              ViewChangeViewAngle;
+        created.iChangeBits = ViewChangeViewVector | ViewChangeAtPoint | ViewChangeFromPoint |
+                              ViewChangeCameraType | ViewChangeViewAngle;
         std::string reason;
         site->lastMessage.clear();
         HRESULT hr = store->CreateViewInfo(kViewName, created);
         float eye[3] = {}, target[3] = {};
-        if (hr != S_OK) reason = "the view cannot be created (" + s_status(hr) + ")";
+        if (hr != S_OK)
+            reason = "the view cannot be created (" + s_status(hr) + ")";
         else if ((hr = store->ShowView(kViewName)) != S_OK)
             reason = "the view cannot be applied (" + s_status(hr) + ")" +
                      (site->lastMessage.empty() ? "" : ": " + site->lastMessage);
-        else if (!cam.read(eye, target)) reason = "the camera cannot be read";
+        else if (!cam.read(eye, target))
+            reason = "the camera cannot be read";
         else if (!s_near(eye, from) || !s_near(target, centre))
-            reason = "the camera is at " + s_vec(eye) + " looking at " + s_vec(target) + ", not at " + s_vec(from) +
-                     " looking at " + s_vec(centre);
+            reason = "the camera is at " + s_vec(eye) + " looking at " + s_vec(target) +
+                     ", not at " + s_vec(from) + " looking at " + s_vec(centre);
         if (reason.empty()) store->GetViewInfo(kViewName, &created);
         report("create and apply a view", reason);
     }
@@ -273,17 +293,21 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
         float before[3] = {}, eye[3] = {}, target[3] = {};
         HRESULT hr = S_OK;
         site->lastMessage.clear();
-        if (!cam.read(eye, before)) reason = "the camera cannot be read";
+        if (!cam.read(eye, before))
+            reason = "the camera cannot be read";
         else if ((hr = nav->AlignToAxis(PositiveX)) != S_OK)
             reason = "the camera cannot be aligned (" + s_status(hr) + ")" +
                      (site->lastMessage.empty() ? "" : ": " + site->lastMessage);
-        else if (!cam.read(eye, target)) reason = "the camera cannot be read";
+        else if (!cam.read(eye, target))
+            reason = "the camera cannot be read";
         else {
             float dir[3] = {target[0] - eye[0], target[1] - eye[1], target[2] - eye[2]};
             krav::NormalizeVector(dir);
             const float x[3] = {1, 0, 0};
-            if (!s_near(dir, x)) reason = "the camera looks along " + s_vec(dir) + ", not +X";
-            else if (!s_near(target, before)) reason = "the target moved from " + s_vec(before) + " to " + s_vec(target);
+            if (!s_near(dir, x))
+                reason = "the camera looks along " + s_vec(dir) + ", not +X";
+            else if (!s_near(target, before))
+                reason = "the target moved from " + s_vec(before) + " to " + s_vec(target);
         }
         report("align to +X", reason);
     }
@@ -302,7 +326,8 @@ HRESULT CAdvancedViewsTests::RunTests(IUnknown* host, IHostTestResults* results)
         FullViewInfo back;
         site->lastMessage.clear();
         HRESULT hr = store->SaveViewsExt(file.c_str(), type);
-        if (hr != S_OK) reason = "the views cannot be saved (" + s_status(hr) + ")";
+        if (hr != S_OK)
+            reason = "the views cannot be saved (" + s_status(hr) + ")";
         else if ((hr = store->DestroyViewExt(kViewName)) != S_OK)
             reason = "the view cannot be deleted (" + s_status(hr) + ")";
         else if ((hr = store->LoadViewsExt(file.c_str(), type)) != S_OK)

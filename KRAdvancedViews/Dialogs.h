@@ -21,7 +21,8 @@ struct IStandardViewsDialog : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE SetPickedVector(const float v[3]) = 0;
     // The store's events, passed on by the module: "Created", "PreDestroy",
     // "Destroyed", "PreEdit", "Edited", "Renamed", "BatchBegin", "BatchEnd".
-    virtual HRESULT STDMETHODCALLTYPE OnViewEvent(const char* event, const char* name, const char* newName) = 0;
+    virtual HRESULT STDMETHODCALLTYPE OnViewEvent(const char* event, const char* name,
+                                                  const char* newName) = 0;
 };
 ZUL_DECLARE_IID(IStandardViewsDialog, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E010C");
 
@@ -44,8 +45,6 @@ struct IViewNavigatorDialogHolder : IUnknown {
 };
 ZUL_DECLARE_IID(IViewNavigatorDialogHolder, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0109");
 
-
-
 namespace krav {
 
 // What a dialog may reach. Pointers are borrowed for the call; a dialog keeps
@@ -59,8 +58,10 @@ struct DialogContext {
     UINT_PTR parent = 0; // the host's frame window, never 0
 };
 
-using StandardViewsDialogFactory = HRESULT (*)(const DialogContext& context, IStandardViewsDialog** ppDialog);
-using NavigatorDialogFactory = HRESULT (*)(const DialogContext& context, IViewNavigatorDialog** ppDialog);
+using StandardViewsDialogFactory = HRESULT (*)(const DialogContext& context,
+                                               IStandardViewsDialog** ppDialog);
+using NavigatorDialogFactory = HRESULT (*)(const DialogContext& context,
+                                           IViewNavigatorDialog** ppDialog);
 
 // Null factories (the default) mean the module runs without dialogs.
 void SetDialogFactories(StandardViewsDialogFactory standardViews, NavigatorDialogFactory navigator);

@@ -38,7 +38,8 @@ __attribute__((constructor)) void s_startModule() {
     if (path.size() >= kMaxResourcePath) return;
     void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle) return;
-    const auto lookup = reinterpret_cast<krav::ResourceLookupFn>(dlsym(handle, "ZulGetModuleResource"));
+    const auto lookup =
+        reinterpret_cast<krav::ResourceLookupFn>(dlsym(handle, "ZulGetModuleResource"));
     if (!lookup) {
         dlclose(handle);
         return;
@@ -63,8 +64,8 @@ std::string s_modulePath() {
 }
 
 std::vector<zul::registry::ClassRegistration> s_classes() {
-    auto make = [](const CLSID& clsid, const char* progId, const char* description, const char* classText,
-                   bool typeLib, std::vector<GUID> categories) {
+    auto make = [](const CLSID& clsid, const char* progId, const char* description,
+                   const char* classText, bool typeLib, std::vector<GUID> categories) {
         zul::registry::ClassRegistration c;
         c.clsid = clsid;
         c.versionIndependentProgId = progId;
@@ -76,12 +77,15 @@ std::vector<zul::registry::ClassRegistration> s_classes() {
         return c;
     };
     return {
-        make(CLSID_AdvancedViewsModuleMgr, kProgIdAdvancedViewsModuleMgr, "AdvancedViewsModuleMgr Class",
-             "AdvancedViewsModuleMgr Class", true, {CATID_ZulLateLoadableSecondaryObject}),
-        make(CLSID_ViewManager, kProgIdViewManager, "ViewManager Class", "ViewManager Class", true, {}),
-        make(CLSID_ViewNavigator, kProgIdViewNavigator, "ViewNavigator Class", "ViewNavigator Class", true, {}),
-        make(CLSID_AdvancedViewsTests, kProgIdAdvancedViewsTests, "Testing Class", "AdvancedViewsTests Class", false,
-             {CATID_KRUnitTestSources}),
+        make(CLSID_AdvancedViewsModuleMgr, kProgIdAdvancedViewsModuleMgr,
+             "AdvancedViewsModuleMgr Class", "AdvancedViewsModuleMgr Class", true,
+             {CATID_ZulLateLoadableSecondaryObject}),
+        make(CLSID_ViewManager, kProgIdViewManager, "ViewManager Class", "ViewManager Class", true,
+             {}),
+        make(CLSID_ViewNavigator, kProgIdViewNavigator, "ViewNavigator Class",
+             "ViewNavigator Class", true, {}),
+        make(CLSID_AdvancedViewsTests, kProgIdAdvancedViewsTests, "Testing Class",
+             "AdvancedViewsTests Class", false, {CATID_KRUnitTestSources}),
     };
 }
 
@@ -96,9 +100,10 @@ public:
     explicit ClassesRootScope(bool create) {
         perUser_ = std::getenv("CURRENT_USER_INSTALL") != nullptr;
         const HKEY hive = perUser_ ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
-        status_ = create ? RegCreateKeyExA(hive, "SOFTWARE\\Classes", 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                           KEY_ALL_ACCESS, nullptr, &key_, nullptr)
-                         : RegOpenKeyExA(hive, "SOFTWARE\\Classes", 0, KEY_ALL_ACCESS, &key_);
+        status_ =
+            create ? RegCreateKeyExA(hive, "SOFTWARE\\Classes", 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                     KEY_ALL_ACCESS, nullptr, &key_, nullptr)
+                   : RegOpenKeyExA(hive, "SOFTWARE\\Classes", 0, KEY_ALL_ACCESS, &key_);
         if (!create && status_ == ERROR_FILE_NOT_FOUND) status_ = ERROR_SUCCESS;
         if (status_ == ERROR_SUCCESS && perUser_) {
             status_ = RegOverridePredefKey(HKEY_CLASSES_ROOT, key_);
@@ -123,7 +128,9 @@ private:
     LSTATUS status_ = ERROR_SUCCESS;
 };
 
-HRESULT s_fromStatus(LSTATUS st) { return st == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(st); }
+HRESULT s_fromStatus(LSTATUS st) {
+    return st == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(st);
+}
 
 // Registers or unregisters every class as one registry transaction: a failure
 // part-way leaves the classes root as it was.
@@ -131,7 +138,8 @@ HRESULT s_updateRegistration(bool add) {
     const std::string modulePath = s_modulePath();
     if (modulePath.empty()) return E_FAIL;
     const size_t slash = modulePath.rfind('/');
-    const std::string product = zul::registry::productName(modulePath.substr(0, slash == std::string::npos ? 0 : slash));
+    const std::string product =
+        zul::registry::productName(modulePath.substr(0, slash == std::string::npos ? 0 : slash));
 
     zul::registry::Transaction tx;
     ClassesRootScope scope(add);
@@ -143,28 +151,37 @@ HRESULT s_updateRegistration(bool add) {
     LSTATUS st = ERROR_SUCCESS;
     if (add) {
         for (const auto& c : classes)
-            if ((st = zul::registry::registerClass(root, product, c, modulePath)) != ERROR_SUCCESS) return s_fromStatus(st);
+            if ((st = zul::registry::registerClass(root, product, c, modulePath)) != ERROR_SUCCESS)
+                return s_fromStatus(st);
         if ((st = zul::registry::registerCategory(root, CATID_ZulLateLoadableSecondaryObject,
-                                                  "ZUL Late Loadable Secondary Object")) != ERROR_SUCCESS ||
-            (st = zul::registry::registerCategory(root, CATID_KRUnitTestSources, "KR Unit Test Sources Category")) !=
+                                                  "ZUL Late Loadable Secondary Object")) !=
                 ERROR_SUCCESS ||
-            (st = zul::registry::registerTypeLib(root, LIBID_KRADVANCEDVIEWSLib, "KRADVANCEDVIEWSLib", modulePath)) !=
+            (st = zul::registry::registerCategory(root, CATID_KRUnitTestSources,
+                                                  "KR Unit Test Sources Category")) !=
+                ERROR_SUCCESS ||
+            (st = zul::registry::registerTypeLib(root, LIBID_KRADVANCEDVIEWSLib,
+                                                 "KRADVANCEDVIEWSLib", modulePath)) !=
                 ERROR_SUCCESS)
             return s_fromStatus(st);
     } else {
         for (const auto& c : classes)
-            if ((st = zul::registry::unregisterClass(root, product, c.clsid)) != ERROR_SUCCESS) return s_fromStatus(st);
-        if ((st = zul::registry::unregisterTypeLib(root, LIBID_KRADVANCEDVIEWSLib)) != ERROR_SUCCESS)
+            if ((st = zul::registry::unregisterClass(root, product, c.clsid)) != ERROR_SUCCESS)
+                return s_fromStatus(st);
+        if ((st = zul::registry::unregisterTypeLib(root, LIBID_KRADVANCEDVIEWSLib)) !=
+            ERROR_SUCCESS)
             return s_fromStatus(st);
         for (const GUID& cat : categories)
-            if ((st = zul::registry::unregisterCategoryIfUnused(root, cat)) != ERROR_SUCCESS) return s_fromStatus(st);
+            if ((st = zul::registry::unregisterCategoryIfUnused(root, cat)) != ERROR_SUCCESS)
+                return s_fromStatus(st);
     }
     return s_fromStatus(tx.commit());
 }
 
 } // namespace
 
-STDAPI DllCanUnloadNow() { return krav::CanUnloadNow(); }
+STDAPI DllCanUnloadNow() {
+    return krav::CanUnloadNow();
+}
 
 STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
     return zul::com::firewall([&] { return krav::GetClassObject(rclsid, riid, ppv); });

@@ -21,12 +21,15 @@ public:
     // The site's interface I, or an empty pointer.
     template <class I> zul::com::ComPtr<I> query() const {
         zul::com::ComPtr<I> out;
-        if (site_) site_->QueryInterface(zul::com::iidOf<I>(), reinterpret_cast<void**>(out.GetAddressOf()));
+        if (site_)
+            site_->QueryInterface(zul::com::iidOf<I>(),
+                                  reinterpret_cast<void**>(out.GetAddressOf()));
         return out;
     }
     // Shows string `id` through the host's IHostUIService; nothing without one.
     void showMessage(unsigned id, UINT type) const {
-        if (auto ui = query<IHostUIService>()) ui->ShowMessage(LoadModuleString(id), "Standard Views", type, nullptr);
+        if (auto ui = query<IHostUIService>())
+            ui->ShowMessage(LoadModuleString(id), "Standard Views", type, nullptr);
     }
 
 private:

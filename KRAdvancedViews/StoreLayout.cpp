@@ -17,9 +17,13 @@ struct KeyCloser {
 };
 } // namespace
 
-std::string StoreKeyPath() { return CRegHelper(kStoreKeyName, RegPathUserSettings).GetRegPath(); }
+std::string StoreKeyPath() {
+    return CRegHelper(kStoreKeyName, RegPathUserSettings).GetRegPath();
+}
 
-std::string OlderStoreKeyPath() { return CRegHelper(kOlderStoreKeyName, RegPathUserSettings).GetRegPath(); }
+std::string OlderStoreKeyPath() {
+    return CRegHelper(kOlderStoreKeyName, RegPathUserSettings).GetRegPath();
+}
 
 std::string ViewKeyName(int index) {
     char buf[32];
@@ -30,8 +34,8 @@ std::string ViewKeyName(int index) {
 LSTATUS SubkeyNames(HKEY base, std::vector<std::string>& out) {
     out.clear();
     DWORD count = 0, longest = 0;
-    LSTATUS st = RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &longest, nullptr, nullptr, nullptr, nullptr,
-                                  nullptr, nullptr);
+    LSTATUS st = RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &longest, nullptr,
+                                  nullptr, nullptr, nullptr, nullptr, nullptr);
     if (st != ERROR_SUCCESS) return st;
     std::string buf(longest + 1, '\0');
     for (DWORD i = 0; i < count; ++i) {
@@ -53,11 +57,12 @@ std::string StoredViewName(HKEY base, const std::string& subkey) {
     KeyCloser k;
     if (RegOpenKeyExA(base, subkey.c_str(), 0, KEY_READ, &k.h) != ERROR_SUCCESS) return {};
     DWORD size = 0, type = 0;
-    if (RegQueryValueExA(k.h, kViewNameValue, nullptr, &type, nullptr, &size) != ERROR_SUCCESS || type != REG_SZ)
+    if (RegQueryValueExA(k.h, kViewNameValue, nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
+        type != REG_SZ)
         return {};
     std::string buf(size, '\0');
-    if (RegQueryValueExA(k.h, kViewNameValue, nullptr, &type, reinterpret_cast<BYTE*>(buf.data()), &size) !=
-            ERROR_SUCCESS ||
+    if (RegQueryValueExA(k.h, kViewNameValue, nullptr, &type, reinterpret_cast<BYTE*>(buf.data()),
+                         &size) != ERROR_SUCCESS ||
         type != REG_SZ)
         return {};
     buf.resize(strnlen(buf.data(), std::min<size_t>(size, buf.size())));
@@ -102,7 +107,8 @@ int s_encode(const std::string& in, std::string& out) {
         out += static_cast<char>(len + 32);
         for (size_t g = 0; g < len; g += 3) {
             unsigned char b[3] = {0, 0, 0};
-            for (size_t k = 0; k < 3 && g + k < len; ++k) b[k] = static_cast<unsigned char>(in[line + g + k]);
+            for (size_t k = 0; k < 3 && g + k < len; ++k)
+                b[k] = static_cast<unsigned char>(in[line + g + k]);
             out += encodeSix(b[0] >> 2);
             out += encodeSix(((b[0] & 3u) << 4) | (b[1] >> 4));
             out += encodeSix(((b[1] & 15u) << 2) | (b[2] >> 6));

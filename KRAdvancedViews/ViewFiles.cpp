@@ -63,7 +63,8 @@ std::string s_trim(const std::string& s) {
 bool s_iequals(const std::string& a, const char* b) {
     if (a.size() != std::strlen(b)) return false;
     for (size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+        if (std::tolower(static_cast<unsigned char>(a[i])) !=
+            std::tolower(static_cast<unsigned char>(b[i])))
             return false;
     return true;
 }
@@ -76,7 +77,8 @@ int s_scanFloats(const std::string& text, float* out, int n) {
     const char* end = p + text.size();
     int got = 0;
     while (got < n) {
-        while (p < end && std::isspace(static_cast<unsigned char>(*p))) ++p;
+        while (p < end && std::isspace(static_cast<unsigned char>(*p)))
+            ++p;
         if (p < end && *p == '+') ++p;
         float v = 0;
         const auto r = std::from_chars(p, end, v);
@@ -90,7 +92,8 @@ int s_scanFloats(const std::string& text, float* out, int n) {
 bool s_scanInt(const std::string& text, int& out) {
     const char* p = text.c_str();
     const char* end = p + text.size();
-    while (p < end && std::isspace(static_cast<unsigned char>(*p))) ++p;
+    while (p < end && std::isspace(static_cast<unsigned char>(*p)))
+        ++p;
     if (p < end && *p == '+') ++p;
     int v = 0;
     const auto r = std::from_chars(p, end, v);
@@ -126,7 +129,9 @@ std::string s_g(double v) {
     return s;
 }
 
-std::string s_vec(const float v[3]) { return s_g(v[0]) + " " + s_g(v[1]) + " " + s_g(v[2]); }
+std::string s_vec(const float v[3]) {
+    return s_g(v[0]) + " " + s_g(v[1]) + " " + s_g(v[2]);
+}
 
 // The ten lines of a version 2 record, each ending with a line feed.
 std::string s_recordLines(const std::string& name, const FullViewInfo& r) {
@@ -329,22 +334,27 @@ HRESULT CViewManager::_saveToFile(std::ostream* stream, FileTypeEnum type) {
     KRAV_TRACE("CViewManager::_saveToFile");
     zul::registry::Transaction tx; // one consistent picture of the store
     HKEY base = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &base) != ERROR_SUCCESS) return E_FAIL;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &base) !=
+        ERROR_SUCCESS)
+        return E_FAIL;
     DWORD count = 0, longest = 0;
-    LSTATUS st = RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &longest, nullptr, nullptr, nullptr,
-                                  nullptr, nullptr, nullptr);
+    LSTATUS st = RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &longest, nullptr,
+                                  nullptr, nullptr, nullptr, nullptr, nullptr);
     std::vector<std::string> subkeys, names;
     if (st == ERROR_SUCCESS) st = krav::SubkeyNames(base, subkeys);
     for (const std::string& subkey : subkeys)
-        if (std::string name = krav::StoredViewName(base, subkey); !name.empty()) names.push_back(std::move(name));
+        if (std::string name = krav::StoredViewName(base, subkey); !name.empty())
+            names.push_back(std::move(name));
     RegCloseKey(base);
     if (st != ERROR_SUCCESS) return E_FAIL;
     if (count == 0) return S_FALSE;
     const int n = static_cast<int>(names.size());
-    return type == RegistryFile ? _saveToRegFile(stream, n, names) : _saveToUnicodeFile(stream, n, names, longest + 1);
+    return type == RegistryFile ? _saveToRegFile(stream, n, names)
+                                : _saveToUnicodeFile(stream, n, names, longest + 1);
 }
 
-HRESULT CViewManager::_saveToTextFile(std::ostream* stream, int count, const std::vector<std::string>& names) {
+HRESULT CViewManager::_saveToTextFile(std::ostream* stream, int count,
+                                      const std::vector<std::string>& names) {
     KRAV_TRACE("CViewManager::_saveToTextFile");
     if (!stream) return E_POINTER;
     *stream << kHeader << "\n" << s_g(2.0) << "\n";
@@ -357,7 +367,8 @@ HRESULT CViewManager::_saveToTextFile(std::ostream* stream, int count, const std
     return stream->good() ? S_OK : E_FAIL;
 }
 
-HRESULT CViewManager::_saveToUnicodeFile(std::ostream* stream, int count, const std::vector<std::string>& names,
+HRESULT CViewManager::_saveToUnicodeFile(std::ostream* stream, int count,
+                                         const std::vector<std::string>& names,
                                          unsigned long longestName) {
     KRAV_TRACE("CViewManager::_saveToUnicodeFile");
     if (!stream) return E_POINTER;
@@ -376,7 +387,8 @@ HRESULT CViewManager::_saveToUnicodeFile(std::ostream* stream, int count, const 
     return stream->good() ? S_OK : E_FAIL;
 }
 
-HRESULT CViewManager::_saveToRegFile(std::ostream* stream, int count, const std::vector<std::string>& names) {
+HRESULT CViewManager::_saveToRegFile(std::ostream* stream, int count,
+                                     const std::vector<std::string>& names) {
     KRAV_TRACE("CViewManager::_saveToRegFile");
     if (!stream) return E_POINTER;
     std::vector<std::pair<std::string, FullViewInfo>> views;
@@ -387,25 +399,37 @@ HRESULT CViewManager::_saveToRegFile(std::ostream* stream, int count, const std:
     const std::string storePath = "HKEY_CURRENT_USER\\" + m_currentPath;
     std::string out = "REGEDIT4\n\n";
     // The parents of the store key first, one header line each.
-    for (size_t cut = storePath.find('\\'); cut != std::string::npos; cut = storePath.find('\\', cut + 1)) {
+    for (size_t cut = storePath.find('\\'); cut != std::string::npos;
+         cut = storePath.find('\\', cut + 1)) {
         const size_t next = storePath.find('\\', cut + 1);
-        out += "[" + storePath.substr(0, next == std::string::npos ? storePath.size() : next) + "]\n";
+        out +=
+            "[" + storePath.substr(0, next == std::string::npos ? storePath.size() : next) + "]\n";
     }
     char buf[64];
-    std::snprintf(buf, sizeof buf, "\"Merged Views\"=dword:%.8i\n\n", static_cast<int>(views.size()));
+    std::snprintf(buf, sizeof buf, "\"Merged Views\"=dword:%.8i\n\n",
+                  static_cast<int>(views.size()));
     out += buf;
-    auto f = [&out](const char* name, float v) { out += std::string("\"") + name + "\"=float:" + s_g(v) + "\n"; };
-    auto i = [&out](const char* name, int v) { out += std::string("\"") + name + "\"=int:" + std::to_string(v) + "\n"; };
+    auto f = [&out](const char* name, float v) {
+        out += std::string("\"") + name + "\"=float:" + s_g(v) + "\n";
+    };
+    auto i = [&out](const char* name, int v) {
+        out += std::string("\"") + name + "\"=int:" + std::to_string(v) + "\n";
+    };
     const char* axes[3] = {"X", "Y", "Z"};
     for (const auto& [name, r] : views) {
         out += "[" + storePath + "\\" + krav::ViewKeyName(r.iViewIndex) + "]\n@=\"Merged\"\n";
-        for (int k = 0; k < 3; ++k) f(("UpVector " + std::string(axes[k])).c_str(), r.pUpVector[k]);
-        for (int k = 0; k < 3; ++k) f(("ViewVector " + std::string(axes[k])).c_str(), r.pViewVector[k]);
-        std::snprintf(buf, sizeof buf, "\"Camera Type\"=dword:%.8i\n", static_cast<int>(r.cameraType));
+        for (int k = 0; k < 3; ++k)
+            f(("UpVector " + std::string(axes[k])).c_str(), r.pUpVector[k]);
+        for (int k = 0; k < 3; ++k)
+            f(("ViewVector " + std::string(axes[k])).c_str(), r.pViewVector[k]);
+        std::snprintf(buf, sizeof buf, "\"Camera Type\"=dword:%.8i\n",
+                      static_cast<int>(r.cameraType));
         out += buf;
         i("Index", r.iViewIndex);
-        for (int k = 0; k < 3; ++k) f(("FromPoint " + std::string(axes[k])).c_str(), r.pFromVector[k]);
-        for (int k = 0; k < 3; ++k) f(("AtPoint " + std::string(axes[k])).c_str(), r.pAtVector[k]);
+        for (int k = 0; k < 3; ++k)
+            f(("FromPoint " + std::string(axes[k])).c_str(), r.pFromVector[k]);
+        for (int k = 0; k < 3; ++k)
+            f(("AtPoint " + std::string(axes[k])).c_str(), r.pAtVector[k]);
         f("FOV", r.viewAngle);
         i("Change Bits", r.iChangeBits);
         out += "\"View Name\"=\"" + name + "\"\n\n";
@@ -473,7 +497,8 @@ int CViewManager::_highestStoredIndex() {
     KRAV_TRACE("CViewManager::_highestStoredIndex");
     for (const std::string* path : {&m_currentPath, &m_olderPath}) {
         HKEY base = nullptr;
-        if (RegOpenKeyExA(HKEY_CURRENT_USER, path->c_str(), 0, KEY_READ, &base) != ERROR_SUCCESS) continue;
+        if (RegOpenKeyExA(HKEY_CURRENT_USER, path->c_str(), 0, KEY_READ, &base) != ERROR_SUCCESS)
+            continue;
         int highest = 0;
         std::vector<std::string> subkeys;
         krav::SubkeyNames(base, subkeys);
@@ -481,8 +506,8 @@ int CViewManager::_highestStoredIndex() {
             HKEY view = nullptr;
             if (RegOpenKeyExA(base, subkey.c_str(), 0, KEY_READ, &view) != ERROR_SUCCESS) continue;
             DWORD index = 0, size = sizeof index, type = 0;
-            if (RegQueryValueExA(view, krav::kViewIndexValue, nullptr, &type, reinterpret_cast<BYTE*>(&index), &size) ==
-                    ERROR_SUCCESS &&
+            if (RegQueryValueExA(view, krav::kViewIndexValue, nullptr, &type,
+                                 reinterpret_cast<BYTE*>(&index), &size) == ERROR_SUCCESS &&
                 type == REG_DWORD)
                 highest = std::max(highest, static_cast<int>(index));
             RegCloseKey(view);
@@ -513,20 +538,23 @@ HRESULT CViewManager::_loadFromTextFile(std::istream* stream) {
 
 HRESULT CViewManager::_parseTextFileVer1(std::istream* stream) {
     KRAV_TRACE("CViewManager::_parseTextFileVer1");
-    return _parseVersion1([stream](std::string& line) { return s_readLine(*stream, line, kTextLineLimit); });
+    return _parseVersion1(
+        [stream](std::string& line) { return s_readLine(*stream, line, kTextLineLimit); });
 }
 
 HRESULT CViewManager::_parseTextFileVer2(std::istream* stream) {
     KRAV_TRACE("CViewManager::_parseTextFileVer2");
-    return _parseVersion2([stream](std::string& line) { return s_readLine(*stream, line, kTextLineLimit); }, 0,
-                          nullptr);
+    return _parseVersion2(
+        [stream](std::string& line) { return s_readLine(*stream, line, kTextLineLimit); }, 0,
+        nullptr);
 }
 
 HRESULT CViewManager::_loadFromUnicodeFile(std::istream* stream, bool swapBytes, bool* allLoaded) {
     KRAV_TRACE("CViewManager::_loadFromUnicodeFile");
     if (!stream) return E_POINTER;
     std::string line;
-    if (!s_readUnicodeLine(stream, line, swapBytes, true) || line.compare(0, 32, kHeader) != 0) return E_FAIL;
+    if (!s_readUnicodeLine(stream, line, swapBytes, true) || line.compare(0, 32, kHeader) != 0)
+        return E_FAIL;
     double version = 2.0;
     if (s_readUnicodeLine(stream, line, swapBytes, false)) {
         float v = 0;
@@ -541,15 +569,19 @@ HRESULT CViewManager::_loadFromUnicodeFile(std::istream* stream, bool swapBytes,
 
 HRESULT CViewManager::_parseUnicodeFileVer1(std::istream* stream, bool swapBytes) {
     KRAV_TRACE("CViewManager::_parseUnicodeFileVer1");
-    return _parseVersion1(
-        [stream, swapBytes](std::string& line) { return s_readUnicodeLine(stream, line, swapBytes, false); });
+    return _parseVersion1([stream, swapBytes](std::string& line) {
+        return s_readUnicodeLine(stream, line, swapBytes, false);
+    });
 }
 
 HRESULT CViewManager::_parseUnicodeFileVer2(std::istream* stream, bool swapBytes) {
     KRAV_TRACE("CViewManager::_parseUnicodeFileVer2");
     bool leftOut = false;
-    _parseVersion2([stream, swapBytes](std::string& line) { return s_readUnicodeLine(stream, line, swapBytes, false); },
-                   kMaxViews, &leftOut);
+    _parseVersion2(
+        [stream, swapBytes](std::string& line) {
+            return s_readUnicodeLine(stream, line, swapBytes, false);
+        },
+        kMaxViews, &leftOut);
     return leftOut ? S_FALSE : S_OK;
 }
 
@@ -604,15 +636,24 @@ HRESULT CViewManager::_parseVersion2(const LineReader& readLine, int cap, bool* 
             if (!readLine(line)) break;
             split(line, key, value);
             int type = r.cameraType;
-            if (s_iequals(key, "Name")) name = value;
-            else if (s_iequals(key, "Up")) s_scanFloats(value, r.pUpVector, 3);
-            else if (s_iequals(key, "View")) s_scanFloats(value, r.pViewVector, 3);
-            else if (s_iequals(key, "Type") && s_scanInt(value, type)) r.cameraType = static_cast<CameraTypeEnum>(type);
-            else if (s_iequals(key, "Num")) s_scanInt(value, r.iViewIndex);
-            else if (s_iequals(key, "From")) s_scanFloats(value, r.pFromVector, 3);
-            else if (s_iequals(key, "At")) s_scanFloats(value, r.pAtVector, 3);
-            else if (s_iequals(key, "Fov")) s_scanFloats(value, &r.viewAngle, 1);
-            else if (s_iequals(key, "HasAtAndFrom")) s_scanInt(value, r.bHasFromAndAt);
+            if (s_iequals(key, "Name"))
+                name = value;
+            else if (s_iequals(key, "Up"))
+                s_scanFloats(value, r.pUpVector, 3);
+            else if (s_iequals(key, "View"))
+                s_scanFloats(value, r.pViewVector, 3);
+            else if (s_iequals(key, "Type") && s_scanInt(value, type))
+                r.cameraType = static_cast<CameraTypeEnum>(type);
+            else if (s_iequals(key, "Num"))
+                s_scanInt(value, r.iViewIndex);
+            else if (s_iequals(key, "From"))
+                s_scanFloats(value, r.pFromVector, 3);
+            else if (s_iequals(key, "At"))
+                s_scanFloats(value, r.pAtVector, 3);
+            else if (s_iequals(key, "Fov"))
+                s_scanFloats(value, &r.viewAngle, 1);
+            else if (s_iequals(key, "HasAtAndFrom"))
+                s_scanInt(value, r.bHasFromAndAt);
             else if (s_iequals(key, "Change")) {
                 s_scanInt(value, r.iChangeBits);
                 complete = true;
@@ -655,7 +696,8 @@ HRESULT CViewManager::_loadFromRegFile(std::istream* stream) {
         }
         if (line.compare(0, 10, "@=\"Merged\"") != 0) continue;
         // The key header just before names the view's key.
-        std::string key = lastKey.size() >= 2 ? lastKey.substr(1, lastKey.rfind(']') - 1) : std::string();
+        std::string key =
+            lastKey.size() >= 2 ? lastKey.substr(1, lastKey.rfind(']') - 1) : std::string();
         const bool current = key.find(krav::kStoreKeyName) != std::string::npos;
         std::string name;
         if (!current) krav::s_decode(key.substr(key.rfind('\\') + 1), name);
@@ -667,15 +709,22 @@ HRESULT CViewManager::_loadFromRegFile(std::istream* stream) {
             static const char* axes[3] = {"X", "Y", "Z"};
             for (int k = 0; k < 3; ++k) {
                 if (v.name == std::string("UpVector ") + axes[k]) r.pUpVector[k] = s_atof(v.value);
-                if (v.name == std::string("ViewVector ") + axes[k]) r.pViewVector[k] = s_atof(v.value);
-                if (v.name == std::string("FromPoint ") + axes[k]) r.pFromVector[k] = s_atof(v.value);
+                if (v.name == std::string("ViewVector ") + axes[k])
+                    r.pViewVector[k] = s_atof(v.value);
+                if (v.name == std::string("FromPoint ") + axes[k])
+                    r.pFromVector[k] = s_atof(v.value);
                 if (v.name == std::string("AtPoint ") + axes[k]) r.pAtVector[k] = s_atof(v.value);
             }
-            if (v.name == "FOV") r.viewAngle = s_atof(v.value);
-            else if (v.name == "Camera Type") r.cameraType = static_cast<CameraTypeEnum>(s_atoi(v.value));
-            else if (v.name == krav::kViewIndexValue) r.iViewIndex = s_atoi(v.value);
-            else if (v.name == "Change Bits") r.iChangeBits = s_atoi(v.value);
-            else if (v.name == krav::kViewNameValue && current) name = v.value;
+            if (v.name == "FOV")
+                r.viewAngle = s_atof(v.value);
+            else if (v.name == "Camera Type")
+                r.cameraType = static_cast<CameraTypeEnum>(s_atoi(v.value));
+            else if (v.name == krav::kViewIndexValue)
+                r.iViewIndex = s_atoi(v.value);
+            else if (v.name == "Change Bits")
+                r.iChangeBits = s_atoi(v.value);
+            else if (v.name == krav::kViewNameValue && current)
+                name = v.value;
         }
         s_clearFlagWithoutPoints(r);
         _addLoadedView(name.c_str(), r);

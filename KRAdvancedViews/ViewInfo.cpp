@@ -14,7 +14,8 @@ bool FloatsEqual(float a, float b) {
 void NormalizeVector(float v[3]) {
     const float len = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
     if (len > 0.0f)
-        for (int i = 0; i < 3; ++i) v[i] /= len;
+        for (int i = 0; i < 3; ++i)
+            v[i] /= len;
 }
 
 bool CompareViewInfo(FullViewInfo a, FullViewInfo b, std::string* message) {
@@ -34,9 +35,11 @@ bool CompareViewInfo(FullViewInfo a, FullViewInfo b, std::string* message) {
     const bool fromCounts = counts(ViewChangeFromPoint);
     const bool atCounts = counts(ViewChangeAtPoint);
 
-    if (a.cameraType != b.cameraType && openOr(wa, ViewChangeCameraType) && openOr(wb, ViewChangeCameraType))
+    if (a.cameraType != b.cameraType && openOr(wa, ViewChangeCameraType) &&
+        openOr(wb, ViewChangeCameraType))
         return report("Camera Type mismatch");
-    if (!FloatsEqual(a.viewAngle, b.viewAngle) && openOr(wa, ViewChangeViewAngle) && openOr(wb, ViewChangeViewAngle))
+    if (!FloatsEqual(a.viewAngle, b.viewAngle) && openOr(wa, ViewChangeViewAngle) &&
+        openOr(wb, ViewChangeViewAngle))
         return report("View angle mismatch");
 
     NormalizeVector(a.pUpVector);
@@ -46,10 +49,13 @@ bool CompareViewInfo(FullViewInfo a, FullViewInfo b, std::string* message) {
     const bool points = a.bHasFromAndAt && b.bHasFromAndAt;
     for (int i = 0; i < 3; ++i) {
         if (!FloatsEqual(a.pUpVector[i], b.pUpVector[i])) return report("Up Vector MisMatch");
-        if (viewCounts && !FloatsEqual(a.pViewVector[i], b.pViewVector[i])) return report("View Vector MisMatch");
+        if (viewCounts && !FloatsEqual(a.pViewVector[i], b.pViewVector[i]))
+            return report("View Vector MisMatch");
         if (points) {
-            if (fromCounts && !FloatsEqual(a.pFromVector[i], b.pFromVector[i])) return report("From Vector MisMatch");
-            if (atCounts && !FloatsEqual(a.pAtVector[i], b.pAtVector[i])) return report("At Vector MisMatch");
+            if (fromCounts && !FloatsEqual(a.pFromVector[i], b.pFromVector[i]))
+                return report("From Vector MisMatch");
+            if (atCounts && !FloatsEqual(a.pAtVector[i], b.pAtVector[i]))
+                return report("At Vector MisMatch");
         }
     }
     if (message) message->clear();

@@ -22,5 +22,4 @@ void NormalizeVector(float v[3]);
 // MisMatch", "View Vector MisMatch", "From Vector MisMatch", "At Vector MisMatch").
 bool CompareViewInfo(FullViewInfo a, FullViewInfo b, std::string* message);
 
-
 } // namespace krav

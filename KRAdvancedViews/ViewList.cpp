@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Trace.h"
 #include "KRAdvancedViews/StoreLayout.h"
+#include "Trace.h"
 
 namespace krav {
 
@@ -15,10 +15,12 @@ std::vector<StoredView> ListStoredViews(IViewManager2* store) {
     for (StoredViewKey& key : keys) {
         StoredView view;
         view.name = std::move(key.name);
-        if (store->GetViewInfo(view.name.c_str(), &view.info) == S_OK) views.push_back(std::move(view));
+        if (store->GetViewInfo(view.name.c_str(), &view.info) == S_OK)
+            views.push_back(std::move(view));
     }
-    std::stable_sort(views.begin(), views.end(),
-                     [](const StoredView& a, const StoredView& b) { return a.info.iViewIndex < b.info.iViewIndex; });
+    std::stable_sort(views.begin(), views.end(), [](const StoredView& a, const StoredView& b) {
+        return a.info.iViewIndex < b.info.iViewIndex;
+    });
     return views;
 }
 

@@ -48,7 +48,8 @@ CViewManager::CViewManager() {
 }
 
 CViewManager::~CViewManager() {
-    for (IViewManagerSink* sink : m_sinks) sink->Release();
+    for (IViewManagerSink* sink : m_sinks)
+        sink->Release();
 }
 
 HRESULT CViewManager::finalConstruct() {
@@ -96,13 +97,15 @@ void CViewManager::_putInSlot(const std::string& name, int index) {
 
 int CViewManager::_viewCount() const {
     KRAV_TRACE("CViewManager::_viewCount");
-    return static_cast<int>(std::count_if(m_slots.begin(), m_slots.end(), [](const auto& s) { return !s.empty(); }));
+    return static_cast<int>(
+        std::count_if(m_slots.begin(), m_slots.end(), [](const auto& s) { return !s.empty(); }));
 }
 
 HRESULT CViewManager::_checkRecord(const char* name, const FullViewInfo& info) const {
     KRAV_TRACE("CViewManager::_checkRecord");
     if (!name) return E_POINTER;
-    if (!*name || info.cameraType < Orthographic || info.cameraType > Perspective) return E_INVALIDARG;
+    if (!*name || info.cameraType < Orthographic || info.cameraType > Perspective)
+        return E_INVALIDARG;
     return S_OK;
 }
 
@@ -128,17 +131,34 @@ void CViewManager::_announce(Event event, const char* name, const char* newName)
     }
     for (IViewManagerSink* s : sinks) {
         switch (event) {
-        case Event::Created: s->NotifyViewCreated(name); break;
-        case Event::PreDestroy: s->NotifyViewPreDestroy(name); break;
-        case Event::Destroyed: s->NotifyViewDestroyed(name); break;
-        case Event::PreEdit: s->NotifyViewPreEdit(name); break;
-        case Event::Edited: s->NotifyViewEdited(name); break;
-        case Event::Renamed: s->NotifyViewRenamed(name, newName); break;
-        case Event::BatchBegin: s->NotifyBatchViewEditBegin(); break;
-        case Event::BatchEnd: s->NotifyBatchViewEditEnd(); break;
+        case Event::Created:
+            s->NotifyViewCreated(name);
+            break;
+        case Event::PreDestroy:
+            s->NotifyViewPreDestroy(name);
+            break;
+        case Event::Destroyed:
+            s->NotifyViewDestroyed(name);
+            break;
+        case Event::PreEdit:
+            s->NotifyViewPreEdit(name);
+            break;
+        case Event::Edited:
+            s->NotifyViewEdited(name);
+            break;
+        case Event::Renamed:
+            s->NotifyViewRenamed(name, newName);
+            break;
+        case Event::BatchBegin:
+            s->NotifyBatchViewEditBegin();
+            break;
+        case Event::BatchEnd:
+            s->NotifyBatchViewEditEnd();
+            break;
         }
     }
-    for (size_t i = 1; i < sinks.size(); ++i) sinks[i]->Release();
+    for (size_t i = 1; i < sinks.size(); ++i)
+        sinks[i]->Release();
 }
 
 HRESULT CViewManager::RegisterInterest(IViewManagerSink* pSink) {
@@ -224,7 +244,8 @@ void CViewManager::_syncWithRegistry() {
 // ---------------------------------------------------------------------------
 // Record-based operations
 
-HRESULT CViewManager::_createView(const char* name, FullViewInfo& info, const std::string* replacing) {
+HRESULT CViewManager::_createView(const char* name, FullViewInfo& info,
+                                  const std::string* replacing) {
     KRAV_TRACE("CViewManager::_createView");
     const HRESULT check = _checkRecord(name, info);
     if (FAILED(check)) return check;
@@ -253,7 +274,8 @@ HRESULT CViewManager::CreateViewInfo(const char* pViewName, FullViewInfo viewInf
             const HRESULT hr = _createView(pViewName, viewInfo);
             if (FAILED(hr)) return hr;
             if (tx.commit() != ERROR_SUCCESS) {
-                if (viewInfo.iViewIndex >= 1 && viewInfo.iViewIndex <= static_cast<int>(m_slots.size()))
+                if (viewInfo.iViewIndex >= 1 &&
+                    viewInfo.iViewIndex <= static_cast<int>(m_slots.size()))
                     m_slots[viewInfo.iViewIndex - 1].clear();
                 m_keyMapValid = false;
                 return E_FAIL;
@@ -291,8 +313,8 @@ HRESULT CViewManager::EditViewInfo(const char* pViewName, FullViewInfo viewInfo)
             if (_viewCount() >= kMaxViews) return restore(E_UNEXPECTED);
             if (viewInfo.iViewIndex < 1 && read == S_OK) viewInfo.iViewIndex = present.iViewIndex;
             _ensureUniqueViewIndex(viewInfo.iViewIndex);
-            const HRESULT hr =
-                _writeViewToRegistry(m_currentKey, pViewName, viewInfo, false, stored ? &oldKey : nullptr);
+            const HRESULT hr = _writeViewToRegistry(m_currentKey, pViewName, viewInfo, false,
+                                                    stored ? &oldKey : nullptr);
             if (hr != S_OK) return restore(E_FAIL);
             if (tx.commit() != ERROR_SUCCESS) return restore(E_FAIL);
         }
@@ -310,7 +332,8 @@ HRESULT CViewManager::GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo
         std::string subkey, stored;
         if (_findViewKey(m_currentKey, pViewName, subkey) != S_OK) return S_FALSE;
         FullViewInfo info;
-        if (_readViewFromRegistry(m_currentKey, subkey, info, false, &stored) != S_OK) return S_FALSE;
+        if (_readViewFromRegistry(m_currentKey, subkey, info, false, &stored) != S_OK)
+            return S_FALSE;
         if (!stored.empty() && stored != pViewName) return S_FALSE;
         tx.commit();
         *pViewInfo = info;
@@ -386,19 +409,20 @@ HRESULT CViewManager::CreateViewExt(const char* pViewName, float pUpVector[3], f
                                     float pAtVector[3], float viewAngle, int iChangeBits) {
     KRAV_TRACE("CViewManager::CreateViewExt");
     if (!pUpVector || !pViewVector) return E_INVALIDARG;
-    return CreateViewInfo(pViewName, s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum, pFromVector,
-                                                     pAtVector, viewAngle, iChangeBits));
+    return CreateViewInfo(pViewName,
+                          s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum, pFromVector,
+                                          pAtVector, viewAngle, iChangeBits));
 }
 
 HRESULT CViewManager::EditViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                  CameraTypeEnum cameraType, int iViewNum, float pFromVector[3], float pAtVector[3],
-                                  float viewAngle, int iChangeBits) {
+                                  CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
+                                  float pAtVector[3], float viewAngle, int iChangeBits) {
     KRAV_TRACE("CViewManager::EditViewExt");
     // Every vector counts: a null look-from or look-at would otherwise
     // overwrite the stored points with the record's defaults.
     if (!pViewName || !pUpVector || !pViewVector || !pFromVector || !pAtVector) return E_INVALIDARG;
-    return EditViewInfo(pViewName, s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum, pFromVector,
-                                                   pAtVector, viewAngle, iChangeBits));
+    return EditViewInfo(pViewName, s_fromArguments(pUpVector, pViewVector, cameraType, iViewNum,
+                                                   pFromVector, pAtVector, viewAngle, iChangeBits));
 }
 
 HRESULT CViewManager::GetViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
@@ -440,7 +464,8 @@ HRESULT CViewManager::GetView(const char* pViewName, float pUpVector[3], float p
                               CameraTypeEnum* pCameraType, int* pViewNum) {
     KRAV_TRACE("CViewManager::GetView");
     if (!pViewName || !pUpVector || !pViewVector || !pCameraType || !pViewNum) return E_POINTER;
-    return GetViewExt(pViewName, pUpVector, pViewVector, pCameraType, pViewNum, nullptr, nullptr, nullptr, nullptr);
+    return GetViewExt(pViewName, pUpVector, pViewVector, pCameraType, pViewNum, nullptr, nullptr,
+                      nullptr, nullptr);
 }
 
 HRESULT CViewManager::DestroyView(const char* pViewName) {
@@ -585,7 +610,8 @@ HRESULT CViewManager::NotifyViewPreEdit(const char* pViewName) {
     int index = -1;
     if (_readIndex(pViewName, index) != S_OK) return S_OK;
     const int slot = index - 1;
-    if (slot >= 0 && slot < static_cast<int>(m_slots.size()) && m_slots[slot] == pViewName) m_slots[slot].clear();
+    if (slot >= 0 && slot < static_cast<int>(m_slots.size()) && m_slots[slot] == pViewName)
+        m_slots[slot].clear();
     return S_OK;
 }
 

@@ -12,8 +12,8 @@
 
 #include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/StoreLayout.h"
-#include "Site.h"
 #include "KRAdvancedViews/host/IHostUIService.h"
+#include "Site.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 #include "zul/registry/Transaction.h"
@@ -45,14 +45,18 @@ public:
     HRESULT finalConstruct() override;
 
     // IViewManager
-    HRESULT STDMETHODCALLTYPE CreateView(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                         CameraTypeEnum cameraType, int iViewNum) override;
-    HRESULT STDMETHODCALLTYPE EditView(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                       CameraTypeEnum cameraType, int iViewNum) override;
-    HRESULT STDMETHODCALLTYPE GetView(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                      CameraTypeEnum* pCameraType, int* pViewNum) override;
+    HRESULT STDMETHODCALLTYPE CreateView(const char* pViewName, float pUpVector[3],
+                                         float pViewVector[3], CameraTypeEnum cameraType,
+                                         int iViewNum) override;
+    HRESULT STDMETHODCALLTYPE EditView(const char* pViewName, float pUpVector[3],
+                                       float pViewVector[3], CameraTypeEnum cameraType,
+                                       int iViewNum) override;
+    HRESULT STDMETHODCALLTYPE GetView(const char* pViewName, float pUpVector[3],
+                                      float pViewVector[3], CameraTypeEnum* pCameraType,
+                                      int* pViewNum) override;
     HRESULT STDMETHODCALLTYPE DestroyView(const char* pViewName) override;
-    HRESULT STDMETHODCALLTYPE RenameView(const char* pOldViewName, const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE RenameView(const char* pOldViewName,
+                                         const char* pNewViewName) override;
     HRESULT STDMETHODCALLTYPE SaveViews(char* pFileName, FileTypeEnum fileType) override;
     HRESULT STDMETHODCALLTYPE LoadViews(char* pFileName, FileTypeEnum fileType) override;
     HRESULT STDMETHODCALLTYPE ShowView(const char* pViewName) override;
@@ -62,16 +66,20 @@ public:
     HRESULT STDMETHODCALLTYPE EditViewInfo(const char* pViewName, FullViewInfo viewInfo) override;
     HRESULT STDMETHODCALLTYPE GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo) override;
     HRESULT STDMETHODCALLTYPE DestroyViewExt(const char* pViewName) override;
-    HRESULT STDMETHODCALLTYPE RenameViewExt(const char* pOldViewName, const char* pNewViewName) override;
-    HRESULT STDMETHODCALLTYPE CreateViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                            CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
-                                            float pAtVector[3], float viewAngle, int iChangeBits) override;
-    HRESULT STDMETHODCALLTYPE EditViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                          CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
-                                          float pAtVector[3], float viewAngle, int iChangeBits) override;
-    HRESULT STDMETHODCALLTYPE GetViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                         CameraTypeEnum* pCameraType, int* pViewNum, float pFromVector[3],
-                                         float pAtVector[3], float* pViewAngle, int* pChangeBits) override;
+    HRESULT STDMETHODCALLTYPE RenameViewExt(const char* pOldViewName,
+                                            const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE CreateViewExt(const char* pViewName, float pUpVector[3],
+                                            float pViewVector[3], CameraTypeEnum cameraType,
+                                            int iViewNum, float pFromVector[3], float pAtVector[3],
+                                            float viewAngle, int iChangeBits) override;
+    HRESULT STDMETHODCALLTYPE EditViewExt(const char* pViewName, float pUpVector[3],
+                                          float pViewVector[3], CameraTypeEnum cameraType,
+                                          int iViewNum, float pFromVector[3], float pAtVector[3],
+                                          float viewAngle, int iChangeBits) override;
+    HRESULT STDMETHODCALLTYPE GetViewExt(const char* pViewName, float pUpVector[3],
+                                         float pViewVector[3], CameraTypeEnum* pCameraType,
+                                         int* pViewNum, float pFromVector[3], float pAtVector[3],
+                                         float* pViewAngle, int* pChangeBits) override;
     HRESULT STDMETHODCALLTYPE RegisterInterest(IViewManagerSink* pSink) override;
     HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewManagerSink* pSink) override;
     HRESULT STDMETHODCALLTYPE BeginBatchViewEdit() override;
@@ -91,7 +99,8 @@ public:
     HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char* pViewName) override;
     HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char* pViewName) override;
     HRESULT STDMETHODCALLTYPE NotifyViewEdited(const char* pViewName) override;
-    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) override;
+    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName,
+                                                const char* pNewViewName) override;
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditBegin() override;
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditEnd() override;
 
@@ -111,13 +120,23 @@ public:
     void _ensureUniqueViewIndex(int& index);
 
 private:
-    enum class Event { Created, PreDestroy, Destroyed, PreEdit, Edited, Renamed, BatchBegin, BatchEnd };
+    enum class Event {
+        Created,
+        PreDestroy,
+        Destroyed,
+        PreEdit,
+        Edited,
+        Renamed,
+        BatchBegin,
+        BatchEnd
+    };
     void _announce(Event event, const char* name = nullptr, const char* newName = nullptr);
 
     // `replacing`: the subkey of a view this write takes the place of (an
     // edit's or a rename's own key), rewritten in place when the new record
     // lands on the same subkey, else deleted in the same transaction.
-    HRESULT _createView(const char* name, FullViewInfo& info, const std::string* replacing = nullptr);
+    HRESULT _createView(const char* name, FullViewInfo& info,
+                        const std::string* replacing = nullptr);
     HRESULT _destroyView(const char* name, int slot);
     bool _viewExists(const char* name);
     // The stored index of a view (what the slot bookkeeping needs of its
@@ -128,13 +147,16 @@ private:
     void _putInSlot(const std::string& name, int index);
 
     // Registry storage (ViewRegistry.cpp).
-    HRESULT _writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info, bool older,
+    HRESULT _writeViewToRegistry(const std::string& base, const char* name,
+                                 const FullViewInfo& info, bool older,
                                  const std::string* replacing = nullptr);
-    HRESULT _readViewFromRegistry(const std::string& base, const std::string& subkey, FullViewInfo& info,
-                                  bool older, std::string* storedName);
-    HRESULT _deleteViewFromRegistry(const std::string& base, const char* name, bool older, int slot);
+    HRESULT _readViewFromRegistry(const std::string& base, const std::string& subkey,
+                                  FullViewInfo& info, bool older, std::string* storedName);
+    HRESULT _deleteViewFromRegistry(const std::string& base, const char* name, bool older,
+                                    int slot);
     HRESULT _findViewKey(const std::string& base, const std::string& name, std::string& subkey);
-    HRESULT _loadViewsFromRegistry(const std::string& base, bool older, std::vector<std::string>& slots);
+    HRESULT _loadViewsFromRegistry(const std::string& base, bool older,
+                                   std::vector<std::string>& slots);
     HRESULT _mergeImportedViews();
     HRESULT _moveOlderViews();
     HRESULT _compressViews();
@@ -144,8 +166,8 @@ private:
     // View files (ViewFiles.cpp).
     using LineReader = std::function<bool(std::string&)>;
     HRESULT _saveToFile(std::ostream* stream, FileTypeEnum type);
-    HRESULT _saveToUnicodeFile(std::ostream* stream, int count, const std::vector<std::string>& names,
-                               unsigned long longestName);
+    HRESULT _saveToUnicodeFile(std::ostream* stream, int count,
+                               const std::vector<std::string>& names, unsigned long longestName);
     HRESULT _saveToRegFile(std::ostream* stream, int count, const std::vector<std::string>& names);
     HRESULT _loadFromTextFile(std::istream* stream);
     HRESULT _parseTextFileVer1(std::istream* stream);
@@ -203,7 +225,7 @@ private:
     std::string m_defaultName;
     std::string m_currentKey = krav::kStoreKeyName; // relative to the per-user settings root
     std::string m_olderKey = krav::kOlderStoreKeyName;
-    std::string m_currentPath;                      // below HKEY_CURRENT_USER
+    std::string m_currentPath; // below HKEY_CURRENT_USER
     std::string m_olderPath;
     // Name -> subkey of the current layout, checked against "View Name" on
     // every use, so a stale entry costs a rescan and never a wrong view. A

@@ -19,17 +19,32 @@ constexpr float kFrameAngle = 28.0f;
 bool s_unitAxis(AxisEnum axis, float v[3]) {
     v[0] = v[1] = v[2] = 0.0f;
     switch (axis) {
-    case PositiveX: v[0] = 1.0f; return true;
-    case NegativeX: v[0] = -1.0f; return true;
-    case PositiveY: v[1] = 1.0f; return true;
-    case NegativeY: v[1] = -1.0f; return true;
-    case PositiveZ: v[2] = 1.0f; return true;
-    case NegativeZ: v[2] = -1.0f; return true;
-    default: return false;
+    case PositiveX:
+        v[0] = 1.0f;
+        return true;
+    case NegativeX:
+        v[0] = -1.0f;
+        return true;
+    case PositiveY:
+        v[1] = 1.0f;
+        return true;
+    case NegativeY:
+        v[1] = -1.0f;
+        return true;
+    case PositiveZ:
+        v[2] = 1.0f;
+        return true;
+    case NegativeZ:
+        v[2] = -1.0f;
+        return true;
+    default:
+        return false;
     }
 }
 
-bool s_isAxis(int value) { return value >= PositiveX && value <= NegativeZ; }
+bool s_isAxis(int value) {
+    return value >= PositiveX && value <= NegativeZ;
+}
 
 float s_distance(const float a[3], const float b[3]) {
     const float d[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
@@ -49,10 +64,12 @@ struct Host {
 HRESULT s_host(const krav::CSite& site, Host& host, bool parts = true) {
     auto app = site.query<IHostApplication>();
     if (!app) return E_FAIL;
-    if (FAILED(app->GetActiveView3D(host.view.ReleaseAndGetAddressOf())) || !host.view) return E_FAIL;
+    if (FAILED(app->GetActiveView3D(host.view.ReleaseAndGetAddressOf())) || !host.view)
+        return E_FAIL;
     if (!parts) return S_OK;
     HRESULT hr = host.view->GetCamera(host.camera.ReleaseAndGetAddressOf());
-    if (SUCCEEDED(hr)) hr = host.view->GetCameraProjection(host.projection.ReleaseAndGetAddressOf());
+    if (SUCCEEDED(hr))
+        hr = host.view->GetCameraProjection(host.projection.ReleaseAndGetAddressOf());
     if (SUCCEEDED(hr)) hr = host.view->GetViewControl(host.control.ReleaseAndGetAddressOf());
     return hr;
 }
@@ -64,7 +81,8 @@ CViewNavigator::CViewNavigator()
                {NegativeY, PositiveZ}, {PositiveZ, PositiveY}, {NegativeZ, PositiveY}} {}
 
 CViewNavigator::~CViewNavigator() {
-    for (IViewNavigatorSink* s : m_sinks) s->Release();
+    for (IViewNavigatorSink* s : m_sinks)
+        s->Release();
 }
 
 // ---------------------------------------------------------------------------
@@ -183,9 +201,12 @@ HRESULT CViewNavigator::_getLockedUpAxis(int* axis) {
     float* up = live.pUpVector;
     krav::NormalizeVector(up);
     auto zero = [](float v) { return krav::FloatsEqual(v, 0.0f); };
-    if (zero(up[1]) && zero(up[2]) && !zero(up[0])) *axis = 1;
-    else if (zero(up[0]) && zero(up[2]) && !zero(up[1])) *axis = 2;
-    else if (zero(up[0]) && zero(up[1]) && !zero(up[2])) *axis = 3;
+    if (zero(up[1]) && zero(up[2]) && !zero(up[0]))
+        *axis = 1;
+    else if (zero(up[0]) && zero(up[2]) && !zero(up[1]))
+        *axis = 2;
+    else if (zero(up[0]) && zero(up[1]) && !zero(up[2]))
+        *axis = 3;
     return S_OK;
 }
 
@@ -203,14 +224,17 @@ HRESULT CViewNavigator::_setCameraFrame(const float up[3], const float view[3], 
     const float v[3] = {view[0] * distance, view[1] * distance, view[2] * distance};
     if (frameFlags & 1) {
         if (FAILED(hr = host.camera->SetPosition(from[0], from[1], from[2]))) return hr;
-        if (frameFlags & 4) hr = host.camera->SetTarget(from[0] + v[0], from[1] + v[1], from[2] + v[2]);
-        else if (frameFlags & 2) hr = host.camera->SetTarget(at[0], at[1], at[2]);
+        if (frameFlags & 4)
+            hr = host.camera->SetTarget(from[0] + v[0], from[1] + v[1], from[2] + v[2]);
+        else if (frameFlags & 2)
+            hr = host.camera->SetTarget(at[0], at[1], at[2]);
     } else if (frameFlags & 4) {
         float t[3];
         if (FAILED(hr = host.camera->GetTarget(&t[0], &t[1], &t[2]))) return hr;
         hr = host.camera->SetPosition(t[0] - v[0], t[1] - v[1], t[2] - v[2]);
     } else if (frameFlags & 2) {
-        if (FAILED(hr = host.camera->SetPosition(at[0] - v[0], at[1] - v[1], at[2] - v[2]))) return hr;
+        if (FAILED(hr = host.camera->SetPosition(at[0] - v[0], at[1] - v[1], at[2] - v[2])))
+            return hr;
         hr = host.camera->SetTarget(at[0], at[1], at[2]);
     }
     if (FAILED(hr)) return hr;
@@ -230,10 +254,15 @@ HRESULT CViewNavigator::GetViewInfo(FullViewInfo* pViewInfo) {
     if (FAILED(hr)) return hr;
     FullViewInfo& r = *pViewInfo;
     CLSID cls{};
-    if (FAILED(hr = host.camera->GetUpVector(&r.pUpVector[0], &r.pUpVector[1], &r.pUpVector[2]))) return hr;
-    if (FAILED(hr = host.camera->GetPosition(&r.pFromVector[0], &r.pFromVector[1], &r.pFromVector[2]))) return hr;
-    if (FAILED(hr = host.camera->GetTarget(&r.pAtVector[0], &r.pAtVector[1], &r.pAtVector[2]))) return hr;
-    for (int i = 0; i < 3; ++i) r.pViewVector[i] = r.pAtVector[i] - r.pFromVector[i];
+    if (FAILED(hr = host.camera->GetUpVector(&r.pUpVector[0], &r.pUpVector[1], &r.pUpVector[2])))
+        return hr;
+    if (FAILED(
+            hr = host.camera->GetPosition(&r.pFromVector[0], &r.pFromVector[1], &r.pFromVector[2])))
+        return hr;
+    if (FAILED(hr = host.camera->GetTarget(&r.pAtVector[0], &r.pAtVector[1], &r.pAtVector[2])))
+        return hr;
+    for (int i = 0; i < 3; ++i)
+        r.pViewVector[i] = r.pAtVector[i] - r.pFromVector[i];
     if (FAILED(hr = host.projection->GetClassId(&cls))) return hr;
     r.cameraType = cls == CLSID_HostOrthographicProjection ? Orthographic : Perspective;
     return _getCameraFOV(&r.viewAngle);
@@ -249,10 +278,12 @@ HRESULT CViewNavigator::SetViewInfo(FullViewInfo* pViewInfo) {
     HRESULT hr = _getLockedUpAxis(&locked);
     if (FAILED(hr)) return hr;
     if (locked >= 1 && locked <= 3) {
-        float a[3] = {std::fabs(info.pViewVector[0]), std::fabs(info.pViewVector[1]), std::fabs(info.pViewVector[2])};
+        float a[3] = {std::fabs(info.pViewVector[0]), std::fabs(info.pViewVector[1]),
+                      std::fabs(info.pViewVector[2])};
         float unit[3] = {0, 0, 0};
         unit[locked - 1] = 1.0f;
-        if (krav::FloatsEqual(a[0], unit[0]) && krav::FloatsEqual(a[1], unit[1]) && krav::FloatsEqual(a[2], unit[2])) {
+        if (krav::FloatsEqual(a[0], unit[0]) && krav::FloatsEqual(a[1], unit[1]) &&
+            krav::FloatsEqual(a[2], unit[2])) {
             _showMessage(krav::IDS_LOCKED_UP_VECTOR);
             return S_FALSE;
         }
@@ -281,19 +312,25 @@ HRESULT CViewNavigator::SetViewInfo(FullViewInfo* pViewInfo) {
         from = live.pFromVector;
         at = live.pAtVector;
     }
-    if (FAILED(hr = _setCameraFrame(info.pUpVector, info.pViewVector, from, at, frameFlags, locked))) return hr;
+    if (FAILED(hr =
+                   _setCameraFrame(info.pUpVector, info.pViewVector, from, at, frameFlags, locked)))
+        return hr;
 
     if ((bits & ViewChangeCameraType) && info.cameraType == Orthographic) {
         if (FAILED(hr = _setCameraType(Orthographic))) return hr;
         if (FAILED(hr = _setCameraClippingMatrix(clipping))) return hr;
     } else {
-        if (FAILED(hr = _setCameraFOV((bits & ViewChangeViewAngle) ? info.viewAngle : previousAngle))) return hr;
+        if (FAILED(
+                hr = _setCameraFOV((bits & ViewChangeViewAngle) ? info.viewAngle : previousAngle)))
+            return hr;
     }
-    for (int i = 0; i < 3; ++i) m_aligned[i] = static_cast<int>(std::fabs(info.pViewVector[i]));
+    for (int i = 0; i < 3; ++i)
+        m_aligned[i] = static_cast<int>(std::fabs(info.pViewVector[i]));
     return RefreshView();
 }
 
-HRESULT CViewNavigator::SetView(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType) {
+HRESULT CViewNavigator::SetView(float pUpVector[3], float pViewVector[3],
+                                CameraTypeEnum cameraType) {
     KRAV_TRACE("CViewNavigator::SetView");
     if (!pUpVector || !pViewVector) return E_INVALIDARG;
     FullViewInfo info;
@@ -306,8 +343,9 @@ HRESULT CViewNavigator::SetView(float pUpVector[3], float pViewVector[3], Camera
     return SetViewInfo(&info);
 }
 
-HRESULT CViewNavigator::SetViewExt(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType,
-                                   float pFromVector[3], float pAtVector[3], float viewAngle, int iChangeBits) {
+HRESULT CViewNavigator::SetViewExt(float pUpVector[3], float pViewVector[3],
+                                   CameraTypeEnum cameraType, float pFromVector[3],
+                                   float pAtVector[3], float viewAngle, int iChangeBits) {
     KRAV_TRACE("CViewNavigator::SetViewExt");
     if (!pUpVector || !pViewVector || !pFromVector || !pAtVector) return E_INVALIDARG;
     FullViewInfo info;
@@ -349,7 +387,8 @@ HRESULT CViewNavigator::_constructVectors_Isometric(AxisEnum axis, float up[3], 
     return E_INVALIDARG;
 }
 
-HRESULT CViewNavigator::_setCameraOrientation(const float up[3], const float view[3], bool keepTarget) {
+HRESULT CViewNavigator::_setCameraOrientation(const float up[3], const float view[3],
+                                              bool keepTarget) {
     KRAV_TRACE("CViewNavigator::_setCameraOrientation");
     if (!up || !view) return E_POINTER;
     Host host;
@@ -467,7 +506,8 @@ HRESULT CViewNavigator::TranslateAlongAxisByDist(AxisEnum axis, float dist) {
     Host host;
     HRESULT hr = s_host(m_site, host);
     if (FAILED(hr)) return E_FAIL;
-    if (FAILED(hr = host.control->TranslateCamera(a[0] * dist, a[1] * dist, a[2] * dist))) return hr;
+    if (FAILED(hr = host.control->TranslateCamera(a[0] * dist, a[1] * dist, a[2] * dist)))
+        return hr;
     return host.view->Redraw();
 }
 
@@ -503,7 +543,8 @@ void CViewNavigator::_notifyAll(bool preDraw) {
     KRAV_TRACE("CViewNavigator::_notifyAll");
     // A copy, so a listener may register or unregister others meanwhile.
     std::vector<IViewNavigatorSink*> sinks = m_sinks;
-    for (IViewNavigatorSink* s : sinks) s->AddRef();
+    for (IViewNavigatorSink* s : sinks)
+        s->AddRef();
     for (IViewNavigatorSink* s : sinks) {
         if (preDraw) {
             s->NotifyViewPreDraw();
@@ -512,7 +553,8 @@ void CViewNavigator::_notifyAll(bool preDraw) {
             if (SUCCEEDED(GetViewInfo(&info))) s->NotifyViewChanged(info);
         }
     }
-    for (IViewNavigatorSink* s : sinks) s->Release();
+    for (IViewNavigatorSink* s : sinks)
+        s->Release();
 }
 
 HRESULT CViewNavigator::RefreshView() {

@@ -9,11 +9,11 @@
 #include <map>
 #include <vector>
 
-#include "KRAdvancedViews/IViewManager.h"
 #include "Dialogs.h"
-#include "Site.h"
+#include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/host/IHostUIService.h"
 #include "KRAdvancedViews/host/IHostView.h"
+#include "Site.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 
@@ -42,15 +42,19 @@ public:
     ~CViewNavigator() override;
 
     // IViewNavigator
-    HRESULT STDMETHODCALLTYPE SetView(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType) override;
-    HRESULT STDMETHODCALLTYPE SetViewExt(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType,
-                                         float pFromVector[3], float pAtVector[3], float viewAngle,
+    HRESULT STDMETHODCALLTYPE SetView(float pUpVector[3], float pViewVector[3],
+                                      CameraTypeEnum cameraType) override;
+    HRESULT STDMETHODCALLTYPE SetViewExt(float pUpVector[3], float pViewVector[3],
+                                         CameraTypeEnum cameraType, float pFromVector[3],
+                                         float pAtVector[3], float viewAngle,
                                          int iChangeBits) override;
     HRESULT STDMETHODCALLTYPE SetViewInfo(FullViewInfo* pViewInfo) override;
     HRESULT STDMETHODCALLTYPE GetViewInfo(FullViewInfo* pViewInfo) override;
     HRESULT STDMETHODCALLTYPE AlignToAxis(AxisEnum axis) override;
-    HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum axisOfAlignment, AxisEnum upAxis) override;
-    HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum axisOfAlignment, AxisEnum* pUpAxis) override;
+    HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum axisOfAlignment,
+                                                        AxisEnum upAxis) override;
+    HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum axisOfAlignment,
+                                                        AxisEnum* pUpAxis) override;
     HRESULT STDMETHODCALLTYPE SetAngleOfRotation(float angle) override;
     HRESULT STDMETHODCALLTYPE GetAngleOfRotation(float* pAngle) override;
     HRESULT STDMETHODCALLTYPE SetDistOfTranslation(float dist) override;
@@ -81,8 +85,8 @@ public:
     HRESULT STDMETHODCALLTYPE SetDialog(IViewNavigatorDialog* pDialog) override;
 
     // Camera primitives.
-    HRESULT _setCameraFrame(const float up[3], const float view[3], const float from[3], const float at[3],
-                            int frameFlags, int lockedAxis);
+    HRESULT _setCameraFrame(const float up[3], const float view[3], const float from[3],
+                            const float at[3], int frameFlags, int lockedAxis);
     HRESULT _setCameraType(CameraTypeEnum type);
     HRESULT _setCameraFOV(float degrees);
     HRESULT _getCameraFOV(float* degrees);

@@ -22,11 +22,15 @@ constexpr const char* kVectorNames[4][3] = {{"UpVector X", "UpVector Y", "UpVect
                                             {"FromPoint X", "FromPoint Y", "FromPoint Z"},
                                             {"AtPoint X", "AtPoint Y", "AtPoint Z"}};
 
-std::string s_join(const std::string& base, const std::string& subkey) { return base + "\\" + subkey; }
+std::string s_join(const std::string& base, const std::string& subkey) {
+    return base + "\\" + subkey;
+}
 
 // A value that is simply not there keeps the record's default; any other
 // failure (a value of the wrong type, a damaged hive) makes the read fail.
-bool s_readOk(LONG st) { return st == ERROR_SUCCESS || st == ERROR_FILE_NOT_FOUND; }
+bool s_readOk(LONG st) {
+    return st == ERROR_SUCCESS || st == ERROR_FILE_NOT_FOUND;
+}
 
 struct KeyCloser {
     HKEY h = nullptr;
@@ -37,8 +41,9 @@ struct KeyCloser {
 
 } // namespace
 
-HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* name, const FullViewInfo& info,
-                                           bool older, const std::string* replacing) {
+HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* name,
+                                           const FullViewInfo& info, bool older,
+                                           const std::string* replacing) {
     KRAV_TRACE("CViewManager::_writeViewToRegistry");
     if (!name) return S_FALSE;
     zul::registry::Transaction tx;
@@ -53,10 +58,12 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         const std::string wanted = krav::ViewKeyName(info.iViewIndex);
         KeyCloser b;
         subkey = wanted;
-        if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) == ERROR_SUCCESS) {
+        if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) ==
+            ERROR_SUCCESS) {
             for (int n = 2;; ++n) {
                 KeyCloser probe;
-                if (RegOpenKeyExA(b.h, subkey.c_str(), 0, KEY_READ, &probe.h) != ERROR_SUCCESS) break;
+                if (RegOpenKeyExA(b.h, subkey.c_str(), 0, KEY_READ, &probe.h) != ERROR_SUCCESS)
+                    break;
                 if (replacing && *replacing == subkey) {
                     inPlace = true;
                     break;
@@ -89,13 +96,15 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
     LONG st = ERROR_SUCCESS;
     auto vec = [&](int which, const float v[3]) {
         for (int i = 0; i < 3 && st == ERROR_SUCCESS; ++i)
-            st = older ? reg.SetBytes(kVectorNames[which][i], &v[i], 4) : reg.SetFloat(kVectorNames[which][i], v[i]);
+            st = older ? reg.SetBytes(kVectorNames[which][i], &v[i], 4)
+                       : reg.SetFloat(kVectorNames[which][i], v[i]);
     };
     vec(0, info.pUpVector);
     vec(1, info.pViewVector);
     if (older) {
         if (st == ERROR_SUCCESS) st = reg.SetDWORD("Index", static_cast<DWORD>(info.iViewIndex));
-        if (st == ERROR_SUCCESS) st = reg.SetDWORD("Camera Type", static_cast<DWORD>(info.cameraType));
+        if (st == ERROR_SUCCESS)
+            st = reg.SetDWORD("Camera Type", static_cast<DWORD>(info.cameraType));
         const float zero[3] = {0, 0, 0};
         vec(2, info.bHasFromAndAt ? info.pFromVector : zero);
         vec(3, info.bHasFromAndAt ? info.pAtVector : zero);
@@ -103,7 +112,8 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         if (st == ERROR_SUCCESS) st = reg.SetBytes("Change Bits", &info.iChangeBits, 4);
     } else {
         if (st == ERROR_SUCCESS) st = reg.SetInt("Index", info.iViewIndex);
-        if (st == ERROR_SUCCESS) st = reg.SetDWORD("Camera Type", static_cast<DWORD>(info.cameraType));
+        if (st == ERROR_SUCCESS)
+            st = reg.SetDWORD("Camera Type", static_cast<DWORD>(info.cameraType));
         if (st == ERROR_SUCCESS) st = reg.SetBOOL("Has At And From", info.bHasFromAndAt);
         if (info.bHasFromAndAt) {
             vec(2, info.pFromVector);
@@ -111,8 +121,8 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
         } else if (inPlace && st == ERROR_SUCCESS) {
             // A rewritten view without points keeps none of its old ones.
             HKEY k = nullptr;
-            if (RegOpenKeyExA(HKEY_CURRENT_USER, (m_currentPath + "\\" + subkey).c_str(), 0, KEY_ALL_ACCESS, &k) !=
-                ERROR_SUCCESS)
+            if (RegOpenKeyExA(HKEY_CURRENT_USER, (m_currentPath + "\\" + subkey).c_str(), 0,
+                              KEY_ALL_ACCESS, &k) != ERROR_SUCCESS)
                 return E_FAIL;
             for (int which = 2; which < 4 && st == ERROR_SUCCESS; ++which)
                 for (int i = 0; i < 3 && st == ERROR_SUCCESS; ++i) {
@@ -128,7 +138,8 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
     if (st != ERROR_SUCCESS || tx.commit() != ERROR_SUCCESS) return E_FAIL;
     if (!older) {
         auto it = m_keyOfName.find(name);
-        if (it != m_keyOfName.end() && it->second != subkey && !(replacing && *replacing == it->second))
+        if (it != m_keyOfName.end() && it->second != subkey &&
+            !(replacing && *replacing == it->second))
             m_keyMapValid = false; // two keys for one name
         m_keyOfName[name] = subkey;
         if (created) ++m_knownKeyCount;
@@ -136,14 +147,16 @@ HRESULT CViewManager::_writeViewToRegistry(const std::string& base, const char* 
     return S_OK;
 }
 
-HRESULT CViewManager::_readViewFromRegistry(const std::string& base, const std::string& subkey, FullViewInfo& info,
-                                            bool older, std::string* storedName) {
+HRESULT CViewManager::_readViewFromRegistry(const std::string& base, const std::string& subkey,
+                                            FullViewInfo& info, bool older,
+                                            std::string* storedName) {
     KRAV_TRACE("CViewManager::_readViewFromRegistry");
     // Callers read inside their own transaction (one lock for all values).
     {
         KeyCloser k;
         const std::string path = (older ? m_olderPath : m_currentPath) + "\\" + subkey;
-        if (RegOpenKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &k.h) != ERROR_SUCCESS) return S_FALSE;
+        if (RegOpenKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &k.h) != ERROR_SUCCESS)
+            return S_FALSE;
     }
     (void)base;
     CRegHelper reg(s_join(older ? m_olderKey : m_currentKey, subkey).c_str(), RegPathUserSettings);
@@ -167,7 +180,8 @@ HRESULT CViewManager::_readViewFromRegistry(const std::string& base, const std::
         ok = ok && s_readOk(reg.GetBytes("FOV", &r.viewAngle, 4));
         ok = ok && s_readOk(reg.GetBytes("Change Bits", &r.iChangeBits, 4));
         bool anyPoint = false;
-        for (int i = 0; i < 3; ++i) anyPoint = anyPoint || r.pFromVector[i] != 0 || r.pAtVector[i] != 0;
+        for (int i = 0; i < 3; ++i)
+            anyPoint = anyPoint || r.pFromVector[i] != 0 || r.pAtVector[i] != 0;
         r.bHasFromAndAt = anyPoint ? 1 : 0;
         if (storedName) krav::s_decode(subkey, *storedName);
     } else {
@@ -222,7 +236,7 @@ HRESULT CViewManager::_scanViewKeys(const std::string& base) {
     if (krav::SubkeyNames(b.h, keys) != ERROR_SUCCESS) return E_FAIL;
     for (const std::string& key : keys) {
         std::string name = krav::StoredViewName(b.h, key);
-        if (name.empty()) name = key; // a key named after its view
+        if (name.empty()) name = key;   // a key named after its view
         m_keyOfName.emplace(name, key); // the first match wins
     }
     m_knownKeyCount = static_cast<DWORD>(keys.size());
@@ -230,10 +244,12 @@ HRESULT CViewManager::_scanViewKeys(const std::string& base) {
     return S_OK;
 }
 
-HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& name, std::string& subkey) {
+HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& name,
+                                   std::string& subkey) {
     KRAV_TRACE("CViewManager::_findViewKey");
     KeyCloser b;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) != ERROR_SUCCESS) {
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) !=
+        ERROR_SUCCESS) {
         subkey = name;
         return S_FALSE;
     }
@@ -241,15 +257,16 @@ HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& n
         if (auto it = m_keyOfName.find(name); it != m_keyOfName.end()) {
             const std::string stored = krav::StoredViewName(b.h, it->second);
             KeyCloser probe;
-            if (stored == name || (stored.empty() && it->second == name &&
-                                   RegOpenKeyExA(b.h, it->second.c_str(), 0, KEY_READ, &probe.h) == ERROR_SUCCESS)) {
+            if (stored == name ||
+                (stored.empty() && it->second == name &&
+                 RegOpenKeyExA(b.h, it->second.c_str(), 0, KEY_READ, &probe.h) == ERROR_SUCCESS)) {
                 subkey = it->second;
                 return S_OK;
             }
         } else if (m_keyMapValid) {
             DWORD count = 0;
-            if (RegQueryInfoKeyA(b.h, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr,
-                                 nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
+            if (RegQueryInfoKeyA(b.h, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr,
+                                 nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
                 count == m_knownKeyCount) {
                 subkey = name;
                 return S_FALSE;
@@ -261,7 +278,8 @@ HRESULT CViewManager::_findViewKey(const std::string& base, const std::string& n
     return S_FALSE;
 }
 
-HRESULT CViewManager::_deleteViewFromRegistry(const std::string& base, const char* name, bool older, int slot) {
+HRESULT CViewManager::_deleteViewFromRegistry(const std::string& base, const char* name, bool older,
+                                              int slot) {
     KRAV_TRACE("CViewManager::_deleteViewFromRegistry");
     if (!name) return E_POINTER;
     std::string subkey;
@@ -283,7 +301,8 @@ HRESULT CViewManager::_deleteViewFromRegistry(const std::string& base, const cha
     return S_OK;
 }
 
-HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older, std::vector<std::string>& slots) {
+HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older,
+                                             std::vector<std::string>& slots) {
     KRAV_TRACE("CViewManager::_loadViewsFromRegistry");
     const std::string& path = older ? m_olderPath : m_currentPath;
     KeyCloser b;
@@ -307,12 +326,14 @@ HRESULT CViewManager::_loadViewsFromRegistry(const std::string& base, bool older
         CRegHelper reg(s_join(base, key).c_str(), RegPathUserSettings);
         int index = 0;
         if (reg.GetInt("Index", index) != ERROR_SUCCESS) continue; // not a view: left alone
-        if (std::find(slots.begin(), slots.end(), name) != slots.end()) continue; // a second key of one name
+        if (std::find(slots.begin(), slots.end(), name) != slots.end())
+            continue; // a second key of one name
 
         // An index beyond the limit is placed like one below 1, from the
         // first slot up, rather than dropping the view.
         int slot = (index < 1 || index > kMaxViews) ? 0 : index - 1;
-        while (slot < static_cast<int>(slots.size()) && !slots[slot].empty()) ++slot;
+        while (slot < static_cast<int>(slots.size()) && !slots[slot].empty())
+            ++slot;
         if (slot >= kMaxViews) return E_UNEXPECTED; // views read so far stay loaded
         if (slot >= static_cast<int>(slots.size())) slots.resize(slot + 1);
         if (slot + 1 != index && reg.SetInt("Index", slot + 1) != ERROR_SUCCESS) return E_FAIL;
@@ -328,7 +349,8 @@ HRESULT CViewManager::_mergeImportedViews() {
     // "Merged": each is read like a stored view, written back in the store's
     // own layout, and its tag removed.
     KeyCloser b;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) != ERROR_SUCCESS) return S_FALSE;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, m_currentPath.c_str(), 0, KEY_READ, &b.h) != ERROR_SUCCESS)
+        return S_FALSE;
     std::vector<std::string> keys;
     if (krav::SubkeyNames(b.h, keys) != ERROR_SUCCESS) return E_FAIL;
     HRESULT result = S_FALSE;
@@ -338,12 +360,14 @@ HRESULT CViewManager::_mergeImportedViews() {
         if (reg.GetString("", tag) != ERROR_SUCCESS || tag != "Merged") continue;
         FullViewInfo info;
         std::string name;
-        if (_readViewFromRegistry(m_currentKey, key, info, false, &name) != S_OK || name.empty()) continue;
+        if (_readViewFromRegistry(m_currentKey, key, info, false, &name) != S_OK || name.empty())
+            continue;
         zul::registry::Transaction tx;
         std::string written;
         if (_writeViewToRegistry(m_currentKey, name.c_str(), info, false, &key) != S_OK) continue;
         written = m_keyOfName[name];
-        if (_stripMergeTag(m_currentKey.c_str(), written.c_str(), info.iViewIndex) != S_OK) continue;
+        if (_stripMergeTag(m_currentKey.c_str(), written.c_str(), info.iViewIndex) != S_OK)
+            continue;
         if (tx.commit() == ERROR_SUCCESS) result = S_OK;
     }
     return result;
@@ -381,10 +405,12 @@ HRESULT CViewManager::_compressViews() {
             const std::string name = m_slots[slot];
             FullViewInfo info;
             if (GetViewInfo(name.c_str(), &info) != S_OK) return E_FAIL;
-            if (_deleteViewFromRegistry(m_currentKey, name.c_str(), false, static_cast<int>(slot)) != S_OK)
+            if (_deleteViewFromRegistry(m_currentKey, name.c_str(), false,
+                                        static_cast<int>(slot)) != S_OK)
                 return E_FAIL;
             info.iViewIndex = static_cast<int>(next) + 1;
-            if (_writeViewToRegistry(m_currentKey, name.c_str(), info, false) != S_OK) return E_FAIL;
+            if (_writeViewToRegistry(m_currentKey, name.c_str(), info, false) != S_OK)
+                return E_FAIL;
             m_slots[next] = name;
         }
         ++next;
@@ -400,7 +426,8 @@ HRESULT CViewManager::_ensureStandardViews() {
     // Exact bit patterns: the tiny components and the unequal isometric
     // components are data, not noise.
     auto f = [](uint32_t bits) { return std::bit_cast<float>(bits); };
-    const float big = f(0x43822852), tiny = f(0xA9E8DCF6), tinyPos = f(0x29E8DCF6), tiny2 = f(0xAA68DCAC);
+    const float big = f(0x43822852), tiny = f(0xA9E8DCF6), tinyPos = f(0x29E8DCF6),
+                tiny2 = f(0xAA68DCAC);
     const float iso = f(0x3ED108C4), isoZ = f(0x3F510471), a = f(0x431646A8), b = f(0x43164D0E);
     struct Standard {
         const char* name;

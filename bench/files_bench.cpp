@@ -17,7 +17,8 @@ std::filesystem::path g_dir;
 zul::com::ComPtr<IViewManager2> storeIn(const std::string& hive) {
     ::setenv("ZUL_USER_HIVE", (g_dir / hive).c_str(), 1);
     zul::com::ComPtr<IViewManager2> store;
-    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf()));
+    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
+                                           reinterpret_cast<void**>(store.GetAddressOf()));
     return store;
 }
 
@@ -36,9 +37,11 @@ void prepare() {
     store->SaveViewsExt((g_dir / "views.qjv").c_str(), TextFile);
     store->SaveViewsExt((g_dir / "views.reg").c_str(), RegistryFile);
     std::vector<std::string> names;
-    for (const auto& n : static_cast<CViewManager*>(store.Get())->slots()) names.push_back(n);
+    for (const auto& n : static_cast<CViewManager*>(store.Get())->slots())
+        names.push_back(n);
     std::ofstream out(g_dir / "views8.qjv", std::ios::binary);
-    static_cast<CViewManager*>(store.Get())->_saveToTextFile(&out, static_cast<int>(names.size()), names);
+    static_cast<CViewManager*>(store.Get())
+        ->_saveToTextFile(&out, static_cast<int>(names.size()), names);
     done = true;
 }
 
@@ -69,17 +72,21 @@ void BM_LoadIntoEmpty(benchmark::State& state, const char* file, FileTypeEnum ty
     for (auto _ : state) {
         state.PauseTiming();
         auto store = storeIn("load-" + std::to_string(++n) + ".db");
-        for (const char* s : {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"}) store->DestroyViewExt(s);
+        for (const char* s : {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"})
+            store->DestroyViewExt(s);
         state.ResumeTiming();
-        if (FAILED(store->LoadViewsExt((g_dir / file).c_str(), type))) state.SkipWithError("load failed");
+        if (FAILED(store->LoadViewsExt((g_dir / file).c_str(), type)))
+            state.SkipWithError("load failed");
         state.PauseTiming();
         store.Reset();
         std::filesystem::remove(g_dir / ("load-" + std::to_string(n) + ".db"));
         state.ResumeTiming();
     }
 }
-BENCHMARK_CAPTURE(BM_LoadIntoEmpty, qjv_utf16, "views.qjv", TextFile)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_LoadIntoEmpty, qjv_8bit, "views8.qjv", TextFile)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_LoadIntoEmpty, qjv_utf16, "views.qjv", TextFile)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_LoadIntoEmpty, qjv_8bit, "views8.qjv", TextFile)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_LoadIntoEmpty, reg, "views.reg", RegistryFile)->Unit(benchmark::kMillisecond);
 
 // 128 views into a store holding 128 views of the same names: each replaces one.
@@ -87,14 +94,16 @@ void BM_LoadOverSameNames(benchmark::State& state) {
     prepare();
     auto store = storeIn("source.db");
     for (auto _ : state)
-        if (FAILED(store->LoadViewsExt((g_dir / "views.qjv").c_str(), TextFile))) state.SkipWithError("load failed");
+        if (FAILED(store->LoadViewsExt((g_dir / "views.qjv").c_str(), TextFile)))
+            state.SkipWithError("load failed");
 }
 BENCHMARK(BM_LoadOverSameNames)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
 int main(int argc, char** argv) {
-    g_dir = std::filesystem::temp_directory_path() / ("zul-files-bench-" + std::to_string(::getpid()));
+    g_dir =
+        std::filesystem::temp_directory_path() / ("zul-files-bench-" + std::to_string(::getpid()));
     std::filesystem::create_directories(g_dir);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

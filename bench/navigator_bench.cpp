@@ -25,9 +25,12 @@ struct Rig {
                                             reinterpret_cast<void**>(hostApp.GetAddressOf()));
         zul::com::createInstance<CViewNavigator>(nullptr, IID_IViewNavigator2,
                                                  reinterpret_cast<void**>(nav.GetAddressOf()));
-        static_cast<IObjectWithSite*>(static_cast<CViewNavigator*>(nav.Get()))->SetSite(hostApp.Get());
+        static_cast<IObjectWithSite*>(static_cast<CViewNavigator*>(nav.Get()))
+            ->SetSite(hostApp.Get());
     }
-    ~Rig() { static_cast<IObjectWithSite*>(static_cast<CViewNavigator*>(nav.Get()))->SetSite(nullptr); }
+    ~Rig() {
+        static_cast<IObjectWithSite*>(static_cast<CViewNavigator*>(nav.Get()))->SetSite(nullptr);
+    }
 };
 
 FullViewInfo sampleView(int i) {
@@ -51,8 +54,9 @@ void BM_SetViewInfo(benchmark::State& state) {
         FullViewInfo r = sampleView(++i);
         if (rig.nav->SetViewInfo(&r) != S_OK) state.SkipWithError("SetViewInfo failed");
     }
-    g_setViewInfoNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() /
-                      static_cast<double>(state.iterations());
+    g_setViewInfoNs =
+        std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() /
+        static_cast<double>(state.iterations());
 }
 BENCHMARK(BM_SetViewInfo)->Unit(benchmark::kMicrosecond);
 
@@ -60,7 +64,8 @@ void BM_AlignToAxis(benchmark::State& state) {
     Rig rig;
     int i = 0;
     for (auto _ : state)
-        if (rig.nav->AlignToAxis(static_cast<AxisEnum>(++i % 8)) != S_OK) state.SkipWithError("AlignToAxis failed");
+        if (rig.nav->AlignToAxis(static_cast<AxisEnum>(++i % 8)) != S_OK)
+            state.SkipWithError("AlignToAxis failed");
 }
 BENCHMARK(BM_AlignToAxis)->Unit(benchmark::kMicrosecond);
 
@@ -104,8 +109,11 @@ void BM_TraceScopeOff(benchmark::State& state) {
         ZUL_TRACE_SCOPE(&sink_, "Bench::Scope");
         benchmark::DoNotOptimize(sink_);
     }
-    const double perScopeNs = std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / n;
-    if (g_setViewInfoNs > 0) state.counters["trace_pct"] = 100.0 * scopes * perScopeNs / g_setViewInfoNs;
+    const double perScopeNs =
+        std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() /
+        n;
+    if (g_setViewInfoNs > 0)
+        state.counters["trace_pct"] = 100.0 * scopes * perScopeNs / g_setViewInfoNs;
     zul::trace::setLogger(nullptr);
 }
 BENCHMARK(BM_TraceScopeOff);

@@ -14,9 +14,10 @@
 namespace {
 
 constexpr const char* kValueNames[20] = {
-    "UpVector X", "UpVector Y", "UpVector Z", "ViewVector X", "ViewVector Y", "ViewVector Z", "Index",
-    "Camera Type", "Has At And From", "FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X",
-    "AtPoint Y", "AtPoint Z", "FOV", "Change Bits", "View Name", "Extra A", "Extra B"};
+    "UpVector X",   "UpVector Y",  "UpVector Z",  "ViewVector X",    "ViewVector Y",
+    "ViewVector Z", "Index",       "Camera Type", "Has At And From", "FromPoint X",
+    "FromPoint Y",  "FromPoint Z", "AtPoint X",   "AtPoint Y",       "AtPoint Z",
+    "FOV",          "Change Bits", "View Name",   "Extra A",         "Extra B"};
 
 // µs per CRegHelper value write, each its own durable transaction.
 void BM_WriteOwnTransaction(benchmark::State& state) {
@@ -36,7 +37,8 @@ void BM_WriteInTransactionOf20(benchmark::State& state) {
     for (auto _ : state) {
         zul::registry::Transaction tx;
         const auto start = std::chrono::steady_clock::now();
-        for (const char* name : kValueNames) reg.SetFloat(name, v += 1);
+        for (const char* name : kValueNames)
+            reg.SetFloat(name, v += 1);
         const auto end = std::chrono::steady_clock::now();
         if (tx.commit() != 0) state.SkipWithError("commit failed");
         state.SetIterationTime(std::chrono::duration<double>(end - start).count() / 20);
@@ -50,7 +52,8 @@ void BM_TransactionOf20WithCommit(benchmark::State& state) {
     float v = 0;
     for (auto _ : state) {
         zul::registry::Transaction tx;
-        for (const char* name : kValueNames) reg.SetFloat(name, v += 1);
+        for (const char* name : kValueNames)
+            reg.SetFloat(name, v += 1);
         if (tx.commit() != 0) state.SkipWithError("commit failed");
     }
 }
@@ -76,7 +79,8 @@ void fillStore() {
         char key[64];
         std::snprintf(key, sizeof key, "Bench\\Store\\VIEW_%04d", i);
         CRegHelper reg(key, RegPathUserSettings);
-        for (const char* name : kValueNames) reg.SetFloat(name, static_cast<float>(i));
+        for (const char* name : kValueNames)
+            reg.SetFloat(name, static_cast<float>(i));
     }
     tx.commit();
     done = true;
@@ -89,16 +93,19 @@ void startupPattern(benchmark::State& state) {
         return;
     }
     DWORD count = 0, maxLen = 0;
-    RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr, nullptr,
-                     nullptr, nullptr);
+    RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, &count, &maxLen, nullptr, nullptr, nullptr,
+                     nullptr, nullptr, nullptr);
     std::string name(maxLen + 1, '\0');
     int reads = 0;
     for (DWORD i = 0; i < count; ++i) {
         DWORD cch = maxLen + 1;
-        if (RegEnumKeyExA(base, i, name.data(), &cch, nullptr, nullptr, nullptr, nullptr) != 0) break;
-        CRegHelper view(("Bench\\Store\\" + std::string(name.data(), cch)).c_str(), RegPathUserSettings);
+        if (RegEnumKeyExA(base, i, name.data(), &cch, nullptr, nullptr, nullptr, nullptr) != 0)
+            break;
+        CRegHelper view(("Bench\\Store\\" + std::string(name.data(), cch)).c_str(),
+                        RegPathUserSettings);
         float v = 0;
-        for (const char* value : kValueNames) reads += view.GetFloat(value, v) == 0;
+        for (const char* value : kValueNames)
+            reads += view.GetFloat(value, v) == 0;
     }
     RegCloseKey(base);
     if (reads != 128 * 20) state.SkipWithError("short read");
@@ -107,7 +114,8 @@ void startupPattern(benchmark::State& state) {
 // ms to enumerate 128 subkeys and read 20 values of each: the store's start-up.
 void BM_StartupPattern(benchmark::State& state) {
     fillStore();
-    for (auto _ : state) startupPattern(state);
+    for (auto _ : state)
+        startupPattern(state);
 }
 BENCHMARK(BM_StartupPattern)->Unit(benchmark::kMillisecond);
 

@@ -26,14 +26,16 @@ void freshHive(const char* name) {
 
 zul::com::ComPtr<IViewManager2> startStore() {
     zul::com::ComPtr<IViewManager2> store;
-    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf()));
+    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
+                                           reinterpret_cast<void**>(store.GetAddressOf()));
     return store;
 }
 
 // Fills the store to `count` views (8 standard ones and V9, V10, ...).
 void fill(IViewManager2* store, int count) {
     zul::registry::Transaction tx;
-    for (int i = 9; i <= count; ++i) store->CreateViewInfo(("V" + std::to_string(i)).c_str(), FullViewInfo());
+    for (int i = 9; i <= count; ++i)
+        store->CreateViewInfo(("V" + std::to_string(i)).c_str(), FullViewInfo());
     tx.commit();
 }
 
@@ -47,7 +49,8 @@ double durableCommitSeconds() {
 
 // Runs `op` (timed) and `undo` (untimed) each iteration, with one durable
 // commit timed beside it for the ratio.
-template <class Op, class Undo> void changing(benchmark::State& state, const char* hive, int views, Op op, Undo undo) {
+template <class Op, class Undo>
+void changing(benchmark::State& state, const char* hive, int views, Op op, Undo undo) {
     freshHive(hive);
     auto store = startStore();
     fill(store.Get(), views);
@@ -95,7 +98,8 @@ BENCHMARK(BM_GetViewInfo)->Unit(benchmark::kMicrosecond);
 
 void BM_CreateViewInfo(benchmark::State& state) {
     changing(
-        state, "create", 127, [](IViewManager2* s) { return s->CreateViewInfo("New", FullViewInfo()); },
+        state, "create", 127,
+        [](IViewManager2* s) { return s->CreateViewInfo("New", FullViewInfo()); },
         [](IViewManager2* s) { s->DestroyViewExt("New"); });
 }
 BENCHMARK(BM_CreateViewInfo)->UseManualTime()->Unit(benchmark::kMicrosecond);

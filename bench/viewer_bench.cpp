@@ -38,7 +38,8 @@ void BM_FirstFrame(benchmark::State& state) {
             pclose(child);
         }
         if (ms < 0) {
-            state.SkipWithError("zulview printed no first frame (is there a display? run under xvfb-run -a)");
+            state.SkipWithError(
+                "zulview printed no first frame (is there a display? run under xvfb-run -a)");
             return;
         }
         state.SetIterationTime(ms / 1000.0);
@@ -58,7 +59,8 @@ void BM_ApplyView(benchmark::State& state) {
     window.show();
     QApplication::processEvents();
     zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
-    window.module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(), reinterpret_cast<void**>(mgr.GetAddressOf()));
+    window.module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(),
+                                    reinterpret_cast<void**>(mgr.GetAddressOf()));
     const char* views[] = {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"};
     size_t k = 0;
     for (auto _ : state) {

@@ -41,7 +41,8 @@ struct Rig {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static Rig rig;
-    const bool bom = size >= 2 && ((data[0] == 0xFF && data[1] == 0xFE) || (data[0] == 0xFE && data[1] == 0xFF));
+    const bool bom =
+        size >= 2 && ((data[0] == 0xFF && data[1] == 0xFE) || (data[0] == 0xFE && data[1] == 0xFF));
 #if defined(KRAV_VIEWFILE_QJV8)
     if (bom) return 0;
     const FileTypeEnum type = TextFile;

@@ -13,13 +13,18 @@
 
 namespace krav::dialogs {
 
-UINT_PTR HandleOf(QWidget* window) { return window ? static_cast<UINT_PTR>(window->winId()) : 0; }
+UINT_PTR HandleOf(QWidget* window) {
+    return window ? static_cast<UINT_PTR>(window->winId()) : 0;
+}
 
-QWidget* WidgetFromHandle(UINT_PTR handle) { return handle ? QWidget::find(static_cast<WId>(handle)) : nullptr; }
+QWidget* WidgetFromHandle(UINT_PTR handle) {
+    return handle ? QWidget::find(static_cast<WId>(handle)) : nullptr;
+}
 
 QWidget* FindControl(QWidget* root, int id) {
     if (!root) return nullptr;
-    if (root->property("resourceId").toInt() == id && root->property("resourceId").isValid()) return root;
+    if (root->property("resourceId").toInt() == id && root->property("resourceId").isValid())
+        return root;
     for (QWidget* w : root->findChildren<QWidget*>()) {
         const QVariant v = w->property("resourceId");
         if (v.isValid() && v.toInt() == id) return w;
@@ -27,14 +32,17 @@ QWidget* FindControl(QWidget* root, int id) {
     return nullptr;
 }
 
-QString ModuleText(unsigned id) { return QString::fromUtf8(LoadModuleString(id)); }
+QString ModuleText(unsigned id) {
+    return QString::fromUtf8(LoadModuleString(id));
+}
 
 int ShowMessage(IHostUIService* ui, QWidget* owner, const QString& text, UINT type) {
     const QByteArray utf8 = text.toUtf8();
     const QByteArray caption = owner ? owner->windowTitle().toUtf8() : QByteArray();
     if (ui) {
         int result = kIdOk;
-        if (SUCCEEDED(ui->ShowMessage(utf8.constData(), caption.constData(), type, &result))) return result;
+        if (SUCCEEDED(ui->ShowMessage(utf8.constData(), caption.constData(), type, &result)))
+            return result;
     }
     // Without a host service the dialog asks the user itself.
     QMessageBox box(owner);
@@ -78,12 +86,14 @@ QIcon ButtonIcon(const QString& name, const QPalette& palette) {
 double ParseNumber(const QString& text, bool* whole) {
     const QByteArray bytes = text.toUtf8();
     const char* p = bytes.constData();
-    while (*p == ' ' || *p == '\t') ++p;
+    while (*p == ' ' || *p == '\t')
+        ++p;
     char* end = nullptr;
     const double value = std::strtod(p, &end);
     if (whole) {
         const char* q = end;
-        while (*q == ' ' || *q == '\t') ++q;
+        while (*q == ' ' || *q == '\t')
+            ++q;
         *whole = end != p && *q == '\0';
     }
     return value;

@@ -20,7 +20,9 @@ QWidget* WidgetFromHandle(UINT_PTR handle);
 // The control of `root` whose "resourceId" property is `id` (the id of the
 // control in the dialog resource), or null. The dialog itself counts.
 QWidget* FindControl(QWidget* root, int id);
-template <class T> T* FindControlAs(QWidget* root, int id) { return qobject_cast<T*>(FindControl(root, id)); }
+template <class T> T* FindControlAs(QWidget* root, int id) {
+    return qobject_cast<T*>(FindControl(root, id));
+}
 
 // The module's string `id` (UTF-8 in the table).
 QString ModuleText(unsigned id);

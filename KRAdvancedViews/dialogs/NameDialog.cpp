@@ -12,7 +12,8 @@
 
 namespace krav::dialogs {
 
-CNameDialog::CNameDialog(QWidget* parent) : QDialog(parent), ui_(std::make_unique<Ui::NameDialog>()) {
+CNameDialog::CNameDialog(QWidget* parent)
+    : QDialog(parent), ui_(std::make_unique<Ui::NameDialog>()) {
     ui_->setupUi(this);
     connect(ui_->okButton, &QPushButton::clicked, this, &QDialog::accept);
     connect(ui_->cancelButton, &QPushButton::clicked, this, &QDialog::reject);
@@ -26,21 +27,25 @@ void CNameDialog::SetName(const QString& name) {
     ui_->nameEdit->selectAll();
 }
 
-QString CNameDialog::Name() const { return ui_->nameEdit->text(); }
+QString CNameDialog::Name() const {
+    return ui_->nameEdit->text();
+}
 
 void CNameDialog::done(int result) {
     if (result == QDialog::Accepted && Name().toUcs4().size() > kMaxNameLength) {
         ui_->nameEdit->setFocus();
         ui_->nameEdit->selectAll();
         QToolTip::showText(ui_->nameEdit->mapToGlobal(QPoint(0, ui_->nameEdit->height())),
-                           tr("Enter no more than %1 characters.").arg(kMaxNameLength), ui_->nameEdit);
+                           tr("Enter no more than %1 characters.").arg(kMaxNameLength),
+                           ui_->nameEdit);
         return;
     }
     QDialog::done(result);
 }
 
-bool RequestViewName(QWidget* parent, IViewManager* store, IHostUIService* ui, const std::string& initial,
-                     std::string& name, const std::function<void(bool)>& onMessage) {
+bool RequestViewName(QWidget* parent, IViewManager* store, IHostUIService* ui,
+                     const std::string& initial, std::string& name,
+                     const std::function<void(bool)>& onMessage) {
     QPointer<CNameDialog> dialog = new CNameDialog(parent);
     dialog->SetName(QString::fromStdString(initial));
     const int result = dialog->exec();
@@ -59,7 +64,9 @@ bool RequestViewName(QWidget* parent, IViewManager* store, IHostUIService* ui, c
     }
     if (answer == initial) return false;
     zul::com::ComPtr<IViewManager2> store2;
-    if (store) store->QueryInterface(zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(store2.GetAddressOf()));
+    if (store)
+        store->QueryInterface(zul::com::iidOf<IViewManager2>(),
+                              reinterpret_cast<void**>(store2.GetAddressOf()));
     FullViewInfo existing;
     if (store2 && store2->GetViewInfo(answer.c_str(), &existing) == S_OK) {
         message(IDS_VIEW_EXISTS);

@@ -46,7 +46,8 @@ private:
 // answer. Returns true with `name` (UTF-8) when a new name was accepted;
 // false when cancelled, empty (message 107), unchanged, or taken (message 106).
 // `onMessage(true)` runs before a message box, `onMessage(false)` after it.
-bool RequestViewName(QWidget* parent, IViewManager* store, IHostUIService* ui, const std::string& initial,
-                     std::string& name, const std::function<void(bool)>& onMessage = {});
+bool RequestViewName(QWidget* parent, IViewManager* store, IHostUIService* ui,
+                     const std::string& initial, std::string& name,
+                     const std::function<void(bool)>& onMessage = {});
 
 } // namespace krav::dialogs

@@ -69,7 +69,8 @@ public:
         dialog_->SetPickedVector(v);
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE OnViewEvent(const char* event, const char* name, const char* newName) override {
+    HRESULT STDMETHODCALLTYPE OnViewEvent(const char* event, const char* name,
+                                          const char* newName) override {
         if (dialog_) dialog_->OnViewEvent(event, name, newName);
         return S_OK;
     }
@@ -77,7 +78,9 @@ public:
 
 // The Rotate dialog also listens to the store it is bound to, to keep its
 // drop-down in step.
-class CNavigatorDialog : public zul::com::ObjectRoot, public IViewNavigatorDialog, public IViewManagerSink {
+class CNavigatorDialog : public zul::com::ObjectRoot,
+                         public IViewNavigatorDialog,
+                         public IViewManagerSink {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CNavigatorDialog)
     ZUL_INTERFACE_ENTRY(IViewNavigatorDialog)
@@ -93,7 +96,9 @@ public:
     HRESULT STDMETHODCALLTYPE Setup(IViewManager* store) override {
         if (store_) store_->UnregisterInterest(this);
         store_.Reset();
-        if (store) store->QueryInterface(zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(store_.GetAddressOf()));
+        if (store)
+            store->QueryInterface(zul::com::iidOf<IViewManager2>(),
+                                  reinterpret_cast<void**>(store_.GetAddressOf()));
         if (store_) store_->RegisterInterest(this);
         if (dialog_) dialog_->Setup(store);
         return dialog_ ? S_OK : E_FAIL;
@@ -130,7 +135,9 @@ public:
     HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char*) override { return _changed(); }
     HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char*) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE NotifyViewEdited(const char*) override { return _changed(); }
-    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char*, const char*) override { return _changed(); }
+    HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char*, const char*) override {
+        return _changed();
+    }
     HRESULT STDMETHODCALLTYPE NotifyBatchViewEditBegin() override {
         ++batch_;
         return S_OK;
@@ -158,7 +165,8 @@ HRESULT s_create(const DialogContext& context, Interface** pp) {
     return zul::com::firewall([&]() -> HRESULT {
         s_initImages();
         Interface* object = nullptr;
-        const HRESULT hr = zul::com::createInstance<Object>(nullptr, zul::com::iidOf<Interface>(), reinterpret_cast<void**>(&object));
+        const HRESULT hr = zul::com::createInstance<Object>(nullptr, zul::com::iidOf<Interface>(),
+                                                            reinterpret_cast<void**>(&object));
         if (FAILED(hr)) return hr;
         auto* dialog = new Dialog(context, WidgetFromHandle(context.parent));
         static_cast<Object*>(object)->dialog_ = dialog;
@@ -182,6 +190,8 @@ void ReleaseQtDialogs() {
     s_releaseImages();
 }
 
-void UseQtDialogs() { krav::SetDialogFactories(&CreateStandardViewsDialog, &CreateNavigatorDialog); }
+void UseQtDialogs() {
+    krav::SetDialogFactories(&CreateStandardViewsDialog, &CreateNavigatorDialog);
+}
 
 } // namespace krav::dialogs

@@ -14,7 +14,9 @@ void s_cross(const double a[3], const double b[3], double out[3]) {
     out[2] = a[0] * b[1] - a[1] * b[0];
 }
 
-double s_length(const double v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+double s_length(const double v[3]) {
+    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+}
 
 // Rotation R = Rz(c) * Ry(b) * Rx(a), row-major.
 void s_matrix(const double angles[3], double r[3][3]) {
@@ -54,7 +56,8 @@ bool VectorsToAngles(const double view[3], const double up[3], double angles[3])
     s_cross(up, z, x); // R * e_x = y x z
     const double lx = s_length(x);
     if (lx < 1e-9 * s_length(up)) return false;
-    for (double& c : x) c /= lx;
+    for (double& c : x)
+        c /= lx;
     double y[3];
     s_cross(z, x, y);
     // r[i][j] = column j, row i.
@@ -68,7 +71,8 @@ bool VectorsToAngles(const double view[3], const double up[3], double angles[3])
         angles[0] = std::atan2(r21, r22) / kDeg;
         angles[2] = std::atan2(r10, r00) / kDeg;
     }
-    for (int i = 0; i < 3; ++i) angles[i] = s_tidy(angles[i]);
+    for (int i = 0; i < 3; ++i)
+        angles[i] = s_tidy(angles[i]);
     return true;
 }
 

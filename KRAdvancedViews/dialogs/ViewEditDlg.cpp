@@ -27,10 +27,13 @@ constexpr int kVectorIds[3][3] = {{268, 269, 270}, {271, 272, 273}, {277, 278, 2
 constexpr int kAngleIds[3] = {264, 265, 266};
 constexpr int kCommandShowDialog = krav::ids::kEditDialog;
 
-double s_length(const double v[3]) { return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]); }
+double s_length(const double v[3]) {
+    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+}
 
 bool s_parallel(const double a[3], const double b[3]) {
-    const double c[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+    const double c[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
+                         a[0] * b[1] - a[1] * b[0]};
     return s_length(c) <= 1e-6 * s_length(a) * s_length(b);
 }
 
@@ -40,11 +43,13 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     : QDialog(parent), ui_(std::make_unique<Ui::ViewEditDlg>()), navigator_(context.navigator),
       picking_(context.picking), hostUi_(context.ui), commands_(context.commands) {
     if (context.store)
-        context.store->QueryInterface(zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(store_.GetAddressOf()));
+        context.store->QueryInterface(zul::com::iidOf<IViewManager2>(),
+                                      reinterpret_cast<void**>(store_.GetAddressOf()));
     ui_->setupUi(this);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
     ui_->applyButton->setText(ModuleText(IDS_APPLY_VIEW));
-    for (QPushButton* pick : {ui_->atPick, ui_->fromPick}) pick->setText(ModuleText(IDS_PICK));
+    for (QPushButton* pick : {ui_->atPick, ui_->fromPick})
+        pick->setText(ModuleText(IDS_PICK));
     for (QComboBox* kind : {ui_->atPickKind, ui_->upPickKind, ui_->fromPickKind})
         kind->addItems({ModuleText(IDS_POINT), ModuleText(IDS_PART)});
     ui_->upButton->setIcon(ButtonIcon(QStringLiteral("move-up"), palette()));
@@ -52,7 +57,8 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     // Wide enough for the longer of the two captions, so the button never jumps.
     const QFontMetrics metrics(ui_->applyButton->font());
     ui_->applyButton->setMinimumWidth(
-        std::max(metrics.horizontalAdvance(ModuleText(IDS_APPLY_VIEW)), metrics.horizontalAdvance(ModuleText(IDS_APPLY_SELECTED_VIEW))) +
+        std::max(metrics.horizontalAdvance(ModuleText(IDS_APPLY_VIEW)),
+                 metrics.horizontalAdvance(ModuleText(IDS_APPLY_SELECTED_VIEW))) +
         32);
 
     connect(ui_->addButton, &QPushButton::clicked, this, [this] { _add(); });
@@ -71,8 +77,8 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     connect(ui_->viewList, &QListWidget::itemClicked, this, [this] { _listClicked(false); });
     connect(ui_->viewList, &QListWidget::itemDoubleClicked, this, [this] { _listClicked(true); });
     connect(ui_->viewList, &QListWidget::itemSelectionChanged, this, [this] { _updateButtons(); });
-    for (QRadioButton* radio : {ui_->anglesRadio, ui_->lookAtRadio, ui_->autoSetRadio, ui_->lookFromRadio,
-                                ui_->orthographicRadio, ui_->perspectiveRadio})
+    for (QRadioButton* radio : {ui_->anglesRadio, ui_->lookAtRadio, ui_->autoSetRadio,
+                                ui_->lookFromRadio, ui_->orthographicRadio, ui_->perspectiveRadio})
         connect(radio, &QRadioButton::clicked, this, [this] { _updateEnabling(); });
     connect(ui_->fieldOfViewCheck, &QCheckBox::clicked, this, [this] { _updateEnabling(); });
     const QComboBox* kinds[3] = {ui_->atPickKind, ui_->upPickKind, ui_->fromPickKind};
@@ -92,8 +98,10 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     ui_->perspectiveRadio->setChecked(true);
     _rebuildList();
     FullViewInfo camera;
-    if (navigator_ && navigator_->GetViewInfo(&camera) == S_OK) _loadFields(camera);
-    else _loadFields(fields_);
+    if (navigator_ && navigator_->GetViewInfo(&camera) == S_OK)
+        _loadFields(camera);
+    else
+        _loadFields(fields_);
     initialised_ = true;
     _updateButtons();
 }
@@ -102,13 +110,16 @@ CViewEditDlg::~CViewEditDlg() {
     if (picking_vector_ >= 0 && picking_) picking_->HandlePickForDialog(0);
 }
 
-QLineEdit* CViewEditDlg::_edit(int id) const { return FindControlAs<QLineEdit>(const_cast<CViewEditDlg*>(this), id); }
+QLineEdit* CViewEditDlg::_edit(int id) const {
+    return FindControlAs<QLineEdit>(const_cast<CViewEditDlg*>(this), id);
+}
 
 void CViewEditDlg::showEvent(QShowEvent* event) {
     // A dialog shown again starts from where the camera is, unless the user
     // left edits in the fields.
     FullViewInfo camera;
-    if (editState_ != 2 && navigator_ && navigator_->GetViewInfo(&camera) == S_OK) _loadFields(camera);
+    if (editState_ != 2 && navigator_ && navigator_->GetViewInfo(&camera) == S_OK)
+        _loadFields(camera);
     QDialog::showEvent(event);
 }
 
@@ -123,10 +134,14 @@ bool CViewEditDlg::eventFilter(QObject* watched, QEvent* event) {
     return QDialog::eventFilter(watched, event);
 }
 
-void CViewEditDlg::reject() { CloseDialog(); }
+void CViewEditDlg::reject() {
+    CloseDialog();
+}
 
 void CViewEditDlg::CloseDialog() {
-    if (commands_ && isVisible() && SUCCEEDED(commands_->ExecuteCommand(kCommandShowDialog)) && !isVisible()) return;
+    if (commands_ && isVisible() && SUCCEEDED(commands_->ExecuteCommand(kCommandShowDialog)) &&
+        !isVisible())
+        return;
     hide();
 }
 
@@ -144,10 +159,13 @@ void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) 
     QListWidget* list = ui_->viewList;
     // The selection is kept by name, and follows a renamed view.
     auto follow = [&](const QString& name) {
-        return renamedFrom && renamedTo && name == QString::fromUtf8(renamedFrom) ? QString::fromUtf8(renamedTo) : name;
+        return renamedFrom && renamedTo && name == QString::fromUtf8(renamedFrom)
+                   ? QString::fromUtf8(renamedTo)
+                   : name;
     };
     QSet<QString> selected;
-    for (QListWidgetItem* item : list->selectedItems()) selected.insert(follow(item->text()));
+    for (QListWidgetItem* item : list->selectedItems())
+        selected.insert(follow(item->text()));
     const QString current = list->currentItem() ? follow(list->currentItem()->text()) : QString();
     const QSignalBlocker blocker(list);
     list->clear();
@@ -196,7 +214,8 @@ void CViewEditDlg::_listClicked(bool doubleClick) {
     if (doubleClick && item && item->isSelected() && store_) {
         const std::string name = item->text().toStdString();
         FullViewInfo info;
-        if (SUCCEEDED(store_->ShowView(name.c_str())) && store_->GetViewInfo(name.c_str(), &info) == S_OK)
+        if (SUCCEEDED(store_->ShowView(name.c_str())) &&
+            store_->GetViewInfo(name.c_str(), &info) == S_OK)
             _loadFields(info);
     }
     _updateButtons();
@@ -211,9 +230,12 @@ void CViewEditDlg::OnViewEvent(const char* event, const char* name, const char* 
         inBatch_ = false;
         if (listDirty_) _rebuildList();
     } else if (e == "Created" || e == "Destroyed" || e == "Edited" || e == "Renamed") {
-        if (inBatch_) listDirty_ = true;
-        else if (e == "Renamed") _rebuildList(name, newName);
-        else _rebuildList();
+        if (inBatch_)
+            listDirty_ = true;
+        else if (e == "Renamed")
+            _rebuildList(name, newName);
+        else
+            _rebuildList();
     }
 }
 
@@ -232,12 +254,16 @@ int CViewEditDlg::_message(unsigned id, UINT type, const QString& argument) {
 void CViewEditDlg::_add() {
     if (!store_ || !navigator_) return;
     std::string name;
-    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), std::string(), name, [this](bool open) { noMessageBox_ = !open; }))
+    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), std::string(), name,
+                         [this](bool open) { noMessageBox_ = !open; }))
         return;
     QListWidget* list = ui_->viewList;
-    const int index = list->count() ? list->item(list->count() - 1)->data(Qt::UserRole).toInt() + 1 : -1;
+    const int index =
+        list->count() ? list->item(list->count() - 1)->data(Qt::UserRole).toInt() + 1 : -1;
     FullViewInfo record;
-    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK || !_readFields(record, false)) return;
+    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK ||
+        !_readFields(record, false))
+        return;
     record.iViewIndex = index;
     if (FAILED(store_->CreateViewInfo(name.c_str(), record))) return;
     _loadFields(record);
@@ -248,15 +274,20 @@ void CViewEditDlg::_add() {
 void CViewEditDlg::_replace() {
     QListWidget* list = ui_->viewList;
     const int row = _selectedRow();
-    if (!store_ || !navigator_ || row < 0 || list->item(row)->data(Qt::UserRole).toInt() < 0) return;
+    if (!store_ || !navigator_ || row < 0 || list->item(row)->data(Qt::UserRole).toInt() < 0)
+        return;
     const std::string name = list->item(row)->text().toStdString();
     FullViewInfo record;
-    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK || !_readFields(record, false)) return;
+    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK ||
+        !_readFields(record, false))
+        return;
     record.iViewIndex = row + 1;
     // The record from the camera never carries the mark; replacing the
     // default view must not take it away.
-    if (name == defaultName_) record.iChangeBits |= ViewChangeDefaultView;
-    else record.iChangeBits &= ~ViewChangeDefaultView;
+    if (name == defaultName_)
+        record.iChangeBits |= ViewChangeDefaultView;
+    else
+        record.iChangeBits &= ~ViewChangeDefaultView;
     if (FAILED(store_->EditViewInfo(name.c_str(), record))) return;
     _loadFields(record);
     for (int r = 0; r < list->count(); ++r)
@@ -269,7 +300,8 @@ void CViewEditDlg::_rename() {
     if (!store_ || row < 0) return;
     const std::string old = ui_->viewList->item(row)->text().toStdString();
     std::string name;
-    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), old, name, [this](bool open) { noMessageBox_ = !open; }))
+    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), old, name,
+                         [this](bool open) { noMessageBox_ = !open; }))
         return;
     store_->RenameView(old.c_str(), name.c_str());
 }
@@ -279,12 +311,15 @@ void CViewEditDlg::_delete() {
     if (!store_ || list->selectedItems().isEmpty()) return;
     if (_message(IDS_CONFIRM_DELETE, MB_YESNO | MB_ICONQUESTION) != kIdYes) return;
     std::vector<int> rows;
-    for (QListWidgetItem* item : list->selectedItems()) rows.push_back(list->row(item));
+    for (QListWidgetItem* item : list->selectedItems())
+        rows.push_back(list->row(item));
     std::sort(rows.begin(), rows.end());
     std::vector<std::string> names;
-    for (int r : rows) names.push_back(list->item(r)->text().toStdString());
+    for (int r : rows)
+        names.push_back(list->item(r)->text().toStdString());
     store_->BeginBatchViewEdit();
-    for (const std::string& name : names) store_->DestroyView(name.c_str());
+    for (const std::string& name : names)
+        store_->DestroyView(name.c_str());
     // Close the gaps: every remaining view takes the position it has in the list.
     int position = 0;
     for (StoredView& view : ListStoredViews(store_.Get())) {
@@ -304,9 +339,12 @@ void CViewEditDlg::_delete() {
 bool CViewEditDlg::_swap(int row, int direction) {
     QListWidget* list = ui_->viewList;
     const int other = direction == 1 ? row + 1 : row - 1;
-    const std::string a = list->item(row)->text().toStdString(), b = list->item(other)->text().toStdString();
+    const std::string a = list->item(row)->text().toStdString(),
+                      b = list->item(other)->text().toStdString();
     FullViewInfo recordA, recordB;
-    if (store_->GetViewInfo(a.c_str(), &recordA) != S_OK || store_->GetViewInfo(b.c_str(), &recordB) != S_OK) return false;
+    if (store_->GetViewInfo(a.c_str(), &recordA) != S_OK ||
+        store_->GetViewInfo(b.c_str(), &recordB) != S_OK)
+        return false;
     std::swap(recordA.iViewIndex, recordB.iViewIndex);
     // The names change places by renames (the positions stay), then each name
     // gets its own record back at its new position.
@@ -352,7 +390,7 @@ void CViewEditDlg::_setDefault() {
     const std::string name = list->item(k)->text().toStdString();
     if (SUCCEEDED(store_->SetDefaultView(name.c_str()))) {
         defaultName_.clear();
-        }
+    }
     busy_ = false;
     _rebuildList(); // refills the cached default name from the records
     if (k < list->count()) list->scrollToItem(list->item(k));
@@ -363,10 +401,12 @@ bool CViewEditDlg::_chooseFile(bool save, std::string& path) {
     const QByteArray filter = (views + " (*.qjv)|*.qjv|" + regs + " (*.reg)|*.reg||").toUtf8();
     zul::com::ComPtr<IHostFileDialog> files;
     if (hostUi_ &&
-        SUCCEEDED(hostUi_->QueryInterface(zul::com::iidOf<IHostFileDialog>(), reinterpret_cast<void**>(files.GetAddressOf())))) {
+        SUCCEEDED(hostUi_->QueryInterface(zul::com::iidOf<IHostFileDialog>(),
+                                          reinterpret_cast<void**>(files.GetAddressOf())))) {
         std::vector<char> buffer(4096, '\0');
         noMessageBox_ = 0;
-        const HRESULT hr = files->ChooseFile(save, filter.constData(), ".qjv|.reg", buffer.data(), ULONG(buffer.size()));
+        const HRESULT hr = files->ChooseFile(save, filter.constData(), ".qjv|.reg", buffer.data(),
+                                             ULONG(buffer.size()));
         noMessageBox_ = 1;
         if (hr != S_OK) return false;
         path = buffer.data();
@@ -375,12 +415,14 @@ bool CViewEditDlg::_chooseFile(bool save, std::string& path) {
     const QString qtFilter = views + " (*.qjv);;" + regs + " (*.reg)";
     QString selectedFilter;
     noMessageBox_ = 0;
-    QString chosen = save ? QFileDialog::getSaveFileName(this, QString(), QString(), qtFilter, &selectedFilter)
-                          : QFileDialog::getOpenFileName(this, QString(), QString(), qtFilter, &selectedFilter);
+    QString chosen =
+        save ? QFileDialog::getSaveFileName(this, QString(), QString(), qtFilter, &selectedFilter)
+             : QFileDialog::getOpenFileName(this, QString(), QString(), qtFilter, &selectedFilter);
     noMessageBox_ = 1;
     if (chosen.isEmpty()) return false;
     if (save && QFileInfo(chosen).suffix().isEmpty())
-        chosen += selectedFilter.contains(QStringLiteral("*.reg")) ? QStringLiteral(".reg") : QStringLiteral(".qjv");
+        chosen += selectedFilter.contains(QStringLiteral("*.reg")) ? QStringLiteral(".reg")
+                                                                   : QStringLiteral(".qjv");
     path = chosen.toStdString();
     return true;
 }
@@ -388,7 +430,8 @@ bool CViewEditDlg::_chooseFile(bool save, std::string& path) {
 void CViewEditDlg::_save() {
     std::string path;
     if (!store_ || !_chooseFile(true, path)) return;
-    const QString suffix = QLatin1Char('.') + QFileInfo(QString::fromStdString(path)).suffix().toUpper();
+    const QString suffix =
+        QLatin1Char('.') + QFileInfo(QString::fromStdString(path)).suffix().toUpper();
     if (suffix != ".QJV" && suffix != ".REG") {
         _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, QString::fromStdString(path));
         return;
@@ -406,11 +449,13 @@ void CViewEditDlg::_load() {
         return;
     }
     const FileTypeEnum type = suffix == ".QJV" ? TextFile : RegistryFile;
-    if (type == RegistryFile && !CViewManager::_regFileMatchesPlatform(path.c_str()) && QFileInfo(shown).isReadable()) {
+    if (type == RegistryFile && !CViewManager::_regFileMatchesPlatform(path.c_str()) &&
+        QFileInfo(shown).isReadable()) {
         _message(IDS_FILE_FROM_WINDOWS, MB_ICONEXCLAMATION | MB_OK, shown);
         return;
     }
-    if (FAILED(store_->LoadViews(path.data(), type))) _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
+    if (FAILED(store_->LoadViews(path.data(), type)))
+        _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
 }
 
 void CViewEditDlg::_apply() {
@@ -419,7 +464,8 @@ void CViewEditDlg::_apply() {
         if (item && store_) {
             const std::string name = item->text().toStdString();
             FullViewInfo info;
-            if (SUCCEEDED(store_->ShowView(name.c_str())) && store_->GetViewInfo(name.c_str(), &info) == S_OK)
+            if (SUCCEEDED(store_->ShowView(name.c_str())) &&
+                store_->GetViewInfo(name.c_str(), &info) == S_OK)
                 _loadFields(info);
         }
     } else if (navigator_) {
@@ -463,14 +509,17 @@ void CViewEditDlg::_loadFields(const FullViewInfo& info) {
 
 void CViewEditDlg::_updateEnabling() {
     const bool angles = ui_->anglesRadio->isChecked();
-    for (int id : kAngleIds) _edit(id)->setEnabled(angles);
+    for (int id : kAngleIds)
+        _edit(id)->setEnabled(angles);
     for (int v : {AtVector, UpVector})
-        for (int id : kVectorIds[v]) _edit(id)->setEnabled(!angles);
+        for (int id : kVectorIds[v])
+            _edit(id)->setEnabled(!angles);
     ui_->atPickKind->setEnabled(!angles);
     ui_->atPick->setEnabled(!angles && picking_);
     ui_->upPickKind->setEnabled(!angles);
     const bool from = ui_->lookFromRadio->isChecked();
-    for (int id : kVectorIds[FromVector]) _edit(id)->setEnabled(from);
+    for (int id : kVectorIds[FromVector])
+        _edit(id)->setEnabled(from);
     ui_->fromPickKind->setEnabled(from);
     ui_->fromPick->setEnabled(from && picking_);
     const bool perspective = ui_->perspectiveRadio->isChecked();
@@ -498,10 +547,12 @@ bool CViewEditDlg::_readFields(FullViewInfo& record, bool pose) {
     double a[3], at[3], up[3], eye[3], view[3], angle = record.viewAngle;
     if (!pose) {
         if (fov && !read(280, angle)) return false;
-        int bits = record.iChangeBits & ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried |
-                                          ViewChangeFromPoint | ViewChangeViewAngle | ViewChangeDefaultView);
-        record.iChangeBits = bits | ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
-                             (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
+        int bits = record.iChangeBits &
+                   ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried |
+                     ViewChangeFromPoint | ViewChangeViewAngle | ViewChangeDefaultView);
+        record.iChangeBits =
+            bits | ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
+            (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
         if (fov) record.viewAngle = float(angle);
         record.cameraType = perspective ? Perspective : Orthographic;
         return true;
@@ -527,7 +578,8 @@ bool CViewEditDlg::_readFields(FullViewInfo& record, bool pose) {
             _message(IDS_ZERO_VECTOR, MB_ICONEXCLAMATION | MB_OK);
             return false;
         }
-        for (int i = 0; i < 3; ++i) view[i] = from ? at[i] - eye[i] : fields_.pViewVector[i];
+        for (int i = 0; i < 3; ++i)
+            view[i] = from ? at[i] - eye[i] : fields_.pViewVector[i];
         if (from && s_length(view) == 0.0) {
             _message(IDS_IDENTICAL_POINTS, MB_ICONEXCLAMATION | MB_OK);
             return false;
@@ -541,8 +593,9 @@ bool CViewEditDlg::_readFields(FullViewInfo& record, bool pose) {
             return false;
         }
     }
-    int bits = record.iChangeBits & ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried | ViewChangeFromPoint |
-                                      ViewChangeViewAngle | ViewChangeDefaultView);
+    int bits =
+        record.iChangeBits & ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried |
+                               ViewChangeFromPoint | ViewChangeViewAngle | ViewChangeDefaultView);
     bits |= ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
             (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
     for (int i = 0; i < 3; ++i) {
@@ -590,12 +643,15 @@ void CViewEditDlg::_pick(Vector which) {
     buttons[which]->setText(ModuleText(IDS_STOP_PICK));
 }
 
-bool CViewEditDlg::IsPointPick() const { return picking_vector_ < 0 || pickKind_[picking_vector_] == 0; }
+bool CViewEditDlg::IsPointPick() const {
+    return picking_vector_ < 0 || pickKind_[picking_vector_] == 0;
+}
 
 void CViewEditDlg::SetPickedVector(const float v[3]) {
     const int which = picking_vector_;
     if (which < 0) return;
-    for (int i = 0; i < 3; ++i) _edit(kVectorIds[which][i])->setText(FormatG(v[i]));
+    for (int i = 0; i < 3; ++i)
+        _edit(kVectorIds[which][i])->setText(FormatG(v[i]));
     editState_ = 2;
     _pick(Vector(which)); // one pick per press of the button
     _takeOverFields();

@@ -11,12 +11,13 @@
 
 namespace krav::dialogs {
 namespace {
-constexpr int kCommandShowRotate = krav::ids::kControlDialog, kCommandShowStandardViews = krav::ids::kEditDialog;
+constexpr int kCommandShowRotate = krav::ids::kControlDialog,
+              kCommandShowStandardViews = krav::ids::kEditDialog;
 } // namespace
 
 CViewNavigatorDlg::CViewNavigatorDlg(const DialogContext& context, QWidget* parent)
-    : QDialog(parent, Qt::Tool), ui_(std::make_unique<Ui::ViewNavigatorDlg>()), navigator_(context.navigator),
-      hostUi_(context.ui), commands_(context.commands) {
+    : QDialog(parent, Qt::Tool), ui_(std::make_unique<Ui::ViewNavigatorDlg>()),
+      navigator_(context.navigator), hostUi_(context.ui), commands_(context.commands) {
     ui_->setupUi(this);
     struct Button {
         QToolButton* button;
@@ -25,27 +26,37 @@ CViewNavigatorDlg::CViewNavigatorDlg(const DialogContext& context, QWidget* pare
         AxisEnum axis;
     };
     const std::vector<Button> buttons = {
-        {ui_->alignX, "align-x", false, PositiveX},       {ui_->alignY, "align-y", false, PositiveY},
-        {ui_->alignZ, "align-z", false, PositiveZ},       {ui_->alignNegX, nullptr, false, NegativeX},
-        {ui_->alignNegY, nullptr, false, NegativeY},      {ui_->alignNegZ, nullptr, false, NegativeZ},
-        {ui_->rotateCw, "rotate-cw", true, PositiveZ},    {ui_->rotateCcw, "rotate-ccw", true, NegativeZ},
-        {ui_->rotateUp, "rotate-up", true, PositiveX},    {ui_->rotateDown, "rotate-down", true, NegativeX},
-        {ui_->rotateLeft, "rotate-left", true, PositiveY}, {ui_->rotateRight, "rotate-right", true, NegativeY},
+        {ui_->alignX, "align-x", false, PositiveX},
+        {ui_->alignY, "align-y", false, PositiveY},
+        {ui_->alignZ, "align-z", false, PositiveZ},
+        {ui_->alignNegX, nullptr, false, NegativeX},
+        {ui_->alignNegY, nullptr, false, NegativeY},
+        {ui_->alignNegZ, nullptr, false, NegativeZ},
+        {ui_->rotateCw, "rotate-cw", true, PositiveZ},
+        {ui_->rotateCcw, "rotate-ccw", true, NegativeZ},
+        {ui_->rotateUp, "rotate-up", true, PositiveX},
+        {ui_->rotateDown, "rotate-down", true, NegativeX},
+        {ui_->rotateLeft, "rotate-left", true, PositiveY},
+        {ui_->rotateRight, "rotate-right", true, NegativeY},
     };
     for (const Button& b : buttons) {
         if (b.image) {
             b.button->setIcon(ButtonIcon(QString::fromLatin1(b.image), palette()));
             b.button->setIconSize(QSize(24, 24));
-            b.button->setToolButtonStyle(b.rotation ? Qt::ToolButtonIconOnly : Qt::ToolButtonTextUnderIcon);
+            b.button->setToolButtonStyle(b.rotation ? Qt::ToolButtonIconOnly
+                                                    : Qt::ToolButtonTextUnderIcon);
         }
         b.button->setFocusPolicy(Qt::TabFocus);
         b.button->setAutoRaise(false);
         b.button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
         const AxisEnum axis = b.axis;
-        if (b.rotation) connect(b.button, &QToolButton::clicked, this, [this, axis] { _rotate(axis); });
-        else connect(b.button, &QToolButton::clicked, this, [this, axis] { _align(axis); });
+        if (b.rotation)
+            connect(b.button, &QToolButton::clicked, this, [this, axis] { _rotate(axis); });
+        else
+            connect(b.button, &QToolButton::clicked, this, [this, axis] { _align(axis); });
     }
-    connect(ui_->viewCombo, qOverload<int>(&QComboBox::activated), this, [this](int index) { _viewChosen(index); });
+    connect(ui_->viewCombo, qOverload<int>(&QComboBox::activated), this,
+            [this](int index) { _viewChosen(index); });
     connect(ui_->editButton, &QPushButton::clicked, this, [this] {
         const bool pressed = !ui_->editButton->isChecked(); // the state before this click
         ui_->editButton->setChecked(pressed);
@@ -63,7 +74,9 @@ CViewNavigatorDlg::~CViewNavigatorDlg() = default;
 
 void CViewNavigatorDlg::Setup(IViewManager* store) {
     store_.Reset();
-    if (store) store->QueryInterface(zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(store_.GetAddressOf()));
+    if (store)
+        store->QueryInterface(zul::com::iidOf<IViewManager2>(),
+                              reinterpret_cast<void**>(store_.GetAddressOf()));
     RefillViews();
 }
 
@@ -71,16 +84,23 @@ void CViewNavigatorDlg::RefillViews() {
     const QString current = ui_->viewCombo->currentText();
     const QSignalBlocker blocker(ui_->viewCombo);
     ui_->viewCombo->clear();
-    for (const StoredView& view : ListStoredViews(store_.Get())) ui_->viewCombo->addItem(QString::fromStdString(view.name));
+    for (const StoredView& view : ListStoredViews(store_.Get()))
+        ui_->viewCombo->addItem(QString::fromStdString(view.name));
     ui_->viewCombo->setCurrentIndex(ui_->viewCombo->findText(current));
 }
 
-void CViewNavigatorDlg::SetViewEditButtonState(int upOrDown) { ui_->editButton->setChecked(upOrDown == 0); }
+void CViewNavigatorDlg::SetViewEditButtonState(int upOrDown) {
+    ui_->editButton->setChecked(upOrDown == 0);
+}
 
-void CViewNavigatorDlg::reject() { CloseDialog(); }
+void CViewNavigatorDlg::reject() {
+    CloseDialog();
+}
 
 void CViewNavigatorDlg::CloseDialog() {
-    if (commands_ && isVisible() && SUCCEEDED(commands_->ExecuteCommand(kCommandShowRotate)) && !isVisible()) return;
+    if (commands_ && isVisible() && SUCCEEDED(commands_->ExecuteCommand(kCommandShowRotate)) &&
+        !isVisible())
+        return;
     hide();
 }
 
@@ -94,10 +114,12 @@ void CViewNavigatorDlg::_rotate(AxisEnum axis) {
     // The text is only checked here: the navigator rotates by its stored step.
     const QByteArray text = ui_->stepEdit->text().toUtf8();
     const char* p = text.constData();
-    while (*p == ' ' || *p == '\t') ++p;
+    while (*p == ' ' || *p == '\t')
+        ++p;
     char* end = nullptr;
     const double value = std::strtod(p, &end);
-    while (*end == ' ' || *end == '\t') ++end;
+    while (*end == ' ' || *end == '\t')
+        ++end;
     if ((value == 0.0 && *p != '0') || *end != '\0')
         ShowMessage(hostUi_.Get(), this, ModuleText(IDS_NON_NUMERIC), MB_ICONEXCLAMATION | MB_OK);
     navigator_->RotateAroundAxis(axis);

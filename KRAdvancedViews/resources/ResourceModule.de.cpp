@@ -9,11 +9,15 @@ namespace {
 using krav::ResourceEntry;
 
 constexpr ResourceEntry kStrings[] = {
-    {krav::IDS_FILE_FROM_WINDOWS, "Die Datei %s wurde unter Windows erstellt und kann unter UNIX nicht ge\u00f6ffnet werden."},
+    {krav::IDS_FILE_FROM_WINDOWS,
+     "Die Datei %s wurde unter Windows erstellt und kann unter UNIX nicht ge\u00f6ffnet werden."},
     {krav::IDS_NON_NUMERIC, "Es wurde ein nicht numerischer Wert eingegeben."},
-    {krav::IDS_VIEW_EXISTS, "Eine Ansicht mit diesem Namen ist bereits vorhanden.  Geben Sie einen anderen Ansichtsnamen an."},
+    {krav::IDS_VIEW_EXISTS, "Eine Ansicht mit diesem Namen ist bereits vorhanden.  Geben Sie einen "
+                            "anderen Ansichtsnamen an."},
     {krav::IDS_TYPE_VIEW_NAME, "Sie m\u00fcssen einen Ansichtsnamen eingeben."},
-    {krav::IDS_ANGLE_RANGE, "Es wurde ein Winkel au\u00dferhalb des g\u00fcltigen Bereichs eingegeben.\nBitte geben Sie einen Zahlenwert zwischen -360 und 360 ein."},
+    {krav::IDS_ANGLE_RANGE,
+     "Es wurde ein Winkel au\u00dferhalb des g\u00fcltigen Bereichs eingegeben.\nBitte geben Sie "
+     "einen Zahlenwert zwischen -360 und 360 ein."},
     {krav::IDS_FILE_NOT_VALID, "Die Datei %s ist keine g\u00fcltige Datei."},
     {krav::IDS_PICK, "Ausw\u00e4hlen"},
     {krav::IDS_STOP_PICK, "Auswahl beenden"},
@@ -29,8 +33,10 @@ constexpr ResourceEntry kStrings[] = {
     {krav::IDS_PARALLEL_VECTORS, "Es wurden zwei parallele Vektoren eingegeben."},
     {krav::IDS_POSITIVE_ISOMETRIC, "+Isometrisch"},
     {krav::IDS_NEGATIVE_ISOMETRIC, "-Isometrisch"},
-    {krav::IDS_MAX_VIEWS_LOADED, "Die H\u00f6chstzahl an Ansichten ist erreicht.  Einige Ansichten wurden m\u00f6glicherweise nicht geladen."},
-    {krav::IDS_LOCKED_UP_VECTOR, "Diese Ansicht kann mit dem gesperrten Aufw\u00e4rtsvektor nicht angewendet werden."},
+    {krav::IDS_MAX_VIEWS_LOADED, "Die H\u00f6chstzahl an Ansichten ist erreicht.  Einige Ansichten "
+                                 "wurden m\u00f6glicherweise nicht geladen."},
+    {krav::IDS_LOCKED_UP_VECTOR,
+     "Diese Ansicht kann mit dem gesperrten Aufw\u00e4rtsvektor nicht angewendet werden."},
     {krav::IDS_VIEW_FILES, "Ansichtsdateien"},
     {krav::IDS_REG_FILES, "Registrierungsdateien"},
     {krav::IDS_CONFIRM_DELETE, "M\u00f6chten Sie die Ansicht(en) wirklich l\u00f6schen?"},
@@ -78,7 +84,7 @@ constexpr ResourceEntry kMenus[] = {
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) HRESULT ZulGetModuleResource(DWORD type, DWORD id,
-                                                                                 const void** data, DWORD* size) {
+extern "C" __attribute__((visibility("default"))) HRESULT
+ZulGetModuleResource(DWORD type, DWORD id, const void** data, DWORD* size) {
     return krav::AnswerResource(kStrings, kMenus, type, id, data, size);
 }

@@ -34,8 +34,8 @@ template <size_t N> const char* FindResource(const ResourceEntry (&table)[N], un
 // E_INVALIDARG for another type, ERROR_RESOURCE_NAME_NOT_FOUND for an id the
 // table lacks.
 template <size_t S, size_t M>
-HRESULT AnswerResource(const ResourceEntry (&strings)[S], const ResourceEntry (&menus)[M], DWORD type, DWORD id,
-                       const void** data, DWORD* size) {
+HRESULT AnswerResource(const ResourceEntry (&strings)[S], const ResourceEntry (&menus)[M],
+                       DWORD type, DWORD id, const void** data, DWORD* size) {
     if (!data || !size) return E_POINTER;
     *data = nullptr;
     *size = 0;

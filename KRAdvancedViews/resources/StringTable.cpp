@@ -10,9 +10,11 @@ namespace {
 constexpr ResourceEntry kStrings[] = {
     {IDS_FILE_FROM_WINDOWS, "The file, %s, was created in Windows and cannot be opened in UNIX."},
     {IDS_NON_NUMERIC, "A non-numeric value was entered."},
-    {IDS_VIEW_EXISTS, "A view with the name you specified already exists.  Specify a different view name."},
+    {IDS_VIEW_EXISTS,
+     "A view with the name you specified already exists.  Specify a different view name."},
     {IDS_TYPE_VIEW_NAME, "You must type a view name."},
-    {IDS_ANGLE_RANGE, "An angle value outside of the valid range was entered.\nPlease enter a numeric value between -360 and 360."},
+    {IDS_ANGLE_RANGE, "An angle value outside of the valid range was entered.\nPlease enter a "
+                      "numeric value between -360 and 360."},
     {IDS_FILE_NOT_VALID, "The file, %s, is not a valid file."},
     {IDS_PICK, "Pick"},
     {IDS_STOP_PICK, "Stop Pick"},
@@ -28,7 +30,8 @@ constexpr ResourceEntry kStrings[] = {
     {IDS_PARALLEL_VECTORS, "Two parallel vectors were entered."},
     {IDS_POSITIVE_ISOMETRIC, "+Isometric"},
     {IDS_NEGATIVE_ISOMETRIC, "-Isometric"},
-    {IDS_MAX_VIEWS_LOADED, "The maximum number of views are set.  Some views may not have been loaded."},
+    {IDS_MAX_VIEWS_LOADED,
+     "The maximum number of views are set.  Some views may not have been loaded."},
     {IDS_LOCKED_UP_VECTOR, "Unable to apply this view based on the currently locked up vector."},
     {IDS_VIEW_FILES, "View Files"},
     {IDS_REG_FILES, "Reg Files"},
@@ -90,7 +93,9 @@ const char* fromResourceModule(DWORD type, unsigned id) {
 }
 } // namespace
 
-void SetResourceModule(ResourceLookupFn lookup) { g_resourceModule.store(lookup, std::memory_order_release); }
+void SetResourceModule(ResourceLookupFn lookup) {
+    g_resourceModule.store(lookup, std::memory_order_release);
+}
 
 const char* LoadModuleMenu(unsigned id) {
     if (const char* text = fromResourceModule(kRtMenu, id)) return text;

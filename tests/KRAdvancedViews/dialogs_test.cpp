@@ -35,7 +35,9 @@ namespace {
 
 template <class T, class I> ComPtr<T> make() {
     I* p = nullptr;
-    if (FAILED(zul::com::createInstance<T>(nullptr, zul::com::iidOf<I>(), reinterpret_cast<void**>(&p)))) qFatal("create");
+    if (FAILED(zul::com::createInstance<T>(nullptr, zul::com::iidOf<I>(),
+                                           reinterpret_cast<void**>(&p))))
+        qFatal("create");
     ComPtr<T> out;
     out.Attach(static_cast<T*>(p));
     return out;
@@ -44,10 +46,13 @@ template <class T, class I> ComPtr<T> make() {
 // True when `v` points the way of (x, y, z), whatever its length.
 bool along(const float v[3], double x, double y, double z) {
     const double n = std::sqrt(double(v[0]) * v[0] + double(v[1]) * v[1] + double(v[2]) * v[2]);
-    return n > 0 && std::fabs(v[0] / n - x) < 1e-3 && std::fabs(v[1] / n - y) < 1e-3 && std::fabs(v[2] / n - z) < 1e-3;
+    return n > 0 && std::fabs(v[0] / n - x) < 1e-3 && std::fabs(v[1] / n - y) < 1e-3 &&
+           std::fabs(v[2] / n - z) < 1e-3;
 }
 
-std::string text(unsigned id) { return krav::LoadModuleString(id); }
+std::string text(unsigned id) {
+    return krav::LoadModuleString(id);
+}
 
 // Answers the next modal name dialog: types `name` and presses OK. When OK
 // leaves the dialog open (a refused name) it is cancelled and `refused` set.
@@ -58,7 +63,8 @@ void answerName(const QString& name, bool* refused = nullptr, bool cancel = fals
         auto* edit = qobject_cast<QLineEdit*>(FindControl(dialog, 224));
         edit->setFocus();
         edit->setText(name); // QTest types ASCII only
-        QTest::mouseClick(qobject_cast<QPushButton*>(FindControl(dialog, cancel ? 2 : 1)), Qt::LeftButton);
+        QTest::mouseClick(qobject_cast<QPushButton*>(FindControl(dialog, cancel ? 2 : 1)),
+                          Qt::LeftButton);
         if (refused) *refused = dialog->isVisible();
         if (dialog->isVisible()) dialog->reject();
     });
@@ -84,7 +90,8 @@ class DialogsTest : public QObject {
     krav::test::CRecordingStore& store() { return *host_->recordingStore.Get(); }
     QStringList rows() const {
         QStringList r;
-        for (int i = 0; i < list()->count(); ++i) r << list()->item(i)->text();
+        for (int i = 0; i < list()->count(); ++i)
+            r << list()->item(i)->text();
         return r;
     }
     FullViewInfo record(const char* name) {
@@ -108,7 +115,9 @@ class DialogsTest : public QObject {
         QTest::keyClicks(edit, value);
         list()->setFocus(); // the field loses the focus
     }
-    std::string lastMessage() const { return host_->messages.empty() ? std::string() : host_->messages.back(); }
+    std::string lastMessage() const {
+        return host_->messages.empty() ? std::string() : host_->messages.back();
+    }
     // Shows the Standard Views dialog as its command does, and makes it the
     // active window so that its fields take and lose the focus.
     void showViews() {
@@ -118,7 +127,8 @@ class DialogsTest : public QObject {
     }
     QStringList storeCalls() const {
         QStringList r;
-        for (const auto& c : host_->recordingStore->calls) r << QString::fromStdString(c);
+        for (const auto& c : host_->recordingStore->calls)
+            r << QString::fromStdString(c);
         return r;
     }
 
@@ -135,7 +145,8 @@ private Q_SLOTS:
         host_->recordStore = true;
         host_->window = HandleOf(frame_);
         host_->onCommand = [this](DWORD c) { mgr_->OnCommand(c); };
-        static_cast<IObjectWithSite*>(mgr_.Get())->SetSite(static_cast<IHostModuleSite*>(host_.Get()));
+        static_cast<IObjectWithSite*>(mgr_.Get())
+            ->SetSite(static_cast<IHostModuleSite*>(host_.Get()));
         QCOMPARE(static_cast<IZulModule*>(mgr_.Get())->Start(), S_OK);
         QCOMPARE(static_cast<IZulModule*>(mgr_.Get())->AttachViewer(kTestViewerId), S_OK);
         QVERIFY(views());
@@ -160,7 +171,8 @@ private Q_SLOTS:
         QVERIFY(views()->isVisible());
         QCOMPARE(mgr_->OnCommand(7133), S_OK);
         QVERIFY(rotate()->isVisible());
-        QVERIFY2(control(rotate(), 226)->isChecked(), "Edit... is down while the Standard Views dialog shows");
+        QVERIFY2(control(rotate(), 226)->isChecked(),
+                 "Edit... is down while the Standard Views dialog shows");
         click(views(), 1); // Close runs the command that showed it
         QVERIFY(!views()->isVisible());
         QVERIFY(!control(rotate(), 226)->isChecked());
@@ -170,7 +182,9 @@ private Q_SLOTS:
         QVERIFY(!rotate()->isVisible());
         int showing = 1;
         ComPtr<IViewNavigator2> nav;
-        static_cast<IUnknown*>(host_->objects[2].Get())->QueryInterface(zul::com::iidOf<IViewNavigator2>(), reinterpret_cast<void**>(nav.GetAddressOf()));
+        static_cast<IUnknown*>(host_->objects[2].Get())
+            ->QueryInterface(zul::com::iidOf<IViewNavigator2>(),
+                             reinterpret_cast<void**>(nav.GetAddressOf()));
         QVERIFY(nav);
         QCOMPARE(nav->DlgIsShowing(&showing), S_OK);
         QCOMPARE(showing, 0);
@@ -186,7 +200,8 @@ private Q_SLOTS:
     }
 
     void addingUsesTheCameraAndAnEmptyListLetsTheStoreChoose() {
-        for (const QString& name : rows()) store().real->DestroyView(name.toUtf8().constData());
+        for (const QString& name : rows())
+            store().real->DestroyView(name.toUtf8().constData());
         QCOMPARE(rows().size(), 0);
         store().calls.clear();
         host_->viewer->eye[0] = 0, host_->viewer->eye[1] = -50, host_->viewer->eye[2] = 0;
@@ -267,8 +282,10 @@ private Q_SLOTS:
         QCOMPARE(storeCalls().count("BeginBatch"), 1);
         QCOMPARE(storeCalls().filter("DestroyView").size(), 3);
         int expected = 1;
-        for (const QString& name : rows()) QCOMPARE(record(name.toUtf8().constData()).iViewIndex, expected++);
-        for (int r = 0; r < list()->count(); ++r) QCOMPARE(list()->item(r)->data(Qt::UserRole).toInt(), r);
+        for (const QString& name : rows())
+            QCOMPARE(record(name.toUtf8().constData()).iViewIndex, expected++);
+        for (int r = 0; r < list()->count(); ++r)
+            QCOMPARE(list()->item(r)->data(Qt::UserRole).toInt(), r);
     }
 
     void settingTheDefaultMovesTheMark() {
@@ -333,7 +350,8 @@ private Q_SLOTS:
         QVERIFY(std::fabs(v->up[2] - 1.0f) < 1e-3);
 
         click(views(), 247); // Look at:
-        QVERIFY(!control<QLineEdit>(views(), 264)->isEnabled() && control<QLineEdit>(views(), 268)->isEnabled());
+        QVERIFY(!control<QLineEdit>(views(), 264)->isEnabled() &&
+                control<QLineEdit>(views(), 268)->isEnabled());
         type(views(), 271, "0");
         type(views(), 272, "0");
         type(views(), 273, "0");
@@ -341,16 +359,19 @@ private Q_SLOTS:
         type(views(), 273, "1");
         click(views(), 241); // Look from:
         QVERIFY(control<QLineEdit>(views(), 277)->isEnabled());
-        for (int id : {268, 269, 270, 277, 278, 279}) type(views(), id, "5");
+        for (int id : {268, 269, 270, 277, 278, 279})
+            type(views(), id, "5");
         QCOMPARE(lastMessage(), text(krav::IDS_IDENTICAL_POINTS));
         type(views(), 279, "0"); // from (5, 5, 0) to (5, 5, 5): along Z, the up vector's direction
         QCOMPARE(lastMessage(), text(krav::IDS_PARALLEL_VECTORS));
         type(views(), 277, "-20");
         QCOMPARE(lastMessage(), text(krav::IDS_PARALLEL_VECTORS)); // no new message
-        QVERIFY2(std::fabs(v->target[0] - 5) < 1e-3 && std::fabs(v->eye[0] + 20) < 1e-3, "applied at once");
+        QVERIFY2(std::fabs(v->target[0] - 5) < 1e-3 && std::fabs(v->eye[0] + 20) < 1e-3,
+                 "applied at once");
 
         click(views(), 207); // orthographic: no field of view
-        QVERIFY(!control(views(), 233)->isEnabled() && !control<QLineEdit>(views(), 280)->isEnabled());
+        QVERIFY(!control(views(), 233)->isEnabled() &&
+                !control<QLineEdit>(views(), 280)->isEnabled());
         click(views(), 208);
         QVERIFY(control(views(), 233)->isEnabled());
         click(views(), 233);
@@ -365,7 +386,8 @@ private Q_SLOTS:
         click(views(), 281);
         QCOMPARE(pick->text().toStdString(), text(krav::IDS_STOP_PICK));
         QCOMPARE(host_->count("BeginPick"), 1);
-        QCOMPARE(static_cast<IZulModule*>(mgr_.Get())->NotifyPicked(), S_OK); // the user clicked a point
+        QCOMPARE(static_cast<IZulModule*>(mgr_.Get())->NotifyPicked(),
+                 S_OK); // the user clicked a point
         QCOMPARE(control<QLineEdit>(views(), 268)->text(), QString("1"));
         QCOMPARE(control<QLineEdit>(views(), 270)->text(), QString("3"));
         QCOMPARE(pick->text().toStdString(), text(krav::IDS_PICK)); // one pick per press
@@ -388,14 +410,16 @@ private Q_SLOTS:
         QCOMPARE(control(views(), 32779)->text().toStdString(), text(krav::IDS_APPLY_VIEW));
         const QRect rect = list()->visualItemRect(list()->item(3));
         QTest::mouseClick(list()->viewport(), Qt::LeftButton, {}, rect.center());
-        QCOMPARE(control(views(), 32779)->text().toStdString(), text(krav::IDS_APPLY_SELECTED_VIEW));
+        QCOMPARE(control(views(), 32779)->text().toStdString(),
+                 text(krav::IDS_APPLY_SELECTED_VIEW));
         QTest::mouseDClick(list()->viewport(), Qt::LeftButton, {}, rect.center());
         QVERIFY(storeCalls().contains("ShowView(-X)"));
         const auto* v = host_->viewer.Get();
         QVERIFY2(v->eye[0] > v->target[0], "-X looks towards -X, from +X");
         QCOMPARE(control<QLineEdit>(views(), 264)->text(), FormatG([&] {
                      const FullViewInfo info = record("-X");
-                     const double view[3] = {info.pViewVector[0], info.pViewVector[1], info.pViewVector[2]};
+                     const double view[3] = {info.pViewVector[0], info.pViewVector[1],
+                                             info.pViewVector[2]};
                      const double up[3] = {info.pUpVector[0], info.pUpVector[1], info.pUpVector[2]};
                      double a[3];
                      VectorsToAngles(view, up, a);
@@ -429,7 +453,8 @@ private Q_SLOTS:
         host_->chosenFile = dir_->filePath("views.txt").toStdString();
         click(views(), 2007);
         QCOMPARE(QString::fromStdString(lastMessage()),
-                 QString::fromStdString(text(krav::IDS_FILE_NOT_VALID)).replace("%s", dir_->filePath("views.txt")));
+                 QString::fromStdString(text(krav::IDS_FILE_NOT_VALID))
+                     .replace("%s", dir_->filePath("views.txt")));
         QFile windows(dir_->filePath("old.reg"));
         QVERIFY(windows.open(QIODevice::WriteOnly));
         windows.write("\xFF\xFEW\0i\0n\0");
@@ -437,7 +462,8 @@ private Q_SLOTS:
         host_->chosenFile = windows.fileName().toStdString();
         click(views(), 2007);
         QCOMPARE(QString::fromStdString(lastMessage()),
-                 QString::fromStdString(text(krav::IDS_FILE_FROM_WINDOWS)).replace("%s", windows.fileName()));
+                 QString::fromStdString(text(krav::IDS_FILE_FROM_WINDOWS))
+                     .replace("%s", windows.fileName()));
         QVERIFY(storeCalls().filter("LoadViews").isEmpty());
         store().real->DestroyView("+X");
         host_->chosenFile = dir_->filePath("views.qjv").toStdString();
@@ -459,7 +485,8 @@ private Q_SLOTS:
             control(rotate(), 226)->setFocus();
         };
         ComPtr<IViewNavigator> nav;
-        host_->objects[2]->QueryInterface(zul::com::iidOf<IViewNavigator>(), reinterpret_cast<void**>(nav.GetAddressOf()));
+        host_->objects[2]->QueryInterface(zul::com::iidOf<IViewNavigator>(),
+                                          reinterpret_cast<void**>(nav.GetAddressOf()));
         float angle = 0;
         leave("400");
         QCOMPARE(lastMessage(), text(krav::IDS_ANGLE_RANGE));
@@ -490,7 +517,8 @@ private Q_SLOTS:
 
         click(rotate(), 212); // Align to Z
         const auto* v = host_->viewer.Get();
-        QVERIFY(std::fabs(v->eye[0] - v->target[0]) < 1e-3 && std::fabs(v->eye[1] - v->target[1]) < 1e-3);
+        QVERIFY(std::fabs(v->eye[0] - v->target[0]) < 1e-3 &&
+                std::fabs(v->eye[1] - v->target[1]) < 1e-3);
         auto* combo = control<QComboBox>(rotate(), 209);
         QCOMPARE(combo->count(), 8);
         combo->setFocus();
@@ -512,7 +540,9 @@ private Q_SLOTS:
         for (QWidget* dialog : dialogs) {
             QVERIFY(QTest::qWaitForWindowExposed(dialog));
             for (QWidget* w : dialog->findChildren<QWidget*>()) {
-                if (!w->isVisible() || !(qobject_cast<QLabel*>(w) || qobject_cast<QAbstractButton*>(w))) continue;
+                if (!w->isVisible() ||
+                    !(qobject_cast<QLabel*>(w) || qobject_cast<QAbstractButton*>(w)))
+                    continue;
                 QVERIFY2(w->width() >= w->minimumSizeHint().width(), qPrintable(w->objectName()));
             }
         }

@@ -16,14 +16,17 @@ protected:
     // The module is registered for the test's user, as an installer does.
     void SetUp() override {
         TempHiveTest::SetUp();
-        const auto reg = zul::test::runProgram("CURRENT_USER_INSTALL=1 " + std::string(ZULREG_PATH) + " regsvr '" +
-                                               KRAV_MODULE_PATH + "'");
+        const auto reg =
+            zul::test::runProgram("CURRENT_USER_INSTALL=1 " + std::string(ZULREG_PATH) +
+                                  " regsvr '" + KRAV_MODULE_PATH + "'");
         ASSERT_EQ(reg.status, 0) << reg.out;
     }
 
-    Result run(const std::string& args, const std::string& env = "", const std::string& program = KRVIEWS_PATH) {
+    Result run(const std::string& args, const std::string& env = "",
+               const std::string& program = KRVIEWS_PATH) {
         const std::string errFile = (dir_ / "stderr.txt").string();
-        const std::string cmd = env + " '" + program + "' --hive '" + userHive_ + "' " + args + " 2>'" + errFile + "'";
+        const std::string cmd =
+            env + " '" + program + "' --hive '" + userHive_ + "' " + args + " 2>'" + errFile + "'";
         Result r;
         static_cast<zul::test::ProgramResult&>(r) = zul::test::runProgram(cmd);
         r.err = readFile(errFile);
@@ -39,8 +42,10 @@ TEST_F(Krviews, ListShowAndTheStandardViews) {
     EXPECT_EQ(list.out, "1\t+X\n2\t+Y\n3\t+Z\n4\t-X\n5\t-Y\n6\t-Z\n7\t+Isometric\n8\t-Isometric\n");
     Result show = run("show +X");
     EXPECT_EQ(show.status, 0);
-    EXPECT_EQ(show.out, "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
-                        "Fov:28\nHasAtAndFrom:0\nChange:530\n");
+    EXPECT_EQ(
+        show.out,
+        "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
+        "Fov:28\nHasAtAndFrom:0\nChange:530\n");
     Result names = run("names");
     EXPECT_EQ(names.status, 0) << names.err;
     EXPECT_EQ(names.out, "+X;+Y;+Z;-X;-Y;-Z;+Isometric;-Isometric\n");
@@ -54,15 +59,18 @@ TEST_F(Krviews, ChangingViewsAndExitStatuses) {
     Result add = run("add Top --type persp --from 1,2,3 --at 0,0,0 --fov 40 --bits 0x2212");
     EXPECT_EQ(add.status, 0) << add.err;
     Result show = run("show Top");
-    EXPECT_NE(show.out.find("Type:1\nNum:9\nFrom:1 2 3\nAt:0 0 0\nFov:40\nHasAtAndFrom:1\nChange:8722\n"),
-              std::string::npos) << show.out;
+    EXPECT_NE(
+        show.out.find("Type:1\nNum:9\nFrom:1 2 3\nAt:0 0 0\nFov:40\nHasAtAndFrom:1\nChange:8722\n"),
+        std::string::npos)
+        << show.out;
     Result again = run("add Top");
     EXPECT_EQ(again.status, 1);
     EXPECT_NE(again.err.find("exists already"), std::string::npos) << again.err;
 
     EXPECT_EQ(run("edit Top --view 0,0,-5").status, 0);
     show = run("show Top");
-    EXPECT_NE(show.out.find("View:0 0 -5\nType:1\nNum:9\nFrom:1 2 3\n"), std::string::npos) << show.out;
+    EXPECT_NE(show.out.find("View:0 0 -5\nType:1\nNum:9\nFrom:1 2 3\n"), std::string::npos)
+        << show.out;
     EXPECT_EQ(run("edit Nothing --fov 3").status, 1);
 
     EXPECT_EQ(run("rename Top +X").status, 1) << "the new name is taken";
@@ -86,13 +94,15 @@ TEST_F(Krviews, ChangingViewsAndExitStatuses) {
     Result empty = run("add ''");
     EXPECT_EQ(empty.status, 3);
     EXPECT_NE(empty.err.find("E_INVALIDARG"), std::string::npos) << empty.err;
-    for (const char* cmd : {"list", "show", "add", "edit", "rename", "delete", "default", "names", "save", "load"})
+    for (const char* cmd :
+         {"list", "show", "add", "edit", "rename", "delete", "default", "names", "save", "load"})
         EXPECT_EQ(run(std::string(cmd) + " --help").status, 0) << cmd;
 }
 
 TEST_F(Krviews, TheLimitAndADamagedHive) {
     std::string script;
-    for (int i = 9; i <= 128; ++i) ASSERT_EQ(run("add V" + std::to_string(i)).status, 0) << i;
+    for (int i = 9; i <= 128; ++i)
+        ASSERT_EQ(run("add V" + std::to_string(i)).status, 0) << i;
     Result full = run("add V129");
     EXPECT_EQ(full.status, 3);
     EXPECT_NE(full.err.find("E_UNEXPECTED"), std::string::npos) << full.err;
@@ -117,7 +127,8 @@ TEST_F(Krviews, SaveAndLoadFiles) {
     const std::string txt = (dir_ / "views.txt").string();
     Result unknown = run("save '" + txt + "'");
     EXPECT_EQ(unknown.status, 2);
-    EXPECT_NE(unknown.err.find("The file, " + txt + ", is not a valid file."), std::string::npos) << unknown.err;
+    EXPECT_NE(unknown.err.find("The file, " + txt + ", is not a valid file."), std::string::npos)
+        << unknown.err;
     EXPECT_EQ(run("save --type qjv '" + txt + "'").status, 0);
 
     ASSERT_EQ(run("delete 'Side view'").status, 0);
@@ -130,21 +141,28 @@ TEST_F(Krviews, SaveAndLoadFiles) {
     writeFile(txt, "not a view file\n");
     Result bad = run("load --type qjv '" + txt + "'");
     EXPECT_EQ(bad.status, 3);
-    EXPECT_NE(bad.err.find("The file, " + txt + ", is not a valid file."), std::string::npos) << bad.err;
+    EXPECT_NE(bad.err.find("The file, " + txt + ", is not a valid file."), std::string::npos)
+        << bad.err;
     Result foreign = run("load --type reg '" + txt + "'");
     EXPECT_EQ(foreign.status, 3);
-    EXPECT_NE(foreign.err.find("was created in Windows and cannot be opened in UNIX."), std::string::npos);
+    EXPECT_NE(foreign.err.find("was created in Windows and cannot be opened in UNIX."),
+              std::string::npos);
 
     // With the resource module, the module speaks German; a folder without
     // one, or a path over the limit, leaves it English without a word.
     Result german = run("load --type qjv '" + txt + "'", "ZUL_RESPATH='" KRAV_RESOURCE_DIR "'");
     EXPECT_EQ(german.status, 3);
-    EXPECT_NE(german.err.find("Die Datei " + txt + " ist keine g\u00fcltige Datei."), std::string::npos) << german.err;
+    EXPECT_NE(german.err.find("Die Datei " + txt + " ist keine g\u00fcltige Datei."),
+              std::string::npos)
+        << german.err;
     Result usage = run("load '" + txt + "'", "ZUL_RESPATH='" KRAV_RESOURCE_DIR "'");
     EXPECT_NE(usage.err.find("ist keine g\u00fcltige Datei."), std::string::npos) << usage.err;
-    for (const std::string& respath : {dir_.string() + "/", std::string(KRAV_RESOURCE_DIR) + std::string(300, '/')}) {
+    for (const std::string& respath :
+         {dir_.string() + "/", std::string(KRAV_RESOURCE_DIR) + std::string(300, '/')}) {
         Result english = run("load --type qjv '" + txt + "'", "ZUL_RESPATH='" + respath + "'");
-        EXPECT_NE(english.err.find("The file, " + txt + ", is not a valid file."), std::string::npos) << english.err;
+        EXPECT_NE(english.err.find("The file, " + txt + ", is not a valid file."),
+                  std::string::npos)
+            << english.err;
     }
 }
 
@@ -161,12 +179,13 @@ TEST_F(Krviews, TheModuleIsFoundThroughTheRegistry) {
     // Another product's registration is not this host's.
     EXPECT_EQ(run("names", "ZUL_DEVELOPER_ENV=other").status, 3);
 
-    const auto unreg = zul::test::runProgram("CURRENT_USER_INSTALL=1 " + std::string(ZULREG_PATH) + " regsvr -u '" +
-                                             KRAV_MODULE_PATH + "'");
+    const auto unreg = zul::test::runProgram("CURRENT_USER_INSTALL=1 " + std::string(ZULREG_PATH) +
+                                             " regsvr -u '" + KRAV_MODULE_PATH + "'");
     ASSERT_EQ(unreg.status, 0);
     Result missing = run("names", "", copy);
     EXPECT_EQ(missing.status, 3);
-    EXPECT_NE(missing.err.find("no module is registered for product 'ZUL'"), std::string::npos) << missing.err;
+    EXPECT_NE(missing.err.find("no module is registered for product 'ZUL'"), std::string::npos)
+        << missing.err;
     Result overridden = run("names", "KRAV_MODULE='" KRAV_MODULE_PATH "'", copy);
     EXPECT_EQ(overridden.status, 0) << overridden.err;
     EXPECT_EQ(overridden.out, names.out);
@@ -188,7 +207,8 @@ TEST_F(Krviews, SelfTestPassesAndLeavesTheStoreAlone) {
     EXPECT_NE(self.out.find("passed  view file round trip\n"), std::string::npos) << self.out;
     EXPECT_NE(self.out.find("5 passed, 0 failed\n"), std::string::npos) << self.out;
     EXPECT_EQ(run("list").out, before);
-    const auto keys = zul::test::runProgram(std::string(ZULREG_PATH) + " list 'HKEY_CURRENT_USER\\Software\\ZUL'");
+    const auto keys = zul::test::runProgram(std::string(ZULREG_PATH) +
+                                            " list 'HKEY_CURRENT_USER\\Software\\ZUL'");
     EXPECT_EQ(keys.out, "KRAdvancedViews2\n") << "no scratch key is left behind";
 }
 
@@ -206,13 +226,16 @@ TEST_F(Krviews, LongNamesAreListedAndSavedInBothFileTypes) {
     ASSERT_EQ(run("save '" + reg + "'").status, 0);
     auto utf16 = [](const std::string& ascii) {
         std::string out;
-        for (char c : ascii) out += std::string{c, '\0'};
+        for (char c : ascii)
+            out += std::string{c, '\0'};
         return out;
     };
     const std::string qjvText = readFile(qjv), regText = readFile(reg);
     for (const std::string& name : {medium, huge}) {
-        EXPECT_NE(qjvText.find(utf16("Name:" + name + "\n")), std::string::npos) << name.size() << " bytes, .qjv";
-        EXPECT_NE(regText.find("\"View Name\"=\"" + name + "\"\n"), std::string::npos) << name.size() << " bytes, .reg";
+        EXPECT_NE(qjvText.find(utf16("Name:" + name + "\n")), std::string::npos)
+            << name.size() << " bytes, .qjv";
+        EXPECT_NE(regText.find("\"View Name\"=\"" + name + "\"\n"), std::string::npos)
+            << name.size() << " bytes, .reg";
     }
 }
 
@@ -235,8 +258,10 @@ TEST_F(Krviews, RenderDrawsOnePictureOrALabelledSheet) {
         const std::string data = readFile(path);
         if (data.size() < 24 || data.compare(1, 3, "PNG") != 0) return false;
         auto be = [&](size_t at) {
-            return unsigned(static_cast<unsigned char>(data[at])) << 24 | unsigned(static_cast<unsigned char>(data[at + 1])) << 16 |
-                   unsigned(static_cast<unsigned char>(data[at + 2])) << 8 | unsigned(static_cast<unsigned char>(data[at + 3]));
+            return unsigned(static_cast<unsigned char>(data[at])) << 24 |
+                   unsigned(static_cast<unsigned char>(data[at + 1])) << 16 |
+                   unsigned(static_cast<unsigned char>(data[at + 2])) << 8 |
+                   unsigned(static_cast<unsigned char>(data[at + 3]));
         };
         w = be(16), h = be(20);
         return true;
@@ -248,13 +273,17 @@ TEST_F(Krviews, RenderDrawsOnePictureOrALabelledSheet) {
     ASSERT_TRUE(png(one, w, h));
     EXPECT_EQ(w, 200u);
     EXPECT_EQ(h, 150u) << "a single picture has no label";
-    r = run("render --sample --view +X --view -Y --view +Isometric --size 200x150 -o '" + sheet + "'", xvfb);
+    r = run("render --sample --view +X --view -Y --view +Isometric --size 200x150 -o '" + sheet +
+                "'",
+            xvfb);
     ASSERT_EQ(r.status, 0) << r.err;
     ASSERT_TRUE(png(sheet, w, h));
     EXPECT_EQ(w, 400u) << "two columns";
     EXPECT_EQ(h, 2u * (150u + 24u)) << "two rows, each with its label band";
-    EXPECT_EQ(run("render --sample --view Nowhere -o '" + sheet + "'", xvfb).status, 1) << "nothing to show";
-    EXPECT_EQ(run("sheet '" + (dir_ / "missing.stl").string() + "' -o '" + sheet + "'", xvfb).status, 3);
+    EXPECT_EQ(run("render --sample --view Nowhere -o '" + sheet + "'", xvfb).status, 1)
+        << "nothing to show";
+    EXPECT_EQ(
+        run("sheet '" + (dir_ / "missing.stl").string() + "' -o '" + sheet + "'", xvfb).status, 3);
 
     // Files VTK's PLY reader crashes or aborts on: a message and a failing status.
     const std::string shortPly = (dir_ / "x.ply").string(), noFaces = (dir_ / "faces.ply").string();
@@ -262,20 +291,30 @@ TEST_F(Krviews, RenderDrawsOnePictureOrALabelledSheet) {
     std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n", f);
     std::fclose(f);
     f = std::fopen(noFaces.c_str(), "w");
-    std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
-               "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n", f);
+    std::fputs(
+        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty "
+        "float z\n"
+        "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n",
+        f);
     std::fclose(f);
     r = run("render '" + shortPly + "' --view +X -o '" + one + "'", xvfb);
     EXPECT_EQ(r.status, 3);
-    EXPECT_NE(r.err.find("x.ply: the header declares 3 vertex elements, but the data ends after 2"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("x.ply: the header declares 3 vertex elements, but the data ends after 2"),
+              std::string::npos)
+        << r.err;
     r = run("render '" + noFaces + "' --view +X -o '" + one + "'", xvfb);
     EXPECT_EQ(r.status, 3);
-    EXPECT_NE(r.err.find("faces.ply: the header declares 1 face element, but the data ends after 0"), std::string::npos) << r.err;
+    EXPECT_NE(
+        r.err.find("faces.ply: the header declares 1 face element, but the data ends after 0"),
+        std::string::npos)
+        << r.err;
 
     // A view looking along its own up: kept, with a warning, and drawn.
     r = run("add P --up 0,0,1 --view 0,0,5");
     EXPECT_EQ(r.status, 0);
-    EXPECT_NE(r.err.find("warning: the up vector is parallel to the view vector"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("warning: the up vector is parallel to the view vector"),
+              std::string::npos)
+        << r.err;
     r = run("render --sample --view P --size 200x150 -o '" + one + "'", xvfb);
     EXPECT_EQ(r.status, 0) << r.err;
 }

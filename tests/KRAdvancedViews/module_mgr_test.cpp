@@ -17,7 +17,8 @@ protected:
         TempHiveTest::SetUp();
         host = make<CTestModuleHost, IHostModuleSite>();
         mgr = make<CAdvancedViewsModuleMgr, IAdvancedViewsModuleMgr>();
-        static_cast<IObjectWithSite*>(mgr.Get())->SetSite(static_cast<IHostModuleSite*>(host.Get()));
+        static_cast<IObjectWithSite*>(mgr.Get())->SetSite(
+            static_cast<IHostModuleSite*>(host.Get()));
     }
     void TearDown() override {
         mgr->_stop();
@@ -26,7 +27,8 @@ protected:
     }
     IZulModule* module() { return static_cast<IZulModule*>(mgr.Get()); }
     bool near(const float* v, float x, float y, float z) {
-        return std::fabs(v[0] - x) < 1e-3 && std::fabs(v[1] - y) < 1e-3 && std::fabs(v[2] - z) < 1e-3;
+        return std::fabs(v[0] - x) < 1e-3 && std::fabs(v[1] - y) < 1e-3 &&
+               std::fabs(v[2] - z) < 1e-3;
     }
 
     ComPtr<CTestModuleHost> host;
@@ -34,8 +36,9 @@ protected:
 };
 
 TEST_F(ModuleMgr, StartStopsAtTheFirstFailureAndStopReleasesInOrder) {
-    const std::vector<std::string> steps = {"GetModuleValue(module)", "GetModuleValue(frame)", "GetObject(frame)",
-                                            "InstallMenu(234)", "RegisterModuleUI(77)"};
+    const std::vector<std::string> steps = {"GetModuleValue(module)", "GetModuleValue(frame)",
+                                            "GetObject(frame)", "InstallMenu(234)",
+                                            "RegisterModuleUI(77)"};
     EXPECT_EQ(module()->Start(), S_OK);
     EXPECT_EQ(host->calls, steps);
     host->calls.clear();
@@ -46,11 +49,13 @@ TEST_F(ModuleMgr, StartStopsAtTheFirstFailureAndStopReleasesInOrder) {
     for (size_t k = 0; k < steps.size(); ++k) {
         SCOPED_TRACE(steps[k]);
         auto fresh = make<CAdvancedViewsModuleMgr, IAdvancedViewsModuleMgr>();
-        static_cast<IObjectWithSite*>(fresh.Get())->SetSite(static_cast<IHostModuleSite*>(host.Get()));
+        static_cast<IObjectWithSite*>(fresh.Get())
+            ->SetSite(static_cast<IHostModuleSite*>(host.Get()));
         host->calls.clear();
         host->failOn = steps[k];
         EXPECT_EQ(fresh->_start(), E_ACCESSDENIED);
-        EXPECT_EQ(host->calls, std::vector<std::string>(steps.begin(), steps.begin() + static_cast<long>(k) + 1));
+        EXPECT_EQ(host->calls, std::vector<std::string>(steps.begin(),
+                                                        steps.begin() + static_cast<long>(k) + 1));
         host->failOn.clear();
         fresh->_stop();
     }
@@ -64,7 +69,8 @@ TEST_F(ModuleMgr, AttachAndDetachNest) {
     host->calls.clear();
     ASSERT_EQ(module()->AttachViewer(kTestViewerId), S_OK);
     ASSERT_EQ(module()->AttachViewer(kTestViewerId), S_OK);
-    EXPECT_EQ(host->calls, (std::vector<std::string>{"CreateModuleObject(store)", "CreateModuleObject(navigator)"}));
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"CreateModuleObject(store)",
+                                                     "CreateModuleObject(navigator)"}));
     int n = 0;
     ASSERT_EQ(mgr->GetNumberViews(&n), S_OK);
     EXPECT_EQ(n, 8);
@@ -89,7 +95,8 @@ TEST_F(ModuleMgr, CommandsReachTheCamera) {
     cam.calls.clear();
     ASSERT_EQ(mgr->OnCommand(7132), S_OK);
     ASSERT_EQ(mgr->OnCommand(32803), S_OK);
-    EXPECT_EQ(cam.calls, (std::vector<std::string>{"RotateCamera(0,0,1,90)", "Redraw", "TranslateCamera(-10,0,0)", "Redraw"}));
+    EXPECT_EQ(cam.calls, (std::vector<std::string>{"RotateCamera(0,0,1,90)", "Redraw",
+                                                   "TranslateCamera(-10,0,0)", "Redraw"}));
 
     // A stored "+X" wins over the computed alignment: the store's record is applied (orthographic).
     cam.perspective = true;
@@ -104,7 +111,8 @@ TEST_F(ModuleMgr, CommandsReachTheCamera) {
 
     // The control dialog does not exist yet: showing it fails and the flag is restored.
     EXPECT_EQ(mgr->OnCommand(7133), E_FAIL);
-    EXPECT_EQ(mgr->OnCommand(7133), E_FAIL) << "still hidden, so the next toggle tries to show again";
+    EXPECT_EQ(mgr->OnCommand(7133), E_FAIL)
+        << "still hidden, so the next toggle tries to show again";
     EXPECT_EQ(mgr->OnCommand(7139), S_OK) << "the Standard Views toggle works without a dialog";
     EXPECT_EQ(mgr->OnCommand(7130), S_OK);
     ASSERT_EQ(mgr->OnCommand(7148), S_OK);
@@ -168,7 +176,9 @@ TEST_F(ModuleMgr, ViewMenuFollowsTheStore) {
     EXPECT_EQ(n, 9);
     ComPtr<IViewManager2> store;
     for (auto& [cookie, obj] : host->objects)
-        if (SUCCEEDED(obj->QueryInterface(IID_IViewManager2, reinterpret_cast<void**>(store.ReleaseAndGetAddressOf())))) break;
+        if (SUCCEEDED(obj->QueryInterface(
+                IID_IViewManager2, reinterpret_cast<void**>(store.ReleaseAndGetAddressOf()))))
+            break;
     ASSERT_TRUE(store);
     for (size_t k = 1; k < mgr->viewMenu().size(); ++k) {
         if (mgr->viewMenu()[k].empty()) continue;
@@ -206,8 +216,10 @@ TEST_F(ModuleMgr, LockedAxisDisablesItsCommandsAndViews) {
     for (int axis = 1; axis <= 3; ++axis) {
         SCOPED_TRACE(axis);
         ASSERT_EQ(mgr->UpdateLockedVec(axis), S_OK);
-        for (UINT id = 7142; id <= 7147; ++id) EXPECT_EQ(mgr->alignEnabled(id), ((id - 7142) % 3) + 1 != UINT(axis)) << id;
-        // Views looking straight along the locked axis are disabled: +X -X (1,4), +Y -Y (2,5), +Z -Z (3,6).
+        for (UINT id = 7142; id <= 7147; ++id)
+            EXPECT_EQ(mgr->alignEnabled(id), ((id - 7142) % 3) + 1 != UINT(axis)) << id;
+        // Views looking straight along the locked axis are disabled: +X -X (1,4), +Y -Y (2,5), +Z
+        // -Z (3,6).
         for (int k = 1; k <= 8; ++k) {
             const bool along = k <= 6 && ((k - 1) % 3) + 1 == axis;
             EXPECT_EQ(mgr->viewMenuEnabled().at(k), along ? 0 : 1) << mgr->viewMenu().at(k);
@@ -221,7 +233,8 @@ TEST_F(ModuleMgr, LockedAxisDisablesItsCommandsAndViews) {
     ASSERT_EQ(mgr->OnCommand(17001 + 3), S_OK); // +Z, disabled
     EXPECT_TRUE(cam.calls.empty());
     ASSERT_EQ(mgr->UpdateLockedVec(0), S_OK);
-    for (UINT id = 7142; id <= 7147; ++id) EXPECT_EQ(mgr->alignEnabled(id), 1);
+    for (UINT id = 7142; id <= 7147; ++id)
+        EXPECT_EQ(mgr->alignEnabled(id), 1);
 }
 
 TEST_F(ModuleMgr, PicksForTheDialog) {
@@ -239,7 +252,8 @@ TEST_F(ModuleMgr, PicksForTheDialog) {
     host->calls.clear();
     ASSERT_EQ(mgr->HandlePickForDialog(1), S_OK);
     ASSERT_EQ(mgr->HandlePickForDialog(0), S_OK);
-    EXPECT_EQ(host->calls, (std::vector<std::string>{"BeginPick", "GetPickMode", "SetPickMode(1)", "EndPick", "SetPickMode(7)"}));
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"BeginPick", "GetPickMode", "SetPickMode(1)",
+                                                     "EndPick", "SetPickMode(7)"}));
     ASSERT_EQ(module()->NotifyPicked(), S_OK);
     EXPECT_TRUE(near(dialog->picked, 1, 2, 3)) << "a point pick";
     dialog->pointPick = FALSE;

@@ -11,8 +11,8 @@
 #include "KRAdvancedViews/host/IHostTestSource.h"
 #include "RunProgram.h"
 #include "TempHive.h"
-#include "zul/registry/Classes.h"
 #include "zul/com/ComPtr.h"
+#include "zul/registry/Classes.h"
 #include "zul/runtime/Library.h"
 
 // The module as a host sees it: a library with four entry points and nothing else.
@@ -79,15 +79,21 @@ TEST_F(ModuleClassObjects, StoreAndNavigatorAreServedAndTheStoreAggregates) {
     auto canUnload = lib.function<zul::runtime::DllCanUnloadNowFn>("DllCanUnloadNow");
     {
         zul::com::ComPtr<IClassFactory> factory;
-        ASSERT_EQ(getClassObject(CLSID_ViewManager, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
+        ASSERT_EQ(getClassObject(CLSID_ViewManager, IID_IClassFactory,
+                                 reinterpret_cast<void**>(factory.GetAddressOf())),
+                  S_OK);
         EXPECT_EQ(canUnload(), S_FALSE);
 
         Outer outer;
         void* p = nullptr;
         EXPECT_EQ(factory->CreateInstance(&outer, IID_IViewManager2, &p), CLASS_E_NOAGGREGATION);
-        ASSERT_EQ(factory->CreateInstance(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner)), S_OK);
+        ASSERT_EQ(
+            factory->CreateInstance(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner)),
+            S_OK);
         zul::com::ComPtr<IViewManager2> store;
-        ASSERT_EQ(outer.QueryInterface(IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())), S_OK);
+        ASSERT_EQ(
+            outer.QueryInterface(IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+            S_OK);
         EXPECT_EQ(outer.refs, 2u) << "the inner's interfaces count on the outer";
         FullViewInfo info;
         EXPECT_EQ(store->GetViewInfo("+X", &info), S_OK);
@@ -101,18 +107,26 @@ TEST_F(ModuleClassObjects, StoreAndNavigatorAreServedAndTheStoreAggregates) {
         outer.inner->Release();
 
         zul::com::ComPtr<IClassFactory> navFactory;
-        ASSERT_EQ(getClassObject(CLSID_ViewNavigator, IID_IClassFactory, reinterpret_cast<void**>(navFactory.GetAddressOf())), S_OK);
+        ASSERT_EQ(getClassObject(CLSID_ViewNavigator, IID_IClassFactory,
+                                 reinterpret_cast<void**>(navFactory.GetAddressOf())),
+                  S_OK);
         zul::com::ComPtr<IViewNavigator2> nav;
-        ASSERT_EQ(navFactory->CreateInstance(nullptr, IID_IViewNavigator2, reinterpret_cast<void**>(nav.GetAddressOf())), S_OK);
+        ASSERT_EQ(navFactory->CreateInstance(nullptr, IID_IViewNavigator2,
+                                             reinterpret_cast<void**>(nav.GetAddressOf())),
+                  S_OK);
         float angle = 0;
         EXPECT_EQ(nav->GetAngleOfRotation(&angle), S_OK);
         EXPECT_EQ(angle, 90.0f);
         EXPECT_EQ(nav->AlignToAxis(PositiveX), E_FAIL) << "no host yet";
 
         zul::com::ComPtr<IClassFactory> mgrFactory;
-        ASSERT_EQ(getClassObject(CLSID_AdvancedViewsModuleMgr, IID_IClassFactory, reinterpret_cast<void**>(mgrFactory.GetAddressOf())), S_OK);
+        ASSERT_EQ(getClassObject(CLSID_AdvancedViewsModuleMgr, IID_IClassFactory,
+                                 reinterpret_cast<void**>(mgrFactory.GetAddressOf())),
+                  S_OK);
         zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
-        ASSERT_EQ(mgrFactory->CreateInstance(nullptr, IID_IAdvancedViewsModuleMgr, reinterpret_cast<void**>(mgr.GetAddressOf())), S_OK);
+        ASSERT_EQ(mgrFactory->CreateInstance(nullptr, IID_IAdvancedViewsModuleMgr,
+                                             reinterpret_cast<void**>(mgr.GetAddressOf())),
+                  S_OK);
         int n = -1;
         EXPECT_EQ(mgr->GetNumberViews(&n), S_OK);
         EXPECT_EQ(n, 0) << "no viewer attached";
@@ -139,12 +153,16 @@ TEST_F(ModuleClassObjects, EveryClassAggregatesAndHoldsTheLibrary) {
         SCOPED_TRACE(::testing::Message() << "class " << clsid.Data4[7]);
         EXPECT_EQ(canUnload(), S_OK);
         zul::com::ComPtr<IClassFactory> factory;
-        ASSERT_EQ(getClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
+        ASSERT_EQ(getClassObject(clsid, IID_IClassFactory,
+                                 reinterpret_cast<void**>(factory.GetAddressOf())),
+                  S_OK);
         EXPECT_EQ(canUnload(), S_FALSE) << "a class object holds the library";
         Outer outer;
         void* p = nullptr;
         EXPECT_EQ(factory->CreateInstance(&outer, iid, &p), CLASS_E_NOAGGREGATION);
-        ASSERT_EQ(factory->CreateInstance(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner)), S_OK);
+        ASSERT_EQ(
+            factory->CreateInstance(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner)),
+            S_OK);
         IUnknown* itf = nullptr;
         ASSERT_EQ(outer.QueryInterface(iid, reinterpret_cast<void**>(&itf)), S_OK);
         EXPECT_EQ(outer.refs, 2u);
@@ -159,7 +177,9 @@ TEST_F(ModuleClassObjects, EveryClassAggregatesAndHoldsTheLibrary) {
         EXPECT_EQ(canUnload(), S_FALSE) << "the aggregated object is alive and the server locked";
         outer.inner->Release();
         EXPECT_EQ(canUnload(), S_FALSE) << "the server is still locked";
-        ASSERT_EQ(getClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
+        ASSERT_EQ(getClassObject(clsid, IID_IClassFactory,
+                                 reinterpret_cast<void**>(factory.GetAddressOf())),
+                  S_OK);
         factory->LockServer(FALSE);
         factory.Reset();
         EXPECT_EQ(canUnload(), S_OK);
@@ -174,7 +194,8 @@ std::string regText(HKEY root, const std::string& path, const char* name = "") {
     if (RegOpenKeyExA(root, path.c_str(), 0, KEY_READ, &k) != ERROR_SUCCESS) return "<missing>";
     char buf[1024] = {};
     DWORD size = sizeof buf - 1;
-    const LSTATUS st = RegQueryValueExA(k, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buf), &size);
+    const LSTATUS st =
+        RegQueryValueExA(k, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buf), &size);
     RegCloseKey(k);
     return st == ERROR_SUCCESS ? std::string(buf) : "<missing>";
 }
@@ -193,7 +214,8 @@ std::vector<std::string> regSubkeys(HKEY root, const std::string& path) {
     char name[300];
     for (DWORD i = 0;; ++i) {
         DWORD cch = sizeof name;
-        if (RegEnumKeyExA(k, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+        if (RegEnumKeyExA(k, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
         out.emplace_back(name, cch);
     }
     RegCloseKey(k);
@@ -232,13 +254,15 @@ protected:
             bool typeLib;
             const GUID* category;
         } classes[] = {
-            {CLSID_AdvancedViewsModuleMgr, "KRAdvancedViews.AdvancedViewsModuleMgr", "AdvancedViewsModuleMgr Class",
-             "AdvancedViewsModuleMgr Class", true, &CATID_ZulLateLoadableSecondaryObject},
-            {CLSID_ViewManager, "KRAdvancedViews.ViewManager", "ViewManager Class", "ViewManager Class", true, nullptr},
-            {CLSID_ViewNavigator, "KRAdvancedViews.ViewNavigator", "ViewNavigator Class", "ViewNavigator Class", true,
-             nullptr},
-            {CLSID_AdvancedViewsTests, "KRAdvancedViews.AdvancedViewsTests", "Testing Class", "AdvancedViewsTests Class",
-             false, &CATID_KRUnitTestSources},
+            {CLSID_AdvancedViewsModuleMgr, "KRAdvancedViews.AdvancedViewsModuleMgr",
+             "AdvancedViewsModuleMgr Class", "AdvancedViewsModuleMgr Class", true,
+             &CATID_ZulLateLoadableSecondaryObject},
+            {CLSID_ViewManager, "KRAdvancedViews.ViewManager", "ViewManager Class",
+             "ViewManager Class", true, nullptr},
+            {CLSID_ViewNavigator, "KRAdvancedViews.ViewNavigator", "ViewNavigator Class",
+             "ViewNavigator Class", true, nullptr},
+            {CLSID_AdvancedViewsTests, "KRAdvancedViews.AdvancedViewsTests", "Testing Class",
+             "AdvancedViewsTests Class", false, &CATID_KRUnitTestSources},
         };
         for (const Cls& k : classes) {
             SCOPED_TRACE(k.progId);
@@ -248,21 +272,29 @@ protected:
             EXPECT_EQ(regText(hive, c + k.progId), k.description);
             EXPECT_EQ(regText(hive, c + k.progId + "\\CLSID"), id);
             EXPECT_EQ(regText(hive, c + k.progId + "\\CurVer"), k.progId + ".1");
-            EXPECT_FALSE(regExists(hive, c + "CLSID\\" + id)) << "class keys live under the product";
+            EXPECT_FALSE(regExists(hive, c + "CLSID\\" + id))
+                << "class keys live under the product";
             EXPECT_EQ(regText(hive, key), k.text);
             EXPECT_EQ(regText(hive, key + "\\ProgID"), k.progId + ".1");
             EXPECT_EQ(regText(hive, key + "\\VersionIndependentProgID"), k.progId);
             EXPECT_EQ(regText(hive, key + "\\InprocServer32"), modulePath);
             EXPECT_EQ(regText(hive, key + "\\InprocServer32", "ThreadingModel"), "Apartment");
-            EXPECT_EQ(regText(hive, key + "\\TypeLib"), k.typeLib ? guid(LIBID_KRADVANCEDVIEWSLib) : "<missing>");
+            EXPECT_EQ(regText(hive, key + "\\TypeLib"),
+                      k.typeLib ? guid(LIBID_KRADVANCEDVIEWSLib) : "<missing>");
             EXPECT_EQ(regSubkeys(hive, key + "\\Implemented Categories"),
-                      k.category ? std::vector<std::string>{guid(*k.category)} : std::vector<std::string>{});
+                      k.category ? std::vector<std::string>{guid(*k.category)}
+                                 : std::vector<std::string>{});
         }
-        EXPECT_EQ(regText(hive, c + "Component Categories\\" + guid(CATID_ZulLateLoadableSecondaryObject), "409"),
+        EXPECT_EQ(regText(hive,
+                          c + "Component Categories\\" + guid(CATID_ZulLateLoadableSecondaryObject),
+                          "409"),
                   "ZUL Late Loadable Secondary Object");
-        EXPECT_EQ(regText(hive, c + "Component Categories\\" + guid(CATID_KRUnitTestSources), "409"),
-                  "KR Unit Test Sources Category");
-        EXPECT_EQ(regText(hive, c + "TypeLib\\" + guid(LIBID_KRADVANCEDVIEWSLib) + "\\1.0\\0\\linux"), modulePath);
+        EXPECT_EQ(
+            regText(hive, c + "Component Categories\\" + guid(CATID_KRUnitTestSources), "409"),
+            "KR Unit Test Sources Category");
+        EXPECT_EQ(
+            regText(hive, c + "TypeLib\\" + guid(LIBID_KRADVANCEDVIEWSLib) + "\\1.0\\0\\linux"),
+            modulePath);
     }
 
     zul::runtime::Library lib;
@@ -286,7 +318,8 @@ TEST_F(Registration, PerUserRoundTrip) {
 
     // The override ended with the call: a new classes-root key goes to the machine.
     HKEY probe = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, "Probe", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &probe, nullptr),
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, "Probe", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &probe, nullptr),
               ERROR_SUCCESS);
     RegCloseKey(probe);
     EXPECT_TRUE(regExists(HKEY_LOCAL_MACHINE, "Software\\Classes\\Probe"));
@@ -304,9 +337,11 @@ TEST_F(Registration, PerUserRoundTrip) {
 TEST_F(Registration, MachineRoundTripKeepsWhatOthersRegistered) {
     ::setenv("ZUL_DEVELOPER_ENV", "me\x01you", 1);
     const std::string product = "ZUL_me_you", c = "Software\\Classes\\";
-    const std::string stale = c + product + "\\" + guid(CLSID_ViewManager) + "\\Implemented Categories\\{00000000-0000-0000-0000-00000000000A}";
+    const std::string stale = c + product + "\\" + guid(CLSID_ViewManager) +
+                              "\\Implemented Categories\\{00000000-0000-0000-0000-00000000000A}";
     HKEY k = nullptr;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, stale.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr),
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, stale.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &k, nullptr),
               ERROR_SUCCESS);
     RegCloseKey(k);
     ASSERT_EQ(registerServer(), S_OK) << zul::registry::lastErrorDetail();
@@ -315,21 +350,27 @@ TEST_F(Registration, MachineRoundTripKeepsWhatOthersRegistered) {
 
     // Another product's test class, and our navigator's version-independent
     // identifier now naming someone else's class.
-    const std::string other = c + "Other\\{00000000-0000-0000-0000-0000000000B1}\\Implemented Categories\\" +
-                              guid(CATID_KRUnitTestSources);
-    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, other.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr),
+    const std::string other =
+        c + "Other\\{00000000-0000-0000-0000-0000000000B1}\\Implemented Categories\\" +
+        guid(CATID_KRUnitTestSources);
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, other.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &k, nullptr),
               ERROR_SUCCESS);
     RegCloseKey(k);
-    ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, (c + "KRAdvancedViews.ViewNavigator\\CLSID").c_str(), 0,
-                            KEY_ALL_ACCESS, &k),
+    ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE,
+                            (c + "KRAdvancedViews.ViewNavigator\\CLSID").c_str(), 0, KEY_ALL_ACCESS,
+                            &k),
               ERROR_SUCCESS);
     const char foreign[] = "{00000000-0000-0000-0000-0000000000B2}";
-    ASSERT_EQ(RegSetValueExA(k, "", 0, REG_SZ, reinterpret_cast<const BYTE*>(foreign), sizeof foreign), ERROR_SUCCESS);
+    ASSERT_EQ(
+        RegSetValueExA(k, "", 0, REG_SZ, reinterpret_cast<const BYTE*>(foreign), sizeof foreign),
+        ERROR_SUCCESS);
     RegCloseKey(k);
 
     ASSERT_EQ(unregisterServer(), S_OK);
     std::vector<std::string> left = regSubkeys(HKEY_LOCAL_MACHINE, "Software\\Classes");
-    EXPECT_EQ(left, (std::vector<std::string>{"Component Categories", "KRAdvancedViews.ViewNavigator", "Other", product}));
+    EXPECT_EQ(left, (std::vector<std::string>{"Component Categories",
+                                              "KRAdvancedViews.ViewNavigator", "Other", product}));
     EXPECT_EQ(regSubkeys(HKEY_LOCAL_MACHINE, c + "Component Categories"),
               std::vector<std::string>{guid(CATID_KRUnitTestSources)});
     EXPECT_EQ(regSubkeys(HKEY_LOCAL_MACHINE, c + product), std::vector<std::string>{});
@@ -351,9 +392,11 @@ TEST_F(Registration, ReadOnlyMachineHiveIsRefused) {
         failures += registerServer() != E_ACCESSDENIED;
         failures += zul::registry::lastErrorDetail().find(folder) == std::string::npos;
         // The tool says the same to the user.
-        const auto tool = zul::test::runProgram(std::string(ZULREG_PATH) + " regsvr '" + modulePath + "' 2>&1");
+        const auto tool =
+            zul::test::runProgram(std::string(ZULREG_PATH) + " regsvr '" + modulePath + "' 2>&1");
         failures += tool.status != 1;
-        failures += tool.out.find("DllRegisterServer in '" + modulePath + "' failed for the machine: 0x80070005 "
+        failures += tool.out.find("DllRegisterServer in '" + modulePath +
+                                  "' failed for the machine: 0x80070005 "
                                   "E_ACCESSDENIED") == std::string::npos;
         failures += tool.out.find("is not writable") == std::string::npos;
         ::_exit(failures);
@@ -396,7 +439,8 @@ TEST(ResourceModule, TranslatesEveryStringAndMenu) {
     ASSERT_NE(en, nullptr);
     ASSERT_NE(de, nullptr);
     EXPECT_EQ(german.symbol("DllGetClassObject"), nullptr) << "resources only";
-    auto text = [](zul::runtime::ZulGetModuleResourceFn fn, DWORD type, DWORD id, std::string& out) {
+    auto text = [](zul::runtime::ZulGetModuleResourceFn fn, DWORD type, DWORD id,
+                   std::string& out) {
         const void* data = nullptr;
         DWORD size = 0;
         if (fn(type, id, &data, &size) != S_OK) return false;
@@ -405,7 +449,8 @@ TEST(ResourceModule, TranslatesEveryStringAndMenu) {
     };
     auto count = [](const std::string& s, const std::string& what) {
         size_t n = 0;
-        for (size_t at = s.find(what); at != std::string::npos; at = s.find(what, at + 1)) ++n;
+        for (size_t at = s.find(what); at != std::string::npos; at = s.find(what, at + 1))
+            ++n;
         return n;
     };
     // A menu without its texts: the sequence of entry kinds and command ids.

@@ -4,10 +4,10 @@
 #include "AdvancedViewsTests.h"
 #include "ComTest.h"
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/host/IHostTestSource.h"
 #include "TempHive.h"
 #include "TestHost.h"
 #include "ViewManager.h"
-#include "KRAdvancedViews/host/IHostTestSource.h"
 
 using krav::test::CTestHost;
 using zul::com::ComPtr;
@@ -73,7 +73,8 @@ TEST_F(SelfTest, PassesAndLeavesTheUsersViewsAndCameraAlone) {
     EXPECT_TRUE(host->messages.empty()) << "messages go to the self-test, not the user";
 
     EXPECT_EQ(readFile(userHive_), hiveBefore) << "the scratch registry was rolled back";
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(host->eye[i], eye[i], 1e-3) << i;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_NEAR(host->eye[i], eye[i], 1e-3) << i;
     EXPECT_NEAR(host->target[2], -3.0f, 1e-3);
     auto store = make<CViewManager, IViewManager2>();
     FullViewInfo info;
@@ -81,7 +82,9 @@ TEST_F(SelfTest, PassesAndLeavesTheUsersViewsAndCameraAlone) {
     EXPECT_EQ(store->GetViewInfo("Mine", &info), S_OK);
     // HKEY_CURRENT_USER is the user's again.
     HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &key), ERROR_SUCCESS);
+    EXPECT_EQ(
+        RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &key),
+        ERROR_SUCCESS);
     RegCloseKey(key);
 }
 

@@ -9,7 +9,9 @@ using krav::dialogs::VectorsToAngles;
 
 namespace {
 
-double dot(const double a[3], const double b[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+double dot(const double a[3], const double b[3]) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
 
 } // namespace
 
@@ -61,7 +63,8 @@ TEST(ViewAngles, RoundTripsBothWays) {
 }
 
 TEST(ViewAngles, AnUpVectorOnlyNeedsToLeanAcrossTheView) {
-    const double view[3] = {0, 0, -5}, slanted[3] = {0, 3, 3}, zero[3] = {0, 0, 0}, along[3] = {0, 0, 2};
+    const double view[3] = {0, 0, -5}, slanted[3] = {0, 3, 3}, zero[3] = {0, 0, 0},
+                 along[3] = {0, 0, 2};
     double angles[3];
     ASSERT_TRUE(VectorsToAngles(view, slanted, angles));
     EXPECT_NEAR(angles[0], 0, 1e-12);

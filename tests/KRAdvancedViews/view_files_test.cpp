@@ -2,8 +2,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "RecordingSink.h"
 #include "ComTest.h"
+#include "RecordingSink.h"
 #include "TempHive.h"
 #include "Utf16.h"
 #include "ViewInfo.h"
@@ -34,35 +34,51 @@ public:
 
 ComPtr<IViewManager2> startStore() {
     ComPtr<IViewManager2> s;
-    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(s.GetAddressOf()));
+    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
+                                           reinterpret_cast<void**>(s.GetAddressOf()));
     return s;
 }
 
-std::vector<std::string> slotsOf(IViewManager2* s) { return static_cast<CViewManager*>(s)->slots(); }
+std::vector<std::string> slotsOf(IViewManager2* s) {
+    return static_cast<CViewManager*>(s)->slots();
+}
 
 using zul::test::utf16le;
 
 const char* kStandardRecords =
-    "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:+Y\nUp:0 -1.03412e-13 1\nView:0 260.315 0\nType:0\nNum:2\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:+Z\nUp:-2.06823e-13 1 -2.06823e-13\nView:0 0 260.315\nType:0\nNum:3\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:-X\nUp:0 -1.03412e-13 1\nView:-260.315 0 0\nType:0\nNum:4\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:-Y\nUp:-2.06823e-13 1.03412e-13 1\nView:0 -260.315 0\nType:0\nNum:5\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:-Z\nUp:0 1 0\nView:0 0 -260.315\nType:0\nNum:6\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:+Isometric\nUp:-0.40827 0.40827 0.816474\nView:-150.276 150.301 -150.301\nType:0\nNum:7\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
-    "Name:-Isometric\nUp:0.40827 0.40827 -0.816474\nView:-150.276 -150.301 -150.301\nType:0\nNum:8\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n";
+    "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 "
+    "0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:+Y\nUp:0 -1.03412e-13 1\nView:0 260.315 0\nType:0\nNum:2\nFrom:0 0 0\nAt:0 0 "
+    "0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:+Z\nUp:-2.06823e-13 1 -2.06823e-13\nView:0 0 260.315\nType:0\nNum:3\nFrom:0 0 0\nAt:0 0 "
+    "0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:-X\nUp:0 -1.03412e-13 1\nView:-260.315 0 0\nType:0\nNum:4\nFrom:0 0 0\nAt:0 0 "
+    "0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:-Y\nUp:-2.06823e-13 1.03412e-13 1\nView:0 -260.315 0\nType:0\nNum:5\nFrom:0 0 0\nAt:0 0 "
+    "0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:-Z\nUp:0 1 0\nView:0 0 -260.315\nType:0\nNum:6\nFrom:0 0 0\nAt:0 0 "
+    "0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:+Isometric\nUp:-0.40827 0.40827 0.816474\nView:-150.276 150.301 "
+    "-150.301\nType:0\nNum:7\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n"
+    "Name:-Isometric\nUp:0.40827 0.40827 -0.816474\nView:-150.276 -150.301 "
+    "-150.301\nType:0\nNum:8\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\nChange:530\n";
 
 std::string regSection(int index, const char* name, const char* up[3], const char* view[3]) {
     char key[16];
     std::snprintf(key, sizeof key, "VIEW_%04d", index);
-    std::string s = std::string("[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\") + key + "]\n@=\"Merged\"\n";
+    std::string s = std::string("[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\") + key +
+                    "]\n@=\"Merged\"\n";
     const char* axes[3] = {"X", "Y", "Z"};
-    for (int i = 0; i < 3; ++i) s += std::string("\"UpVector ") + axes[i] + "\"=float:" + up[i] + "\n";
-    for (int i = 0; i < 3; ++i) s += std::string("\"ViewVector ") + axes[i] + "\"=float:" + view[i] + "\n";
+    for (int i = 0; i < 3; ++i)
+        s += std::string("\"UpVector ") + axes[i] + "\"=float:" + up[i] + "\n";
+    for (int i = 0; i < 3; ++i)
+        s += std::string("\"ViewVector ") + axes[i] + "\"=float:" + view[i] + "\n";
     s += "\"Camera Type\"=dword:00000000\n\"Index\"=int:" + std::to_string(index) + "\n";
-    for (const char* p : {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X", "AtPoint Y", "AtPoint Z"})
+    for (const char* p :
+         {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X", "AtPoint Y", "AtPoint Z"})
         s += std::string("\"") + p + "\"=float:0\n";
-    s += "\"FOV\"=float:28\n\"Change Bits\"=int:530\n\"View Name\"=\"" + std::string(name) + "\"\n\n";
+    s += "\"FOV\"=float:28\n\"Change Bits\"=int:530\n\"View Name\"=\"" + std::string(name) +
+         "\"\n\n";
     return s;
 }
 
@@ -98,7 +114,8 @@ TEST_F(ViewFiles, StandardViewsAreWrittenByteForByte) {
     ASSERT_EQ(s->SaveViewsExt(qjv.c_str(), TextFile), S_OK);
     ASSERT_EQ(s->SaveViewsExt(reg.c_str(), RegistryFile), S_OK);
 
-    EXPECT_EQ(readFile(qjv), utf16le(std::string("KRAdvancedViews Persistence File\n2\n") + kStandardRecords));
+    EXPECT_EQ(readFile(qjv),
+              utf16le(std::string("KRAdvancedViews Persistence File\n2\n") + kStandardRecords));
 
     const char* tiny[3] = {"0", "-1.03412e-13", "1"};
     const char* tiny2[3] = {"-2.06823e-13", "1", "-2.06823e-13"};
@@ -114,16 +131,19 @@ TEST_F(ViewFiles, StandardViewsAreWrittenByteForByte) {
     const char* vmZ[3] = {"0", "0", "-260.315"};
     const char* vIp[3] = {"-150.276", "150.301", "-150.301"};
     const char* vIn[3] = {"-150.276", "-150.301", "-150.301"};
-    const std::string expected = "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software]\n[HKEY_CURRENT_USER\\Software\\ZUL]\n"
-                                 "[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2]\n\"Merged Views\"=dword:00000008\n\n" +
-                                 regSection(1, "+X", tiny, vX) + regSection(2, "+Y", tiny, vY) +
-                                 regSection(3, "+Z", tiny2, vZ) + regSection(4, "-X", tiny, vmX) +
-                                 regSection(5, "-Y", tinyY, vmY) + regSection(6, "-Z", upZ, vmZ) +
-                                 regSection(7, "+Isometric", isoP, vIp) + regSection(8, "-Isometric", isoN, vIn);
+    const std::string expected =
+        "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software]\n[HKEY_CURRENT_USER\\Software\\ZUL]\n"
+        "[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2]\n\"Merged "
+        "Views\"=dword:00000008\n\n" +
+        regSection(1, "+X", tiny, vX) + regSection(2, "+Y", tiny, vY) +
+        regSection(3, "+Z", tiny2, vZ) + regSection(4, "-X", tiny, vmX) +
+        regSection(5, "-Y", tinyY, vmY) + regSection(6, "-Z", upZ, vmZ) +
+        regSection(7, "+Isometric", isoP, vIp) + regSection(8, "-Isometric", isoN, vIn);
     EXPECT_EQ(readFile(reg), expected);
 
     // No views: an empty file is left behind and S_FALSE returned.
-    for (const char* n : {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"}) s->DestroyViewExt(n);
+    for (const char* n : {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"})
+        s->DestroyViewExt(n);
     const std::string empty = file("empty.qjv");
     EXPECT_EQ(s->SaveViewsExt(empty.c_str(), TextFile), S_FALSE);
     EXPECT_TRUE(std::filesystem::exists(empty));
@@ -133,10 +153,12 @@ TEST_F(ViewFiles, StandardViewsAreWrittenByteForByte) {
 }
 
 TEST_F(ViewFiles, SaveThenLoadGivesBackEveryView) {
-    const std::vector<std::string> names = {"Plain", "With blanks inside", "Colon: in name", "Grüße ☃ 視点"};
+    const std::vector<std::string> names = {"Plain", "With blanks inside", "Colon: in name",
+                                            "Grüße ☃ 視点"};
     {
         auto s = startStore();
-        for (size_t i = 0; i < names.size(); ++i) ASSERT_EQ(s->CreateViewInfo(names[i].c_str(), sample(float(i))), S_OK);
+        for (size_t i = 0; i < names.size(); ++i)
+            ASSERT_EQ(s->CreateViewInfo(names[i].c_str(), sample(float(i))), S_OK);
         FullViewInfo noPoints = sample(9);
         noPoints.bHasFromAndAt = 0;
         std::memset(noPoints.pFromVector, 0, sizeof noPoints.pFromVector);
@@ -151,7 +173,9 @@ TEST_F(ViewFiles, SaveThenLoadGivesBackEveryView) {
         ::setenv("ZUL_USER_HIVE", other.c_str(), 1);
         auto s = startStore();
         ASSERT_EQ(s->DestroyViewExt("+Y"), S_OK);
-        ASSERT_EQ(s->LoadViewsExt(file(f).c_str(), std::string(f).ends_with(".reg") ? RegistryFile : TextFile), S_OK);
+        ASSERT_EQ(s->LoadViewsExt(file(f).c_str(),
+                                  std::string(f).ends_with(".reg") ? RegistryFile : TextFile),
+                  S_OK);
         for (size_t i = 0; i < names.size(); ++i) {
             FullViewInfo r;
             ASSERT_EQ(s->GetViewInfo(names[i].c_str(), &r), S_OK) << names[i];
@@ -177,8 +201,9 @@ TEST_F(ViewFiles, SaveThenLoadGivesBackEveryView) {
 
 TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
     auto s = startStore();
-    const std::string v2 = "KRAdvancedViews Persistence File\n2\nNAME : Front\nUp:0 0 1\nView:0 -1 0\nType:1\nNum:77\n"
-                           "From:0 0 0\nAt:0 0 0\nFov:45\nHasAtAndFrom:1\nChange:8192\n";
+    const std::string v2 =
+        "KRAdvancedViews Persistence File\n2\nNAME : Front\nUp:0 0 1\nView:0 -1 0\nType:1\nNum:77\n"
+        "From:0 0 0\nAt:0 0 0\nFov:45\nHasAtAndFrom:1\nChange:8192\n";
     // Big-endian UTF-16.
     std::string be = "\xFE\xFF";
     for (const char c : v2) {
@@ -194,7 +219,8 @@ TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
     EXPECT_EQ(r.bHasFromAndAt, 0) << "from and at all zero clear the flag";
     EXPECT_EQ(r.pViewVector[1], -1.0f);
 
-    // 8-bit with CRLF line ends, and a header with something after it (refused by the 8-bit reader).
+    // 8-bit with CRLF line ends, and a header with something after it (refused by the 8-bit
+    // reader).
     std::string crlf;
     for (const char c : std::string(v2)) {
         if (c == '\n') crlf += '\r';
@@ -208,7 +234,8 @@ TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
     EXPECT_EQ(r.iChangeBits, 8192);
 
     // Version 1 (8-bit).
-    writeFile(file("v1.qjv"), "KRAdvancedViews Persistence File\n1\nOld One\n0 0 1\n5 5 5\n0\n3\nOld Two\n1 0 0\n0 1 0\n1\n4\n\n");
+    writeFile(file("v1.qjv"), "KRAdvancedViews Persistence File\n1\nOld One\n0 0 1\n5 5 "
+                              "5\n0\n3\nOld Two\n1 0 0\n0 1 0\n1\n4\n\n");
     ASSERT_EQ(s->LoadViewsExt(file("v1.qjv").c_str(), TextFile), S_OK);
     ASSERT_EQ(s->GetViewInfo("Old One", &r), S_OK);
     EXPECT_EQ(r.cameraType, Orthographic);
@@ -219,11 +246,13 @@ TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
     EXPECT_EQ(slotsOf(s.Get()).size(), 12u);
 
     // Version 1 in UTF-16, and a second line that is no number (read as version 2).
-    writeFile(file("v1w.qjv"), utf16le("KRAdvancedViews Persistence File\n1\nWide Old\n0 1 0\n0 0 -3\n1\n9\n\n"));
+    writeFile(file("v1w.qjv"),
+              utf16le("KRAdvancedViews Persistence File\n1\nWide Old\n0 1 0\n0 0 -3\n1\n9\n\n"));
     ASSERT_EQ(s->LoadViewsExt(file("v1w.qjv").c_str(), TextFile), S_OK);
     ASSERT_EQ(s->GetViewInfo("Wide Old", &r), S_OK);
     EXPECT_EQ(r.pViewVector[2], -3.0f);
-    writeFile(file("nover.qjv"), "KRAdvancedViews Persistence File\nabc\nName:No Version\nChange:5\n");
+    writeFile(file("nover.qjv"),
+              "KRAdvancedViews Persistence File\nabc\nName:No Version\nChange:5\n");
     ASSERT_EQ(s->LoadViewsExt(file("nover.qjv").c_str(), TextFile), S_OK);
     ASSERT_EQ(s->GetViewInfo("No Version", &r), S_OK);
     EXPECT_EQ(r.iChangeBits, 5);
@@ -231,11 +260,14 @@ TEST_F(ViewFiles, OtherByteOrdersVersionsAndLineEnds) {
     // A registry export holding a key of the older layout: the name is in the key.
     std::string encoded;
     krav::s_encode("Legacy\\View", encoded);
-    writeFile(file("old.reg"), "REGEDIT4\r\n\r\n[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews\\" + encoded +
-                                   "]\r\n@=\"Merged\"\r\n\"UpVector Z\"=float:1\r\n\"Camera Type\"=dword:00000001\r\n"
-                                   "\"FOV\"=float:12.5\r\n\r\n");
+    writeFile(
+        file("old.reg"),
+        "REGEDIT4\r\n\r\n[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews\\" + encoded +
+            "]\r\n@=\"Merged\"\r\n\"UpVector Z\"=float:1\r\n\"Camera Type\"=dword:00000001\r\n"
+            "\"FOV\"=float:12.5\r\n\r\n");
     ASSERT_EQ(s->LoadViewsExt(file("old.reg").c_str(), RegistryFile), S_OK);
-    ASSERT_EQ(s->GetViewInfo("Legacy\\View", &r), S_OK) << ::testing::PrintToString(slotsOf(s.Get()));
+    ASSERT_EQ(s->GetViewInfo("Legacy\\View", &r), S_OK)
+        << ::testing::PrintToString(slotsOf(s.Get()));
     EXPECT_EQ(r.viewAngle, 12.5f);
     EXPECT_EQ(r.cameraType, Perspective);
     EXPECT_EQ(r.bHasFromAndAt, 0);
@@ -251,19 +283,22 @@ TEST_F(ViewFiles, AFailedLoadChangesNothingAndIsOneBatch) {
     writeFile(file("bare-utf16.qjv"), utf16le("KRAdvancedViews Persistence File\n2\n").substr(2));
     writeFile(file("notreg.reg"), "Windows Registry Editor Version 5.00\n");
     writeFile(file("bad-utf16.qjv"), std::string("\xFF\xFE", 2) + "K\0R\0\x00\xD8x\0\n\0");
-    for (const char* f : {"wrong.qjv", "v3.qjv", "bare-utf16.qjv", "notreg.reg", "missing.qjv", "bad-utf16.qjv"}) {
+    for (const char* f :
+         {"wrong.qjv", "v3.qjv", "bare-utf16.qjv", "notreg.reg", "missing.qjv", "bad-utf16.qjv"}) {
         sink->events.clear();
         const FileTypeEnum type = std::string(f).ends_with(".reg") ? RegistryFile : TextFile;
         EXPECT_EQ(s->LoadViewsExt(file(f).c_str(), type), E_FAIL) << f;
         EXPECT_EQ(sink->events, (std::vector<std::string>{"BatchBegin()", "BatchEnd()"})) << f;
     }
-    EXPECT_EQ(s->LoadViewsExt(file("wrong.qjv").c_str(), static_cast<FileTypeEnum>(5)), E_INVALIDARG);
+    EXPECT_EQ(s->LoadViewsExt(file("wrong.qjv").c_str(), static_cast<FileTypeEnum>(5)),
+              E_INVALIDARG);
     EXPECT_EQ(s->LoadViewsExt(nullptr, TextFile), E_FAIL);
     EXPECT_EQ(readFile(userHive_), before);
     EXPECT_EQ(slotsOf(s.Get()).size(), 8u);
 
     // A header with more after it passes the UTF-16 reader's prefix compare.
-    writeFile(file("copy.qjv"), utf16le("KRAdvancedViews Persistence File (copy)\n2\nName:Copied\nChange:0\n"));
+    writeFile(file("copy.qjv"),
+              utf16le("KRAdvancedViews Persistence File (copy)\n2\nName:Copied\nChange:0\n"));
     EXPECT_EQ(s->LoadViewsExt(file("copy.qjv").c_str(), TextFile), S_OK);
     FullViewInfo r;
     EXPECT_EQ(s->GetViewInfo("Copied", &r), S_OK);
@@ -277,7 +312,8 @@ TEST_F(ViewFiles, AFailedLoadChangesNothingAndIsOneBatch) {
 TEST_F(ViewFiles, LoadingIntoAFullStoreNeverPassesTheLimit) {
     std::string text = "KRAdvancedViews Persistence File\n2\n";
     for (int i = 0; i < 128; ++i)
-        text += "Name:F" + std::to_string(i) + "\nUp:0 0 1\nView:1 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\n"
+        text += "Name:F" + std::to_string(i) +
+                "\nUp:0 0 1\nView:1 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\n"
                 "HasAtAndFrom:0\nChange:530\n";
     writeFile(file("f.qjv"), utf16le(text));
     auto s = startStore();
@@ -287,8 +323,10 @@ TEST_F(ViewFiles, LoadingIntoAFullStoreNeverPassesTheLimit) {
     site->SetSite(ui.Get());
     ASSERT_EQ(s->LoadViewsExt(file("f.qjv").c_str(), TextFile), S_OK);
     EXPECT_EQ(slotsOf(s.Get()).size(), 128u) << "8 standard views and 120 of the file";
-    EXPECT_EQ(ui->shown, std::vector<std::string>{
-                             "The maximum number of views are set.  Some views may not have been loaded. [!]"});
+    EXPECT_EQ(
+        ui->shown,
+        std::vector<std::string>{
+            "The maximum number of views are set.  Some views may not have been loaded. [!]"});
     // Loading the same names again replaces them and leaves nothing out.
     ui->shown.clear();
     ASSERT_EQ(s->LoadViewsExt(file("f.qjv").c_str(), TextFile), S_OK);
@@ -325,7 +363,8 @@ TEST_F(ViewFiles, TheRegistryEditorsRoadThroughMergedKeys) {
     EXPECT_EQ(std::count(slots.begin(), slots.end(), std::string()), 0);
     // Every tag is gone, so a second start merges nothing again.
     HKEY base = nullptr;
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &base), 0);
+    ASSERT_EQ(
+        RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &base), 0);
     char sub[64];
     for (DWORD i = 0;; ++i) {
         DWORD cch = sizeof sub;
@@ -348,12 +387,13 @@ TEST_F(ViewFiles, EightBitWriterAndReaderAgree) {
         std::ofstream out(file("8bit.qjv"), std::ios::binary);
         ASSERT_EQ(impl->_saveToTextFile(&out, 2, {"+X", "Eight bit: é"}), S_OK);
     }
-    EXPECT_EQ(readFile(file("8bit.qjv")),
-              "KRAdvancedViews Persistence File\n2\n"
-              "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\n"
-              "HasAtAndFrom:0\nChange:530\n"
-              "Name:Eight bit: é\nUp:0 2 1\nView:-5 100 1e-07\nType:0\nNum:9\nFrom:1 2 2\nAt:0 0 -4\nFov:33.5\n"
-              "HasAtAndFrom:1\nChange:74278\n");
+    EXPECT_EQ(readFile(file("8bit.qjv")), "KRAdvancedViews Persistence File\n2\n"
+                                          "Name:+X\nUp:0 -1.03412e-13 1\nView:260.315 0 "
+                                          "0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\n"
+                                          "HasAtAndFrom:0\nChange:530\n"
+                                          "Name:Eight bit: é\nUp:0 2 1\nView:-5 100 "
+                                          "1e-07\nType:0\nNum:9\nFrom:1 2 2\nAt:0 0 -4\nFov:33.5\n"
+                                          "HasAtAndFrom:1\nChange:74278\n");
     std::ostringstream none;
     EXPECT_EQ(impl->_saveToTextFile(&none, 0, {}), S_FALSE);
     EXPECT_EQ(none.str(), "KRAdvancedViews Persistence File\n2\n");

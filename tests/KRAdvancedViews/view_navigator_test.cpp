@@ -1,8 +1,8 @@
 #include <bit>
 #include <cmath>
 
-#include "RecordingSink.h"
 #include "ComTest.h"
+#include "RecordingSink.h"
 #include "TempHive.h"
 #include "TestHost.h"
 #include "ViewManager.h"
@@ -51,8 +51,10 @@ protected:
     void SetUp() override {
         host = make<CTestHost, IHostApplication>();
         nav = make<CViewNavigator, IViewNavigator2>();
-        static_cast<IObjectWithSite*>(nav.Get())->SetSite(static_cast<IHostApplication*>(host.Get()));
-        EXPECT_EQ(host->calls, std::vector<std::string>{"Advise"}) << "the site's view events are followed at once";
+        static_cast<IObjectWithSite*>(nav.Get())->SetSite(
+            static_cast<IHostApplication*>(host.Get()));
+        EXPECT_EQ(host->calls, std::vector<std::string>{"Advise"})
+            << "the site's view events are followed at once";
         host->calls.clear();
     }
     void TearDown() override { static_cast<IObjectWithSite*>(nav.Get())->SetSite(nullptr); }
@@ -74,7 +76,9 @@ TEST_F(Navigator, AViewAlongTheLockedUpAxisIsRefused) {
     host->upLocked = 1; // up is (0, 1, 0): Y is locked
     FullViewInfo r = view(0, -2, 0, 0x212);
     EXPECT_EQ(nav->SetViewInfo(&r), S_FALSE);
-    EXPECT_EQ(host->messages, std::vector<std::string>{"Unable to apply this view based on the currently locked up vector."});
+    EXPECT_EQ(host->messages,
+              std::vector<std::string>{
+                  "Unable to apply this view based on the currently locked up vector."});
     EXPECT_TRUE(host->calls.empty()) << "the camera is not touched";
 
     r = view(0.0001f, 1, 0, 0x2);
@@ -92,11 +96,11 @@ TEST_F(Navigator, ChangeBitsChooseWhatTheFrameApplies) {
     };
     // Points from (1, 2, 3) to (1, 2, 13): distance 10; view (1, 0, 0).
     const Case cases[] = {
-        {0x20 | 0x4, {1, 2, 3}, {1, 2, 13}},     // from and at
-        {0x20 | 0x2, {1, 2, 3}, {11, 2, 3}},     // from, then along the view at the points' distance
-        {0x2, {-10, 0, 0}, {0, 0, 0}},           // target stays, eye behind it
-        {0x4, {-9, 2, 13}, {1, 2, 13}},          // at, eye behind it
-        {0x0, {0, 0, 100}, {0, 0, 0}},           // nothing but the up vector
+        {0x20 | 0x4, {1, 2, 3}, {1, 2, 13}}, // from and at
+        {0x20 | 0x2, {1, 2, 3}, {11, 2, 3}}, // from, then along the view at the points' distance
+        {0x2, {-10, 0, 0}, {0, 0, 0}},       // target stays, eye behind it
+        {0x4, {-9, 2, 13}, {1, 2, 13}},      // at, eye behind it
+        {0x0, {0, 0, 100}, {0, 0, 0}},       // nothing but the up vector
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.bits);
@@ -107,7 +111,8 @@ TEST_F(Navigator, ChangeBitsChooseWhatTheFrameApplies) {
         r.pAtVector[0] = 1, r.pAtVector[1] = 2, r.pAtVector[2] = 13;
         r.pUpVector[0] = 0, r.pUpVector[1] = 0, r.pUpVector[2] = 1;
         ASSERT_EQ(nav->SetViewInfo(&r), S_OK);
-        EXPECT_TRUE(near(host->eye, c.eye[0], c.eye[1], c.eye[2])) << host->eye[0] << " " << host->eye[1] << " " << host->eye[2];
+        EXPECT_TRUE(near(host->eye, c.eye[0], c.eye[1], c.eye[2]))
+            << host->eye[0] << " " << host->eye[1] << " " << host->eye[2];
         EXPECT_TRUE(near(host->target, c.target[0], c.target[1], c.target[2]));
         EXPECT_TRUE(near(host->up, 0, 0, 1));
         EXPECT_EQ(nav->alignedAxis()[0], 1) << "the axis the view looks along";
@@ -145,7 +150,8 @@ TEST_F(Navigator, TypeSwitchKeepsClippingAndTheAngle) {
     ASSERT_EQ(nav->SetViewInfo(&r), S_OK);
     EXPECT_FALSE(host->perspective);
     EXPECT_EQ(host->clipping[0], -77.0f);
-    EXPECT_EQ(host->count("SetProjectionClass(persp)"), 1) << "the frame is set on a perspective camera";
+    EXPECT_EQ(host->count("SetProjectionClass(persp)"), 1)
+        << "the frame is set on a perspective camera";
     EXPECT_EQ(host->count("SetClippingMatrix"), 1);
 
     // 0x200 with Perspective: ends perspective at the restored angle.
@@ -195,7 +201,9 @@ TEST_F(Navigator, AxisAlignmentAndTheUpAxisTable) {
     EXPECT_EQ(std::bit_cast<uint32_t>(host->eye[0]), 0x4348845Au) << "eye = -view: x is 200.517";
     EXPECT_EQ(std::bit_cast<uint32_t>(host->eye[1]), 0xC3488CCDu);
     EXPECT_EQ(std::bit_cast<uint32_t>(host->eye[2]), 0x43488CCDu);
-    EXPECT_NEAR(std::sqrt(host->eye[0] * host->eye[0] + host->eye[1] * host->eye[1] + host->eye[2] * host->eye[2]), 347.3, 0.05);
+    EXPECT_NEAR(std::sqrt(host->eye[0] * host->eye[0] + host->eye[1] * host->eye[1] +
+                          host->eye[2] * host->eye[2]),
+                347.3, 0.05);
     ASSERT_EQ(nav->AlignToAxis(NegativeIsometric), S_OK);
     EXPECT_TRUE(near(host->up, 0.40827f, 0.40827f, -0.816475f));
     float u[3], v[3];
@@ -215,14 +223,16 @@ TEST_F(Navigator, SteppedRotationAndTranslation) {
     ASSERT_EQ(nav->SetAngleOfRotation(-45), S_OK);
     ASSERT_EQ(nav->RotateAroundAxis(PositiveZ), S_OK);
     ASSERT_EQ(nav->RotateAroundAxis(NegativeZ), S_OK);
-    EXPECT_EQ(host->calls, (std::vector<std::string>{"RotateCamera(0,0,1,-45)", "Redraw", "RotateCamera(0,0,-1,-45)", "Redraw"}));
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"RotateCamera(0,0,1,-45)", "Redraw",
+                                                     "RotateCamera(0,0,-1,-45)", "Redraw"}));
     EXPECT_TRUE(near(host->eye, 0, 0, 100)) << "the two turns cancel";
 
     host->calls.clear();
     ASSERT_EQ(nav->SetDistOfTranslation(0), S_OK);
     ASSERT_EQ(nav->TranslateAlongAxis(NegativeY), S_OK);
     ASSERT_EQ(nav->TranslateAlongAxisByDist(PositiveX, 2.5f), S_OK);
-    EXPECT_EQ(host->calls, (std::vector<std::string>{"TranslateCamera(0,-0,0)", "Redraw", "TranslateCamera(2.5,0,0)", "Redraw"}));
+    EXPECT_EQ(host->calls, (std::vector<std::string>{"TranslateCamera(0,-0,0)", "Redraw",
+                                                     "TranslateCamera(2.5,0,0)", "Redraw"}));
     EXPECT_TRUE(near(host->target, 2.5f, 0, 0));
 
     host->calls.clear();
@@ -257,7 +267,8 @@ TEST_F(Navigator, ListenersAndCameraEvents) {
     host->eye[0] = 3;
     host->fireCameraChanged(0);
     EXPECT_EQ(a->events, (std::vector<std::string>{"Changed(3)", "PreDraw"}));
-    EXPECT_EQ(quitter->events, std::vector<std::string>{"Changed(3)"}) << "no pre-draw after unregistering";
+    EXPECT_EQ(quitter->events, std::vector<std::string>{"Changed(3)"})
+        << "no pre-draw after unregistering";
 
     // The locked up axis goes to the owner only when it changes.
     host->upLocked = 0;
@@ -320,7 +331,9 @@ TEST_F(StoreAndNavigator, AStoredViewReachesTheHostCamera) {
     static_cast<IObjectWithSite*>(nav.Get())->SetSite(static_cast<IHostApplication*>(host.Get()));
     host->calls.clear();
     ComPtr<IViewManager2> store;
-    ASSERT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())), S_OK);
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK);
     ASSERT_EQ(store->BindViewNavigator(nav.Get()), S_OK);
 
     EXPECT_EQ(store->ApplyDefaultView(), S_FALSE);

@@ -10,7 +10,9 @@ TEST(ViewRecord, FreshRecordHoldsTheDefaults) {
     EXPECT_EQ(r.pUpVector[1], 0.0f);
     EXPECT_EQ(r.pViewVector[2], 1.0f);
     EXPECT_EQ(r.cameraType, Perspective);
-    EXPECT_EQ(r.pFromVector[0] + r.pFromVector[1] + r.pFromVector[2] + r.pAtVector[0] + r.pAtVector[1] + r.pAtVector[2], 0.0f);
+    EXPECT_EQ(r.pFromVector[0] + r.pFromVector[1] + r.pFromVector[2] + r.pAtVector[0] +
+                  r.pAtVector[1] + r.pAtVector[2],
+              0.0f);
     EXPECT_EQ(r.viewAngle, 28.0f);
     EXPECT_EQ(r.iViewIndex, -1);
     EXPECT_EQ(r.iChangeBits, 0x212);
@@ -50,7 +52,8 @@ TEST(ViewRecord, ComparisonReportsTheFirstDifferenceTheChangeBitsAllow) {
     EXPECT_EQ(msg, "View Vector MisMatch");
     b.pUpVector[1] = 1.0f;
     EXPECT_FALSE(krav::CompareViewInfo(a, b, &msg));
-    EXPECT_EQ(msg, "Up Vector MisMatch") << "up vector is checked before the view vector of the same component";
+    EXPECT_EQ(msg, "Up Vector MisMatch")
+        << "up vector is checked before the view vector of the same component";
 
     // Look-from points count only when both records have them and both words carry 0x20.
     b = FullViewInfo();
@@ -87,7 +90,8 @@ TEST(ViewRecord, NameEncodingKeepsBackslashesOutAndRoundTrips) {
     std::mt19937 rng(7);
     for (size_t n : {1u, 2u, 3u, 44u, 45u, 46u, 90u, 91u, 300u}) {
         std::string in(n, '\0');
-        for (char& c : in) c = static_cast<char>(rng());
+        for (char& c : in)
+            c = static_cast<char>(rng());
         const int len = krav::s_encode(in, enc);
         EXPECT_EQ(static_cast<size_t>(len), (n + 44) / 45 + (n + 2) / 3 * 4) << n;
         EXPECT_EQ(enc.find('\\'), std::string::npos);

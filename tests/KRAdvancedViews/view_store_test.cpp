@@ -1,8 +1,8 @@
 #include <bit>
 #include <cstring>
 
-#include "RecordingSink.h"
 #include "ComTest.h"
+#include "RecordingSink.h"
 #include "TempHive.h"
 #include "ViewInfo.h"
 #include "ViewManager.h"
@@ -26,7 +26,9 @@ struct Store {
 Store start() {
     Store s;
     IUnknown* unk = nullptr;
-    EXPECT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IUnknown, reinterpret_cast<void**>(&unk)), S_OK);
+    EXPECT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IUnknown,
+                                                     reinterpret_cast<void**>(&unk)),
+              S_OK);
     unk->QueryInterface(IID_IViewManager2, reinterpret_cast<void**>(s.api.GetAddressOf()));
     unk->Release();
     s.impl = static_cast<CViewManager*>(s.api.Get());
@@ -59,7 +61,9 @@ std::vector<std::string> subkeysOf(const char* path) {
     return out;
 }
 
-std::vector<std::string> named(std::initializer_list<const char*> names) { return {names.begin(), names.end()}; }
+std::vector<std::string> named(std::initializer_list<const char*> names) {
+    return {names.begin(), names.end()};
+}
 
 FullViewInfo record(int index = -1) {
     FullViewInfo r;
@@ -75,7 +79,8 @@ class ViewStore : public zul::test::TempHiveTest {};
 TEST_F(ViewStore, FirstStartSeedsTheEightStandardViewsBitForBit) {
     Store s = start();
     EXPECT_EQ(s.impl->startStatus(), S_FALSE);
-    EXPECT_EQ(s.impl->slots(), named({"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"}));
+    EXPECT_EQ(s.impl->slots(),
+              named({"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric", "-Isometric"}));
 
     struct Expect {
         const char* name;
@@ -118,7 +123,8 @@ TEST_F(ViewStore, FirstStartSeedsTheEightStandardViewsBitForBit) {
         EXPECT_EQ(type, 0u);
         EXPECT_EQ(reg.GetBOOL("Has At And From", has), 0);
         EXPECT_EQ(has, 0);
-        EXPECT_EQ(reg.GetFloat("FromPoint X", from), ERROR_FILE_NOT_FOUND) << "no points without the flag";
+        EXPECT_EQ(reg.GetFloat("FromPoint X", from), ERROR_FILE_NOT_FOUND)
+            << "no points without the flag";
         EXPECT_EQ(reg.GetFloat("FOV", fov), 0);
         EXPECT_EQ(fov, 28.0f);
         EXPECT_EQ(reg.GetInt("Change Bits", bits), 0);
@@ -128,7 +134,8 @@ TEST_F(ViewStore, FirstStartSeedsTheEightStandardViewsBitForBit) {
     EXPECT_EQ(s.api->GetDefaultView(&def), E_FAIL) << "no view is the default";
 
     // A later start with views present seeds nothing, even with the standard ones gone.
-    for (const char* n : {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric"}) ASSERT_EQ(s.api->DestroyViewExt(n), S_OK);
+    for (const char* n : {"+X", "+Y", "+Z", "-X", "-Y", "-Z", "+Isometric"})
+        ASSERT_EQ(s.api->DestroyViewExt(n), S_OK);
     s = Store{};
     Store again = start();
     EXPECT_EQ(again.impl->startStatus(), S_OK);
@@ -191,8 +198,8 @@ TEST_F(ViewStore, OperationsStatusesAndNotificationOrder) {
     EXPECT_EQ(s.api->EndBatchViewEdit(), S_OK);
 
     const std::vector<std::string> expected = {
-        "Created(A)",         "PreEdit(A)",    "Edited(A)",      "Renamed(A,B)", "PreDestroy(B)", "Destroyed(B)",
-        "PreDestroy(B)",      "Destroyed(B)",  "BatchBegin()",   "BatchEnd()"};
+        "Created(A)",   "PreEdit(A)",    "Edited(A)",    "Renamed(A,B)", "PreDestroy(B)",
+        "Destroyed(B)", "PreDestroy(B)", "Destroyed(B)", "BatchBegin()", "BatchEnd()"};
     EXPECT_EQ(first->events, expected);
     EXPECT_EQ(last->events, expected) << "the quitter did not disturb delivery to the one after it";
     EXPECT_EQ(quitter->events, std::vector<std::string>{"Created(A)"});
@@ -236,7 +243,7 @@ TEST_F(ViewStore, IndexAssignmentFollowsTheSlotTable) {
     s.impl->_ensureUniqueViewIndex(i);
     EXPECT_EQ(i, 2);
     ASSERT_EQ(s.api->DestroyViewExt("c"), S_OK); // (a, -, -, -)
-    i = 4; // the last slot is never taken by request
+    i = 4;                                       // the last slot is never taken by request
     s.impl->_ensureUniqueViewIndex(i);
     EXPECT_EQ(i, 2);
 }
@@ -251,7 +258,8 @@ TEST_F(ViewStore, StartUpRepairsIndicesAndSkipsWhatIsNotAView) {
     writeKey("Huge", "huge", 5000);
     Store s = start();
     EXPECT_EQ(s.impl->startStatus(), S_OK);
-    // Enumeration order (upper case): HUGE, NEGATIVE, NOINDEX, NONAME, VIEW_0003, VIEW_0003_DUP, ZERO.
+    // Enumeration order (upper case): HUGE, NEGATIVE, NOINDEX, NONAME, VIEW_0003, VIEW_0003_DUP,
+    // ZERO.
     EXPECT_EQ(s.impl->slots(), named({"huge", "negative", "first", "second", "zero", "", ""}))
         << "the table is sized to the number of subkeys";
     FullViewInfo r;
@@ -270,13 +278,15 @@ TEST_F(ViewStore, ViewsUnderTheOlderKeyMoveExactlyOnce) {
         krav::s_encode(name, key);
         CRegHelper reg(("KRAdvancedViews\\" + key).c_str(), RegPathUserSettings);
         const float zero = 0, one = 1, fov = 33;
-        for (const char* v : {"UpVector X", "UpVector Y", "ViewVector X", "ViewVector Y"}) reg.SetBytes(v, &zero, 4);
+        for (const char* v : {"UpVector X", "UpVector Y", "ViewVector X", "ViewVector Y"})
+            reg.SetBytes(v, &zero, 4);
         reg.SetBytes("UpVector Z", &upZ, 4);
         reg.SetBytes("ViewVector Z", &one, 4);
         reg.SetDWORD("Index", index);
         reg.SetDWORD("Camera Type", 0);
         const float p = points ? 2.0f : 0.0f;
-        for (const char* v : {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X", "AtPoint Y", "AtPoint Z"})
+        for (const char* v :
+             {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X", "AtPoint Y", "AtPoint Z"})
             reg.SetBytes(v, &p, 4);
         reg.SetBytes("FOV", &fov, 4);
         const int bits = 0x202;
@@ -360,7 +370,8 @@ TEST_F(ViewStore, NeverMoreThan128Views) {
     Store s = start();
     {
         zul::registry::Transaction tx; // one commit for the set-up
-        for (int i = 9; i <= kMaxViews; ++i) ASSERT_EQ(s.api->CreateViewInfo(("V" + std::to_string(i)).c_str(), record()), S_OK);
+        for (int i = 9; i <= kMaxViews; ++i)
+            ASSERT_EQ(s.api->CreateViewInfo(("V" + std::to_string(i)).c_str(), record()), S_OK);
         ASSERT_EQ(tx.commit(), ERROR_SUCCESS);
     }
     ComPtr<CRecordingSink> sink = make<CRecordingSink, IViewManagerSink>();
@@ -410,7 +421,8 @@ TEST_F(ViewStore, EditsAndRenamesLeaveExactlyTheNewRecord) {
     std::string name;
     ASSERT_EQ(reg.GetString("View Name", name), 0);
     EXPECT_EQ(name, "P");
-    EXPECT_EQ(reg.GetFloat("FromPoint X", x), ERROR_FILE_NOT_FOUND) << "no point survives an edit that drops them";
+    EXPECT_EQ(reg.GetFloat("FromPoint X", x), ERROR_FILE_NOT_FOUND)
+        << "no point survives an edit that drops them";
 
     ASSERT_EQ(s.api->RenameViewExt("P", "Q"), S_OK);
     EXPECT_EQ(subkeysOf("Software\\ZUL\\KRAdvancedViews2").size(), keys);
@@ -434,8 +446,10 @@ TEST_F(ViewStore, AnEditWithANullPointIsRefusedAndChangesNothing) {
     FullViewInfo before;
     ASSERT_EQ(s.api->GetViewInfo("+X", &before), S_OK);
     float up[3] = {0, 0, 1}, view[3] = {0, 1, 0}, point[3] = {1, 2, 3};
-    EXPECT_EQ(s.api->EditViewExt("+X", up, view, Perspective, 1, nullptr, point, 40, 0x22), E_INVALIDARG);
-    EXPECT_EQ(s.api->EditViewExt("+X", up, view, Perspective, 1, point, nullptr, 40, 0x22), E_INVALIDARG);
+    EXPECT_EQ(s.api->EditViewExt("+X", up, view, Perspective, 1, nullptr, point, 40, 0x22),
+              E_INVALIDARG);
+    EXPECT_EQ(s.api->EditViewExt("+X", up, view, Perspective, 1, point, nullptr, 40, 0x22),
+              E_INVALIDARG);
     FullViewInfo after;
     ASSERT_EQ(s.api->GetViewInfo("+X", &after), S_OK);
     EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0) << "nothing written";

@@ -20,7 +20,8 @@ using zul::test::utf16le;
 
 std::string record(const std::string& name) {
     return "Name:" + name +
-           "\nUp:0 0 1\nView:1 0 0\nType:1\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:30\nHasAtAndFrom:0\nChange:530\n";
+           "\nUp:0 0 1\nView:1 0 0\nType:1\nNum:1\nFrom:0 0 0\nAt:0 0 "
+           "0\nFov:30\nHasAtAndFrom:0\nChange:530\n";
 }
 
 const std::string kHeader = "KRAdvancedViews Persistence File\n2\n";
@@ -29,8 +30,8 @@ class BadInput : public zul::test::TempHiveTest {
 protected:
     void SetUp() override {
         TempHiveTest::SetUp();
-        ASSERT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
-                                                         reinterpret_cast<void**>(store.GetAddressOf())),
+        ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                      nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
                   S_OK);
     }
     std::string names() {
@@ -59,19 +60,25 @@ TEST_F(BadInput, DamagedViewFiles) {
     } cases[] = {
         {"empty file", "", TextFile, E_FAIL, ""},
         {"byte-order mark alone", "\xFF\xFE", TextFile, E_FAIL, ""},
-        {"wrong header", utf16le("KRAdvancedViews Persistence FILE\n2\n" + record("W")), TextFile, E_FAIL, ""},
-        {"version 3", utf16le("KRAdvancedViews Persistence File\n3\n" + record("V3")), TextFile, E_FAIL, ""},
-        {"8-bit version 3", "KRAdvancedViews Persistence File\n3\n" + record("V3"), TextFile, E_FAIL, ""},
+        {"wrong header", utf16le("KRAdvancedViews Persistence FILE\n2\n" + record("W")), TextFile,
+         E_FAIL, ""},
+        {"version 3", utf16le("KRAdvancedViews Persistence File\n3\n" + record("V3")), TextFile,
+         E_FAIL, ""},
+        {"8-bit version 3", "KRAdvancedViews Persistence File\n3\n" + record("V3"), TextFile,
+         E_FAIL, ""},
         {"empty registry file", "", RegistryFile, E_FAIL, ""},
         {"odd-length UTF-16", utf16le(kHeader + record("Odd")) + "\x41", TextFile, S_OK, "Odd;"},
         {"line of 1023", kHeader + record(std::string(1018, 'a')), TextFile, S_OK, nullptr},
         {"line of 1024", kHeader + record(std::string(1019, 'b')), TextFile, S_OK, ""},
         {"line of 5000", kHeader + record(longName) + record("After"), TextFile, S_OK, ""},
-        {"UTF-16 line of 5000", utf16le(kHeader + record(longName) + record("After")), TextFile, S_OK, ""},
+        {"UTF-16 line of 5000", utf16le(kHeader + record(longName) + record("After")), TextFile,
+         S_OK, ""},
         // The line is text up to its NUL, as the reader converts it.
-        {"NUL in a name", utf16le(kHeader + record(std::string("Nu\0ll", 5))), TextFile, S_OK, "Nu;"},
-        {"unpaired surrogate", utf16le(kHeader + "Name:A") + std::string("\x00\xD8", 2) +
-                                   utf16le("B" + record("").substr(5) + record("After")).substr(2),
+        {"NUL in a name", utf16le(kHeader + record(std::string("Nu\0ll", 5))), TextFile, S_OK,
+         "Nu;"},
+        {"unpaired surrogate",
+         utf16le(kHeader + "Name:A") + std::string("\x00\xD8", 2) +
+             utf16le("B" + record("").substr(5) + record("After")).substr(2),
          TextFile, S_OK, ""},
     };
     for (const Case& c : cases) {
@@ -85,7 +92,8 @@ TEST_F(BadInput, DamagedViewFiles) {
         if (FAILED(c.expected)) {
             EXPECT_EQ(readFile(userHive_), hiveBefore);
         }
-        for (const char* n : {"After", "Odd", "Nu"}) store->DestroyViewExt(n);
+        for (const char* n : {"After", "Odd", "Nu"})
+            store->DestroyViewExt(n);
         if (!c.added) store->DestroyViewExt(std::string(1018, 'a').c_str());
         EXPECT_EQ(names(), namesBefore);
     }
@@ -99,7 +107,8 @@ TEST_F(BadInput, HundredMegabyteFile) {
         std::ofstream out(path, std::ios::binary);
         out << kHeader << "Name:";
         const std::string block(1 << 20, 'x');
-        for (int i = 0; i < 100; ++i) out << block;
+        for (int i = 0; i < 100; ++i)
+            out << block;
     }
     const std::string namesBefore = names();
     const auto start = std::chrono::steady_clock::now();
@@ -121,11 +130,12 @@ TEST_F(BadInput, ExtremeNames) {
         FullViewInfo back;
         ASSERT_EQ(store->GetViewInfo(name.c_str(), &back), S_OK);
         EXPECT_EQ(back.viewAngle, 12.5f);
-        EXPECT_EQ(store->GetViewInfo(name.substr(0, length - 1).c_str(), &back), S_FALSE) << "no prefix matches";
+        EXPECT_EQ(store->GetViewInfo(name.substr(0, length - 1).c_str(), &back), S_FALSE)
+            << "no prefix matches";
         {
             ComPtr<IViewManager2> restarted;
-            zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
-                                                   reinterpret_cast<void**>(restarted.GetAddressOf()));
+            zul::com::createInstance<CViewManager>(
+                nullptr, IID_IViewManager2, reinterpret_cast<void**>(restarted.GetAddressOf()));
             EXPECT_EQ(restarted->GetViewInfo(name.c_str(), &back), S_OK) << "a new start finds it";
         }
         ASSERT_EQ(store->RenameViewExt(name.c_str(), renamed.c_str()), S_OK);

@@ -47,7 +47,8 @@ Op parseOp(std::istream& in) {
 
 zul::com::ComPtr<IViewManager2> startStore() {
     zul::com::ComPtr<IViewManager2> s;
-    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(s.GetAddressOf()));
+    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
+                                           reinterpret_cast<void**>(s.GetAddressOf()));
     return s;
 }
 
@@ -131,7 +132,8 @@ TEST_F(ConcurrentHosts, TwoStoresOnOneHiveActAsSomeSerialOrder) {
         int status = 0;
         ASSERT_EQ(::waitpid(pid, &status, 0), pid);
         ASSERT_TRUE(WIFEXITED(status));
-        ASSERT_EQ(WEXITSTATUS(status), 0) << "a host failed (6, 7: the counter, 8: a store operation)";
+        ASSERT_EQ(WEXITSTATUS(status), 0)
+            << "a host failed (6, 7: the counter, 8: a store operation)";
     }
 
     EXPECT_EQ(zul::test::hiveIntegrity(userHive_), "ok");
@@ -153,7 +155,8 @@ TEST_F(ConcurrentHosts, TwoStoresOnOneHiveActAsSomeSerialOrder) {
             const Op op = parseOp(fields);
             HRESULT hr = E_FAIL;
             fields >> hr;
-            EXPECT_TRUE(history.emplace(seq, Entry{host, op, hr}).second) << "order " << seq << " twice";
+            EXPECT_TRUE(history.emplace(seq, Entry{host, op, hr}).second)
+                << "order " << seq << " twice";
         }
     }
     ASSERT_EQ(history.size(), static_cast<size_t>(2 * ops));
@@ -181,8 +184,8 @@ TEST_F(ConcurrentHosts, TwoStoresOnOneHiveActAsSomeSerialOrder) {
         const HRESULT hr = numbered(stores[entry.host].Get(), entry.op, replaySeq);
         EXPECT_EQ(replaySeq, static_cast<DWORD>(seq));
         if (hr != entry.hr && ++mismatches <= 5)
-            ADD_FAILURE() << "operation " << seq << " (" << opText(entry.op) << ") gave " << hr << " in the replay, "
-                          << entry.hr << " when it ran";
+            ADD_FAILURE() << "operation " << seq << " (" << opText(entry.op) << ") gave " << hr
+                          << " in the replay, " << entry.hr << " when it ran";
     }
     EXPECT_EQ(storeExport(), concurrent) << "the hive is not the result of the serial order";
     std::printf("concurrent hosts: %d operations each, %d results differed\n", ops, mismatches);

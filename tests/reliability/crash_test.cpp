@@ -30,10 +30,12 @@
 
 namespace {
 
-constexpr int kPool = 20;      // names N0..N19
+constexpr int kPool = 20;       // names N0..N19
 constexpr int kLoadViews = 128; // L0..L127 in the load file: a store's worth
 
-std::string poolName(int i) { return "N" + std::to_string(i); }
+std::string poolName(int i) {
+    return "N" + std::to_string(i);
+}
 
 // A create adds its view while the store has room; a full store refuses it.
 void createModel(std::set<std::string>& names, const std::string& name) {
@@ -51,7 +53,8 @@ void loadModel(std::set<std::string>& names) {
 
 zul::com::ComPtr<IViewManager2> startStore() {
     zul::com::ComPtr<IViewManager2> s;
-    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2, reinterpret_cast<void**>(s.GetAddressOf()));
+    zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
+                                           reinterpret_cast<void**>(s.GetAddressOf()));
     return s;
 }
 
@@ -70,7 +73,8 @@ zul::com::ComPtr<IViewManager2> startStore() {
         const int op = static_cast<int>(rng() % 6);
         const std::string a = poolName(static_cast<int>(rng() % kPool));
         const std::string b = poolName(static_cast<int>(rng() % kPool));
-        std::string any = names.empty() ? a : *std::next(names.begin(), static_cast<long>(rng() % names.size()));
+        std::string any =
+            names.empty() ? a : *std::next(names.begin(), static_cast<long>(rng() % names.size()));
         FullViewInfo info;
         info.viewAngle = static_cast<float>(rng() % 90);
         info.bHasFromAndAt = static_cast<BOOL>(rng() % 2);
@@ -128,9 +132,12 @@ void applyOp(std::set<std::string>& names, const std::string& line) {
     std::istringstream in(line);
     std::string op, a, b;
     in >> op >> a >> b;
-    if (op == "create") createModel(names, a);
-    else if (op == "rename") names.erase(a), names.insert(b);
-    else if (op == "delete") names.erase(a);
+    if (op == "create")
+        createModel(names, a);
+    else if (op == "rename")
+        names.erase(a), names.insert(b);
+    else if (op == "delete")
+        names.erase(a);
     else if (op == "load")
         loadModel(names);
 }
@@ -139,7 +146,9 @@ void applyOp(std::set<std::string>& names, const std::string& line) {
 std::string halfWrittenViews() {
     std::string bad;
     HKEY base = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &base) != 0) return bad;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &base) !=
+        0)
+        return bad;
     char sub[256];
     for (DWORD i = 0;; ++i) {
         DWORD cch = sizeof sub;
@@ -151,12 +160,15 @@ std::string halfWrittenViews() {
         BOOL has = 0;
         float f = 0;
         bool ok = reg.GetString("View Name", name) == 0 && reg.GetInt("Index", index) == 0 &&
-                  reg.GetDWORD("Camera Type", type) == 0 && reg.GetBOOL("Has At And From", has) == 0 &&
-                  reg.GetFloat("FOV", f) == 0 && reg.GetInt("Change Bits", bits) == 0;
-        for (const char* v : {"UpVector X", "UpVector Y", "UpVector Z", "ViewVector X", "ViewVector Y", "ViewVector Z"})
+                  reg.GetDWORD("Camera Type", type) == 0 &&
+                  reg.GetBOOL("Has At And From", has) == 0 && reg.GetFloat("FOV", f) == 0 &&
+                  reg.GetInt("Change Bits", bits) == 0;
+        for (const char* v : {"UpVector X", "UpVector Y", "UpVector Z", "ViewVector X",
+                              "ViewVector Y", "ViewVector Z"})
             ok = ok && reg.GetFloat(v, f) == 0;
         if (has)
-            for (const char* v : {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X", "AtPoint Y", "AtPoint Z"})
+            for (const char* v : {"FromPoint X", "FromPoint Y", "FromPoint Z", "AtPoint X",
+                                  "AtPoint Y", "AtPoint Z"})
                 ok = ok && reg.GetFloat(v, f) == 0;
         if (!ok) bad += std::string(sub) + " ";
     }
@@ -167,10 +179,11 @@ std::string halfWrittenViews() {
 // How many view keys the store's key holds.
 DWORD storedViewKeys() {
     HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &key) != 0) return 0;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &key) != 0)
+        return 0;
     DWORD count = 0;
-    RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                     nullptr);
+    RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &count, nullptr, nullptr, nullptr, nullptr,
+                     nullptr, nullptr, nullptr);
     RegCloseKey(key);
     return count;
 }
@@ -186,7 +199,8 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
     {
         std::string text = "KRAdvancedViews Persistence File\n2\n";
         for (int i = 0; i < kLoadViews; ++i)
-            text += "Name:L" + std::to_string(i) + "\nUp:0 0 1\nView:1 0 0\nType:1\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
+            text += "Name:L" + std::to_string(i) +
+                    "\nUp:0 0 1\nView:1 0 0\nType:1\nNum:1\nFrom:0 0 0\nAt:0 0 0\n"
                     "Fov:30\nHasAtAndFrom:0\nChange:530\n";
         writeFile(loadFile, text);
     }
@@ -214,12 +228,14 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
         ::kill(child, SIGKILL);
         int status = 0;
         ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status)) << "the child stopped by itself: exit " << WEXITSTATUS(status);
+        ASSERT_TRUE(WIFSIGNALED(status))
+            << "the child stopped by itself: exit " << WEXITSTATUS(status);
 
         std::string reported;
         char buf[4096];
         ssize_t n;
-        while ((n = ::read(fds[0], buf, sizeof buf)) > 0) reported.append(buf, static_cast<size_t>(n));
+        while ((n = ::read(fds[0], buf, sizeof buf)) > 0)
+            reported.append(buf, static_cast<size_t>(n));
         ::close(fds[0]);
         std::istringstream lines(reported);
         std::string line, pending;
@@ -267,13 +283,15 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
             // The operation in flight may have landed just before the kill.
             std::set<std::string> withPending = model;
             applyOp(withPending, pending);
-            ASSERT_EQ(stored, withPending) << "stored state is neither before nor after the operation in flight";
+            ASSERT_EQ(stored, withPending)
+                << "stored state is neither before nor after the operation in flight";
             model = withPending;
             ++inFlightLanded;
         }
         // Loads are whole: the load file's views are all there or none is new.
         store.Reset();
     }
-    std::printf("crash consistency: %d kills, %d operations completed, %d in-flight operations had landed\n", runs,
-                completed, inFlightLanded);
+    std::printf("crash consistency: %d kills, %d operations completed, %d in-flight operations had "
+                "landed\n",
+                runs, completed, inFlightLanded);
 }

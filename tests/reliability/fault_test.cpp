@@ -67,20 +67,30 @@ struct FaultVfs {
         methods.xWrite = [](sqlite3_file* f, const void* p, int n, sqlite3_int64 o) {
             return fault() ? SQLITE_IOERR_WRITE : inner(f)->pMethods->xWrite(inner(f), p, n, o);
         };
-        methods.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) { return inner(f)->pMethods->xTruncate(inner(f), n); };
+        methods.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) {
+            return inner(f)->pMethods->xTruncate(inner(f), n);
+        };
         methods.xSync = [](sqlite3_file* f, int flags) {
             return fault() ? SQLITE_IOERR_FSYNC : inner(f)->pMethods->xSync(inner(f), flags);
         };
-        methods.xFileSize = [](sqlite3_file* f, sqlite3_int64* n) { return inner(f)->pMethods->xFileSize(inner(f), n); };
-        methods.xLock = [](sqlite3_file* f, int l) { return inner(f)->pMethods->xLock(inner(f), l); };
-        methods.xUnlock = [](sqlite3_file* f, int l) { return inner(f)->pMethods->xUnlock(inner(f), l); };
+        methods.xFileSize = [](sqlite3_file* f, sqlite3_int64* n) {
+            return inner(f)->pMethods->xFileSize(inner(f), n);
+        };
+        methods.xLock = [](sqlite3_file* f, int l) {
+            return inner(f)->pMethods->xLock(inner(f), l);
+        };
+        methods.xUnlock = [](sqlite3_file* f, int l) {
+            return inner(f)->pMethods->xUnlock(inner(f), l);
+        };
         methods.xCheckReservedLock = [](sqlite3_file* f, int* r) {
             return inner(f)->pMethods->xCheckReservedLock(inner(f), r);
         };
         methods.xFileControl = [](sqlite3_file* f, int op, void* a) {
             return inner(f)->pMethods->xFileControl(inner(f), op, a);
         };
-        methods.xSectorSize = [](sqlite3_file* f) { return inner(f)->pMethods->xSectorSize(inner(f)); };
+        methods.xSectorSize = [](sqlite3_file* f) {
+            return inner(f)->pMethods->xSectorSize(inner(f));
+        };
         methods.xDeviceCharacteristics = [](sqlite3_file* f) {
             return inner(f)->pMethods->xDeviceCharacteristics(inner(f));
         };
@@ -135,21 +145,25 @@ protected:
 
 TEST_F(FaultInjection, EveryStoreOperationIsAllOrNothing) {
     zul::com::ComPtr<IViewManager2> store;
-    ASSERT_EQ(zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
-                                                     reinterpret_cast<void**>(store.GetAddressOf())),
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
               S_OK);
     FullViewInfo info;
     info.viewAngle = 33;
     const std::string file = (dir_ / "views.qjv").string();
     ASSERT_EQ(store->SaveViewsExt(file.c_str(), TextFile), S_OK);
     int faults = 0;
-    faults += faultEveryStep("create", store.Get(), [&] { return store->CreateViewInfo("New", info); });
+    faults +=
+        faultEveryStep("create", store.Get(), [&] { return store->CreateViewInfo("New", info); });
     info.viewAngle = 44;
     faults += faultEveryStep("edit", store.Get(), [&] { return store->EditViewInfo("+X", info); });
-    faults += faultEveryStep("rename", store.Get(), [&] { return store->RenameViewExt("+Y", "Renamed"); });
+    faults += faultEveryStep("rename", store.Get(),
+                             [&] { return store->RenameViewExt("+Y", "Renamed"); });
     faults += faultEveryStep("delete", store.Get(), [&] { return store->DestroyViewExt("+Z"); });
-    faults += faultEveryStep("set default", store.Get(), [&] { return store->SetDefaultView("-X"); });
-    faults += faultEveryStep("load", store.Get(), [&] { return store->LoadViewsExt(file.c_str(), TextFile); });
+    faults +=
+        faultEveryStep("set default", store.Get(), [&] { return store->SetDefaultView("-X"); });
+    faults += faultEveryStep("load", store.Get(),
+                             [&] { return store->LoadViewsExt(file.c_str(), TextFile); });
     EXPECT_GT(faults, 6) << "every operation met at least one fault";
     std::printf("faulted attempts: %d\n", faults);
 }

@@ -11,7 +11,9 @@ int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        const char* var = arg == "--runs" ? "KRAV_CRASH_RUNS" : arg == "--ops" ? "KRAV_CONCURRENT_OPS" : nullptr;
+        const char* var = arg == "--runs"  ? "KRAV_CRASH_RUNS"
+                          : arg == "--ops" ? "KRAV_CONCURRENT_OPS"
+                                           : nullptr;
         if (!var || i + 1 >= argc || std::atoi(argv[i + 1]) <= 0) {
             std::fprintf(stderr, "usage: %s [gtest flags] [--runs N] [--ops N]\n", argv[0]);
             return 2;

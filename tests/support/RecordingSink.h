@@ -21,10 +21,18 @@ public:
     std::vector<std::string> events;
     std::function<void(const std::string&)> onEvent; // runs after recording
 
-    HRESULT STDMETHODCALLTYPE NotifyViewCreated(const char* n) override { return note("Created", n); }
-    HRESULT STDMETHODCALLTYPE NotifyViewPreDestroy(const char* n) override { return note("PreDestroy", n); }
-    HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char* n) override { return note("Destroyed", n); }
-    HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char* n) override { return note("PreEdit", n); }
+    HRESULT STDMETHODCALLTYPE NotifyViewCreated(const char* n) override {
+        return note("Created", n);
+    }
+    HRESULT STDMETHODCALLTYPE NotifyViewPreDestroy(const char* n) override {
+        return note("PreDestroy", n);
+    }
+    HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char* n) override {
+        return note("Destroyed", n);
+    }
+    HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char* n) override {
+        return note("PreEdit", n);
+    }
     HRESULT STDMETHODCALLTYPE NotifyViewEdited(const char* n) override { return note("Edited", n); }
     HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* o, const char* n) override {
         return note("Renamed", std::string(o) + "," + n);
@@ -53,7 +61,8 @@ public:
     HRESULT result = S_OK;
 
     HRESULT STDMETHODCALLTYPE SetView(float*, float*, CameraTypeEnum) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetViewExt(float*, float*, CameraTypeEnum, float*, float*, float, int) override {
+    HRESULT STDMETHODCALLTYPE SetViewExt(float*, float*, CameraTypeEnum, float*, float*, float,
+                                         int) override {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE SetViewInfo(FullViewInfo* info) override {
@@ -62,16 +71,24 @@ public:
     }
     HRESULT STDMETHODCALLTYPE GetViewInfo(FullViewInfo*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE AlignToAxis(AxisEnum) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum, AxisEnum) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum, AxisEnum*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum, AxisEnum) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum, AxisEnum*) override {
+        return E_NOTIMPL;
+    }
     HRESULT STDMETHODCALLTYPE SetAngleOfRotation(float) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetAngleOfRotation(float*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE SetDistOfTranslation(float) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetDistOfTranslation(float*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE RotateAroundAxis(AxisEnum) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE RotateAroundAxisByAngle(AxisEnum, float) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RotateAroundAxisByAngle(AxisEnum, float) override {
+        return E_NOTIMPL;
+    }
     HRESULT STDMETHODCALLTYPE TranslateAlongAxis(AxisEnum) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE TranslateAlongAxisByDist(AxisEnum, float) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE TranslateAlongAxisByDist(AxisEnum, float) override {
+        return E_NOTIMPL;
+    }
     HRESULT STDMETHODCALLTYPE RegisterInterest(IViewNavigatorSink*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewNavigatorSink*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE RefreshView() override { return E_NOTIMPL; }

@@ -8,14 +8,17 @@
 #include <string>
 #include <vector>
 
+#include "RecordingViewer.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
-#include "RecordingViewer.h"
 
 namespace krav::test {
 
-class CRecordingStore : public zul::com::ObjectRoot, public zul::test::CallLog, public IViewManager2, public IObjectWithSite {
+class CRecordingStore : public zul::com::ObjectRoot,
+                        public zul::test::CallLog,
+                        public IViewManager2,
+                        public IObjectWithSite {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CRecordingStore)
     ZUL_INTERFACE_ENTRY(IViewManager2)
@@ -28,21 +31,25 @@ public:
 
     CRecordingStore() {
         IViewManager2* store = nullptr;
-        zul::com::createInstance<CViewManager>(nullptr, zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(&store));
+        zul::com::createInstance<CViewManager>(nullptr, zul::com::iidOf<IViewManager2>(),
+                                               reinterpret_cast<void**>(&store));
         real.Attach(static_cast<CViewManager*>(store));
     }
     static std::string s(const char* p) { return p ? p : "(null)"; }
 
     // IViewManager
-    HRESULT STDMETHODCALLTYPE CreateView(const char* n, float u[3], float v[3], CameraTypeEnum t, int i) override {
+    HRESULT STDMETHODCALLTYPE CreateView(const char* n, float u[3], float v[3], CameraTypeEnum t,
+                                         int i) override {
         record("CreateView(" + s(n) + ")");
         return real->CreateView(n, u, v, t, i);
     }
-    HRESULT STDMETHODCALLTYPE EditView(const char* n, float u[3], float v[3], CameraTypeEnum t, int i) override {
+    HRESULT STDMETHODCALLTYPE EditView(const char* n, float u[3], float v[3], CameraTypeEnum t,
+                                       int i) override {
         record("EditView(" + s(n) + ")");
         return real->EditView(n, u, v, t, i);
     }
-    HRESULT STDMETHODCALLTYPE GetView(const char* n, float u[3], float v[3], CameraTypeEnum* t, int* i) override {
+    HRESULT STDMETHODCALLTYPE GetView(const char* n, float u[3], float v[3], CameraTypeEnum* t,
+                                      int* i) override {
         return real->GetView(n, u, v, t, i);
     }
     HRESULT STDMETHODCALLTYPE DestroyView(const char* n) override {
@@ -74,7 +81,9 @@ public:
         record("EditViewInfo(" + s(n) + "," + std::to_string(i.iViewIndex) + ")");
         return real->EditViewInfo(n, i);
     }
-    HRESULT STDMETHODCALLTYPE GetViewInfo(const char* n, FullViewInfo* i) override { return real->GetViewInfo(n, i); }
+    HRESULT STDMETHODCALLTYPE GetViewInfo(const char* n, FullViewInfo* i) override {
+        return real->GetViewInfo(n, i);
+    }
     HRESULT STDMETHODCALLTYPE DestroyViewExt(const char* n) override {
         record("DestroyViewExt(" + s(n) + ")");
         return real->DestroyViewExt(n);
@@ -83,22 +92,28 @@ public:
         record("RenameViewExt(" + s(a) + "," + s(b) + ")");
         return real->RenameViewExt(a, b);
     }
-    HRESULT STDMETHODCALLTYPE CreateViewExt(const char* n, float u[3], float v[3], CameraTypeEnum t, int i, float f[3],
-                                            float a[3], float g, int b) override {
+    HRESULT STDMETHODCALLTYPE CreateViewExt(const char* n, float u[3], float v[3], CameraTypeEnum t,
+                                            int i, float f[3], float a[3], float g,
+                                            int b) override {
         record("CreateViewExt(" + s(n) + ")");
         return real->CreateViewExt(n, u, v, t, i, f, a, g, b);
     }
-    HRESULT STDMETHODCALLTYPE EditViewExt(const char* n, float u[3], float v[3], CameraTypeEnum t, int i, float f[3],
-                                          float a[3], float g, int b) override {
+    HRESULT STDMETHODCALLTYPE EditViewExt(const char* n, float u[3], float v[3], CameraTypeEnum t,
+                                          int i, float f[3], float a[3], float g, int b) override {
         record("EditViewExt(" + s(n) + ")");
         return real->EditViewExt(n, u, v, t, i, f, a, g, b);
     }
-    HRESULT STDMETHODCALLTYPE GetViewExt(const char* n, float u[3], float v[3], CameraTypeEnum* t, int* i, float f[3],
-                                         float a[3], float* g, int* b) override {
+    HRESULT STDMETHODCALLTYPE GetViewExt(const char* n, float u[3], float v[3], CameraTypeEnum* t,
+                                         int* i, float f[3], float a[3], float* g,
+                                         int* b) override {
         return real->GetViewExt(n, u, v, t, i, f, a, g, b);
     }
-    HRESULT STDMETHODCALLTYPE RegisterInterest(IViewManagerSink* p) override { return real->RegisterInterest(p); }
-    HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewManagerSink* p) override { return real->UnregisterInterest(p); }
+    HRESULT STDMETHODCALLTYPE RegisterInterest(IViewManagerSink* p) override {
+        return real->RegisterInterest(p);
+    }
+    HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewManagerSink* p) override {
+        return real->UnregisterInterest(p);
+    }
     HRESULT STDMETHODCALLTYPE BeginBatchViewEdit() override {
         record("BeginBatch");
         return real->BeginBatchViewEdit();
@@ -112,14 +127,24 @@ public:
         record("SetDefaultView(" + s(n) + ")");
         return real->SetDefaultView(n);
     }
-    HRESULT STDMETHODCALLTYPE GetDefaultView(FullViewInfo* i) override { return real->GetDefaultView(i); }
+    HRESULT STDMETHODCALLTYPE GetDefaultView(FullViewInfo* i) override {
+        return real->GetDefaultView(i);
+    }
     HRESULT STDMETHODCALLTYPE ApplyDefaultView() override { return real->ApplyDefaultView(); }
-    HRESULT STDMETHODCALLTYPE SaveViewsExt(const char* f, FileTypeEnum t) override { return real->SaveViewsExt(f, t); }
-    HRESULT STDMETHODCALLTYPE LoadViewsExt(const char* f, FileTypeEnum t) override { return real->LoadViewsExt(f, t); }
-    HRESULT STDMETHODCALLTYPE BindViewNavigator(IViewNavigator* n) override { return real->BindViewNavigator(n); }
+    HRESULT STDMETHODCALLTYPE SaveViewsExt(const char* f, FileTypeEnum t) override {
+        return real->SaveViewsExt(f, t);
+    }
+    HRESULT STDMETHODCALLTYPE LoadViewsExt(const char* f, FileTypeEnum t) override {
+        return real->LoadViewsExt(f, t);
+    }
+    HRESULT STDMETHODCALLTYPE BindViewNavigator(IViewNavigator* n) override {
+        return real->BindViewNavigator(n);
+    }
     // IObjectWithSite
     HRESULT STDMETHODCALLTYPE SetSite(IUnknown* site) override { return real->SetSite(site); }
-    HRESULT STDMETHODCALLTYPE GetSite(REFIID riid, void** pp) override { return real->GetSite(riid, pp); }
+    HRESULT STDMETHODCALLTYPE GetSite(REFIID riid, void** pp) override {
+        return real->GetSite(riid, pp);
+    }
 };
 
 } // namespace krav::test

@@ -20,7 +20,8 @@ struct CallLog {
     // How many calls start with `prefix`.
     int count(const std::string& prefix) const {
         int n = 0;
-        for (const auto& c : calls) n += c.rfind(prefix, 0) == 0;
+        for (const auto& c : calls)
+            n += c.rfind(prefix, 0) == 0;
         return n;
     }
 };
@@ -40,7 +41,8 @@ public:
     }
     HRESULT STDMETHODCALLTYPE SetProjectionClass(REFCLSID cls) override {
         const HRESULT hr = Model::SetProjectionClass(cls);
-        if (hr == S_OK) record(perspective ? "SetProjectionClass(persp)" : "SetProjectionClass(ortho)");
+        if (hr == S_OK)
+            record(perspective ? "SetProjectionClass(persp)" : "SetProjectionClass(ortho)");
         return hr;
     }
     HRESULT STDMETHODCALLTYPE Redraw() override {
@@ -73,7 +75,8 @@ public:
         return Model::SetFocalDistance(d);
     }
     HRESULT STDMETHODCALLTYPE RotateCamera(float ax, float ay, float az, float degrees) override {
-        return _change("RotateCamera(" + fmt(ax) + "," + fmt(ay) + "," + fmt(az) + "," + fmt(degrees) + ")",
+        return _change("RotateCamera(" + fmt(ax) + "," + fmt(ay) + "," + fmt(az) + "," +
+                           fmt(degrees) + ")",
                        [&] { return Model::RotateCamera(ax, ay, az, degrees); });
     }
     HRESULT STDMETHODCALLTYPE TranslateCamera(float dx, float dy, float dz) override {

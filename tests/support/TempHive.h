@@ -19,8 +19,8 @@ protected:
     void SetUp() override {
         namespace fs = std::filesystem;
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        dir_ = fs::temp_directory_path() /
-               ("zul-test-" + std::to_string(::getpid()) + "-" + info->test_suite_name() + "-" + info->name());
+        dir_ = fs::temp_directory_path() / ("zul-test-" + std::to_string(::getpid()) + "-" +
+                                            info->test_suite_name() + "-" + info->name());
         fs::remove_all(dir_);
         fs::create_directories(dir_);
         userHive_ = (dir_ / "user.db").string();

@@ -2,8 +2,8 @@
 // the module manager, recording the locked up axis the navigator reports.
 #pragma once
 
-#include "ViewNavigator.h"
 #include "RecordingViewer.h"
+#include "ViewNavigator.h"
 
 namespace krav::test {
 

@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "AdvancedViewsModuleMgr.h"
+#include "KRAdvancedViews/host/IHostModuleSite.h"
+#include "RecordingStore.h"
 #include "TestHost.h"
 #include "ViewManager.h"
-#include "RecordingStore.h"
 #include "ViewNavigator.h"
 #include <functional>
-#include "KRAdvancedViews/host/IHostModuleSite.h"
 
 namespace krav::test {
 
@@ -45,12 +45,12 @@ public:
     ZUL_DELEGATING_IUNKNOWN
 
     std::string failOn;
-    UINT_PTR window = 0;          // 0: a host without windows
-    UINT popupChoice = 0;         // what the user picks from a pop-up menu
+    UINT_PTR window = 0;  // 0: a host without windows
+    UINT popupChoice = 0; // what the user picks from a pop-up menu
     std::vector<UINT> popupDisabled;
     std::vector<std::pair<UINT, std::pair<std::string, BOOL>>> menuItems; // the view items
     std::vector<std::string> messages;
-    int messageAnswer = 1;                           // the button the user chooses (IDOK, IDYES 6, IDNO 7)
+    int messageAnswer = 1; // the button the user chooses (IDOK, IDYES 6, IDNO 7)
     std::function<void(const std::string&)> onMessage; // runs while a message is shown
     std::function<void(DWORD)> onCommand;              // runs for ExecuteCommand
     std::string chosenFile;                            // the file dialog's answer; "" cancels
@@ -64,7 +64,8 @@ public:
 
     CTestModuleHost() {
         IHostApplication* app = nullptr;
-        zul::com::createInstance<CTestHost>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
+        zul::com::createInstance<CTestHost>(nullptr, zul::com::iidOf<IHostApplication>(),
+                                            reinterpret_cast<void**>(&app));
         viewer.Attach(static_cast<CTestHost*>(app));
     }
 
@@ -87,7 +88,8 @@ public:
             return FAILED(hr) ? hr : QueryInterface(riid, ppv);
         }
         if (id == kTestViewerId) {
-            if (riid == zul::com::iidOf<IHostApplication>()) return viewer->QueryInterface(riid, ppv);
+            if (riid == zul::com::iidOf<IHostApplication>())
+                return viewer->QueryInterface(riid, ppv);
             return QueryInterface(riid, ppv); // scene graph and picking
         }
         const auto it = objects.find(id);
@@ -100,13 +102,16 @@ public:
         zul::com::ComPtr<IUnknown> obj;
         if (store && recordStore) {
             IViewManager2* recording = nullptr;
-            hr = zul::com::createInstance<CRecordingStore>(nullptr, zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(&recording));
+            hr = zul::com::createInstance<CRecordingStore>(
+                nullptr, zul::com::iidOf<IViewManager2>(), reinterpret_cast<void**>(&recording));
             if (FAILED(hr)) return hr;
             recordingStore.Attach(static_cast<CRecordingStore*>(recording));
             obj = zul::com::ComPtr<IUnknown>(static_cast<IViewManager2*>(recording));
         } else {
-            hr = store ? zul::com::createInstance<CViewManager>(nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()))
-                   : zul::com::createInstance<CViewNavigator>(nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()));
+            hr = store ? zul::com::createInstance<CViewManager>(
+                             nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()))
+                       : zul::com::createInstance<CViewNavigator>(
+                             nullptr, IID_IUnknown, reinterpret_cast<void**>(obj.GetAddressOf()));
         }
         if (FAILED(hr)) return hr;
         *cookie = nextCookie_++;
@@ -132,10 +137,12 @@ public:
         return S_OK;
     }
     // IHostMenuManager
-    HRESULT STDMETHODCALLTYPE InstallMenuWithHandler(DWORD, UINT menu, IHostCommandHandler*) override {
+    HRESULT STDMETHODCALLTYPE InstallMenuWithHandler(DWORD, UINT menu,
+                                                     IHostCommandHandler*) override {
         return note("InstallMenuWithHandler(" + std::to_string(menu) + ")");
     }
-    HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD, UINT menu, IHostCommandHandler*) override {
+    HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD, UINT menu,
+                                                    IHostCommandHandler*) override {
         return note("RemoveMenuWithHandler(" + std::to_string(menu) + ")");
     }
     HRESULT STDMETHODCALLTYPE InstallMenu(DWORD, DWORD* handle, UINT menu) override {
@@ -150,24 +157,28 @@ public:
         menuItems.clear();
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD, UINT, UINT id, const char* text, BOOL enabled) override {
+    HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD, UINT, UINT id, const char* text,
+                                          BOOL enabled) override {
         menuItems.push_back({id, {text, enabled}});
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE TrackPopupMenu(DWORD, UINT menu, const UINT* disabled, UINT n, UINT* chosen) override {
+    HRESULT STDMETHODCALLTYPE TrackPopupMenu(DWORD, UINT menu, const UINT* disabled, UINT n,
+                                             UINT* chosen) override {
         popupDisabled.assign(disabled, disabled + n);
         *chosen = popupChoice;
         return note("TrackPopupMenu(" + std::to_string(menu) + ")");
     }
     // IHostUIService
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* result) override {
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT,
+                                          int* result) override {
         messages.emplace_back(text);
         if (onMessage) onMessage(text);
         if (result) *result = messageAnswer;
         return S_OK;
     }
     // IHostFileDialog
-    HRESULT STDMETHODCALLTYPE ChooseFile(BOOL save, const char*, const char*, char* path, ULONG size) override {
+    HRESULT STDMETHODCALLTYPE ChooseFile(BOOL save, const char*, const char*, char* path,
+                                         ULONG size) override {
         record(save ? "ChooseFile(save)" : "ChooseFile(open)");
         if (chosenFile.empty()) return S_FALSE;
         if (chosenFile.size() >= size) return E_INVALIDARG;
@@ -187,7 +198,8 @@ public:
     HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD part, float lo[3], float hi[3]) override {
         const HRESULT hr = note("GetPartBoundingBox(" + std::to_string(part) + ")");
         const float a[3] = {0, 0, 0}, b[3] = {2, 4, -6};
-        for (int i = 0; i < 3 && SUCCEEDED(hr); ++i) lo[i] = a[i], hi[i] = b[i];
+        for (int i = 0; i < 3 && SUCCEEDED(hr); ++i)
+            lo[i] = a[i], hi[i] = b[i];
         return hr;
     }
     // IHostPickService
@@ -202,7 +214,8 @@ public:
         return note("SetPickMode(" + std::to_string(m) + ")");
     }
     HRESULT STDMETHODCALLTYPE GetPickedPoint(float p[3]) override {
-        for (int i = 0; i < 3; ++i) p[i] = pickedPoint[i];
+        for (int i = 0; i < 3; ++i)
+            p[i] = pickedPoint[i];
         return note("GetPickedPoint");
     }
     HRESULT STDMETHODCALLTYPE GetPickedPart(DWORD* part) override {
@@ -239,7 +252,8 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE SetPickedVector(const float v[3]) override {
-        for (int i = 0; i < 3; ++i) picked[i] = v[i];
+        for (int i = 0; i < 3; ++i)
+            picked[i] = v[i];
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE OnViewEvent(const char* e, const char* n, const char*) override {
@@ -248,8 +262,8 @@ public:
     }
     static HRESULT factory(const krav::DialogContext&, IStandardViewsDialog** pp) {
         IStandardViewsDialog* d = nullptr;
-        const HRESULT hr = zul::com::createInstance<CTestStandardViewsDialog>(nullptr, zul::com::iidOf<IStandardViewsDialog>(),
-                                                                             reinterpret_cast<void**>(&d));
+        const HRESULT hr = zul::com::createInstance<CTestStandardViewsDialog>(
+            nullptr, zul::com::iidOf<IStandardViewsDialog>(), reinterpret_cast<void**>(&d));
         last = static_cast<CTestStandardViewsDialog*>(d);
         *pp = d;
         return hr;

@@ -29,14 +29,17 @@ protected:
     }
     // Registers the module for the user (or the machine).
     void registerModule(bool perUser) {
-        if (perUser) ::setenv("CURRENT_USER_INSTALL", "1", 1);
-        else ::unsetenv("CURRENT_USER_INSTALL");
+        if (perUser)
+            ::setenv("CURRENT_USER_INSTALL", "1", 1);
+        else
+            ::unsetenv("CURRENT_USER_INSTALL");
         ASSERT_EQ(server.function<zul::runtime::DllRegisterServerFn>("DllRegisterServer")(), S_OK);
         ::unsetenv("CURRENT_USER_INSTALL");
     }
     static void setText(HKEY hive, const std::string& path, const std::string& text) {
         HKEY k = nullptr;
-        ASSERT_EQ(RegCreateKeyExA(hive, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr),
+        ASSERT_EQ(RegCreateKeyExA(hive, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k,
+                                  nullptr),
                   ERROR_SUCCESS);
         ASSERT_EQ(RegSetValueExA(k, "", 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                                  static_cast<DWORD>(text.size() + 1)),
@@ -63,7 +66,8 @@ TEST_F(Activation, ByProgIdAndByCategory) {
     CLSID clsid{};
     ASSERT_EQ(a.classFromProgId("KRAdvancedViews.ViewManager", clsid), S_OK);
     EXPECT_EQ(clsid, CLSID_ViewManager);
-    ASSERT_EQ(a.classFromProgId("krAdvancedViews.viewNavigator.1", clsid), S_OK) << "names ignore case";
+    ASSERT_EQ(a.classFromProgId("krAdvancedViews.viewNavigator.1", clsid), S_OK)
+        << "names ignore case";
     EXPECT_EQ(clsid, CLSID_ViewNavigator);
     EXPECT_EQ(a.classFromProgId("KRAdvancedViews.Nothing", clsid), CO_E_CLASSSTRING);
     EXPECT_NE(Activator::lastError().find("KRAdvancedViews.Nothing"), std::string::npos);
@@ -73,11 +77,13 @@ TEST_F(Activation, ByProgIdAndByCategory) {
         zul::com::ComPtr<IViewManager2> store;
         ASSERT_EQ(a.createInstance("KRAdvancedViews.ViewManager.1", nullptr, IID_IViewManager2,
                                    reinterpret_cast<void**>(store.GetAddressOf())),
-                  S_OK) << Activator::lastError();
+                  S_OK)
+            << Activator::lastError();
         FullViewInfo info;
         EXPECT_EQ(store->GetViewInfo("+X", &info), S_OK);
         zul::com::ComPtr<IViewNavigator> nav;
-        ASSERT_EQ(a.createInstance("KRAdvancedViews.ViewNavigator", nullptr, zul::com::iidOf<IViewNavigator>(),
+        ASSERT_EQ(a.createInstance("KRAdvancedViews.ViewNavigator", nullptr,
+                                   zul::com::iidOf<IViewNavigator>(),
                                    reinterpret_cast<void**>(nav.GetAddressOf())),
                   S_OK);
         EXPECT_EQ(a.loadedLibraries(), before + 1) << "one library serves both";
@@ -112,8 +118,10 @@ TEST_F(Activation, UserFirstThenMachineAndBrokenServers) {
 
     registerModule(true);
     zul::com::ComPtr<IUnknown> store;
-    EXPECT_EQ(a.createInstance(CLSID_ViewManager, nullptr, IID_IUnknown, reinterpret_cast<void**>(store.GetAddressOf())),
-              S_OK) << "the user's registration is asked first";
+    EXPECT_EQ(a.createInstance(CLSID_ViewManager, nullptr, IID_IUnknown,
+                               reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK)
+        << "the user's registration is asked first";
     store.Reset();
 
     // A machine-only class whose library is not a component server.
@@ -121,11 +129,14 @@ TEST_F(Activation, UserFirstThenMachineAndBrokenServers) {
         (std::filesystem::path(KRAV_MODULE_PATH).parent_path() / "libzul_trace.so").string();
     setText(HKEY_LOCAL_MACHINE, classKey(CLSID_AdvancedViewsTests), notServer);
     HKEY k = nullptr; // the user's registration goes
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes\\ZUL", 0, KEY_ALL_ACCESS, &k), ERROR_SUCCESS);
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes\\ZUL", 0, KEY_ALL_ACCESS, &k),
+              ERROR_SUCCESS);
     RegDeleteTreeA(k, nullptr);
     RegCloseKey(k);
-    EXPECT_EQ(a.createInstance(CLSID_AdvancedViewsTests, nullptr, IID_IUnknown, &p), CO_E_ERRORINDLL);
+    EXPECT_EQ(a.createInstance(CLSID_AdvancedViewsTests, nullptr, IID_IUnknown, &p),
+              CO_E_ERRORINDLL);
     EXPECT_NE(Activator::lastError().find("libzul_trace.so"), std::string::npos);
-    EXPECT_EQ(a.createInstance(zul::com::makeGuid("00000000-0000-0000-0000-0000000000FF"), nullptr, IID_IUnknown, &p),
+    EXPECT_EQ(a.createInstance(zul::com::makeGuid("00000000-0000-0000-0000-0000000000FF"), nullptr,
+                               IID_IUnknown, &p),
               REGDB_E_CLASSNOTREG);
 }

@@ -145,7 +145,9 @@ TEST(Guid, ParsesFormatsAndCompares) {
 TEST(Object, QueryInterfaceContract) {
     g_destroyed = 0;
     IUnknown* unk = nullptr;
-    ASSERT_EQ(zul::com::createInstance<CThing>(nullptr, IID_IUnknown, reinterpret_cast<void**>(&unk)), S_OK);
+    ASSERT_EQ(
+        zul::com::createInstance<CThing>(nullptr, IID_IUnknown, reinterpret_cast<void**>(&unk)),
+        S_OK);
     ASSERT_NE(unk, nullptr);
 
     EXPECT_EQ(unk->QueryInterface(zul::com::iidOf<IAlpha>(), nullptr), E_POINTER);
@@ -157,7 +159,9 @@ TEST(Object, QueryInterfaceContract) {
     ComPtr<IAlpha> alpha;
     ComPtr<IBeta> beta;
     ComPtr<IGamma> gamma;
-    ASSERT_EQ(unk->QueryInterface(zul::com::iidOf<IAlpha>(), reinterpret_cast<void**>(alpha.GetAddressOf())), S_OK);
+    ASSERT_EQ(unk->QueryInterface(zul::com::iidOf<IAlpha>(),
+                                  reinterpret_cast<void**>(alpha.GetAddressOf())),
+              S_OK);
     ASSERT_EQ(alpha.As(beta), S_OK);
     ASSERT_EQ(beta.As(gamma), S_OK);
     EXPECT_EQ(alpha->Alpha() + beta->Beta() + gamma->Gamma(), 6);
@@ -221,9 +225,10 @@ TEST(Object, AggregatedObjectDelegatesAndLivesWithItsOuter) {
 
 TEST(Object, ADerivedMapChainsToItsBase) {
     ComPtr<IDelta> delta;
-    ASSERT_EQ(zul::com::createInstance<CDerivedThing>(nullptr, zul::com::iidOf<IDelta>(),
-                                                      reinterpret_cast<void**>(delta.GetAddressOf())),
-              S_OK);
+    ASSERT_EQ(
+        zul::com::createInstance<CDerivedThing>(nullptr, zul::com::iidOf<IDelta>(),
+                                                reinterpret_cast<void**>(delta.GetAddressOf())),
+        S_OK);
     ComPtr<IBeta> beta;
     ComPtr<IAlpha> alpha;
     ComPtr<INotServed> none;
@@ -262,7 +267,9 @@ TEST(Object, ClassFactoryCreatesAndLocks) {
                   nullptr, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())),
               S_OK);
     ComPtr<IBeta> beta;
-    ASSERT_EQ(factory->CreateInstance(nullptr, zul::com::iidOf<IBeta>(), reinterpret_cast<void**>(beta.GetAddressOf())), S_OK);
+    ASSERT_EQ(factory->CreateInstance(nullptr, zul::com::iidOf<IBeta>(),
+                                      reinterpret_cast<void**>(beta.GetAddressOf())),
+              S_OK);
     EXPECT_EQ(beta->Beta(), 2);
     const long live = zul::com::moduleLockCount();
     factory->LockServer(TRUE);

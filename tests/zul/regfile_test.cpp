@@ -56,14 +56,18 @@ TEST_F(RegFile, ExportThenImportGivesBackTheSameHive) {
         ASSERT_EQ(v.SetFloat("f", -1.03412e-13f), 0);
         ASSERT_EQ(v.SetDWORD("d", 0xFFFFFFFFu), 0);
         std::string big(300, '\0');
-        for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<char>(i);
+        for (size_t i = 0; i < big.size(); ++i)
+            big[i] = static_cast<char>(i);
         ASSERT_EQ(v.SetBytes("long binary", big.data(), static_cast<DWORD>(big.size())), 0);
         ASSERT_EQ(v.SetString("lines", "a\r\nb"), 0);
         HKEY k = nullptr;
-        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\Round\\Trip", 0, KEY_ALL_ACCESS, &k), 0);
+        ASSERT_EQ(
+            RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\Round\\Trip", 0, KEY_ALL_ACCESS, &k),
+            0);
         const uint64_t q = 0x1122334455667788ull;
         ASSERT_EQ(RegSetValueExA(k, "q", 0, REG_QWORD, reinterpret_cast<const BYTE*>(&q), 8), 0);
-        ASSERT_EQ(RegSetValueExA(k, "m", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>("a\0b\0"), 5), 0);
+        ASSERT_EQ(
+            RegSetValueExA(k, "m", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>("a\0b\0"), 5), 0);
         RegCloseKey(k);
     }
     const std::string before = exported("HKEY_CURRENT_USER\\Software\\ZUL");
@@ -85,21 +89,20 @@ TEST_F(RegFile, ImportFollowsTheEditorsRules) {
         ASSERT_EQ(keep.SetInt("drop", 1), 0);
         ASSERT_EQ(keep.SetInt("stay", 2), 0);
     }
-    const std::string text =
-        "REGEDIT4\r\n"
-        "\r\n"
-        "; a comment\r\n"
-        "[-HKEY_CURRENT_USER\\Software\\ZUL\\Gone]\r\n"
-        "\r\n"
-        "[HKEY_CURRENT_USER\\Software\\ZUL\\Keep]\r\n"
-        "\"drop\"=-\r\n"
-        "@=\"Merged\"\r\n"
-        "\"Merged Views\"=dword:00000010\r\n"
-        "\"UpVector X\"=float:0\r\n"
-        "\"Index\"=int:7\r\n"
-        "\"bin\"=hex:01,02,\\\r\n"
-        "  03,04\r\n"
-        "\"typed\"=hex(b):01,00,00,00,00,00,00,00\r\n";
+    const std::string text = "REGEDIT4\r\n"
+                             "\r\n"
+                             "; a comment\r\n"
+                             "[-HKEY_CURRENT_USER\\Software\\ZUL\\Gone]\r\n"
+                             "\r\n"
+                             "[HKEY_CURRENT_USER\\Software\\ZUL\\Keep]\r\n"
+                             "\"drop\"=-\r\n"
+                             "@=\"Merged\"\r\n"
+                             "\"Merged Views\"=dword:00000010\r\n"
+                             "\"UpVector X\"=float:0\r\n"
+                             "\"Index\"=int:7\r\n"
+                             "\"bin\"=hex:01,02,\\\r\n"
+                             "  03,04\r\n"
+                             "\"typed\"=hex(b):01,00,00,00,00,00,00,00\r\n";
     std::string error;
     size_t skipped = 0;
     ASSERT_EQ(import(text, error, &skipped), ERROR_SUCCESS) << error;
@@ -115,11 +118,10 @@ TEST_F(RegFile, ImportFollowsTheEditorsRules) {
 }
 
 TEST_F(RegFile, ImportsVersion5Utf16) {
-    const std::u16string text =
-        u"Windows Registry Editor Version 5.00\r\n\r\n"
-        u"[HKEY_CURRENT_USER\\Software\\ZUL\\Wide]\r\n"
-        u"\"Name\"=\"Grüße ☃\"\r\n"
-        u"\"Expand\"=hex(2):25,00,41,00,25,00,00,00\r\n";
+    const std::u16string text = u"Windows Registry Editor Version 5.00\r\n\r\n"
+                                u"[HKEY_CURRENT_USER\\Software\\ZUL\\Wide]\r\n"
+                                u"\"Name\"=\"Grüße ☃\"\r\n"
+                                u"\"Expand\"=hex(2):25,00,41,00,25,00,00,00\r\n";
     std::string bytes = "\xFF\xFE";
     bytes.append(reinterpret_cast<const char*>(text.data()), text.size() * 2);
     std::string error;
@@ -151,19 +153,15 @@ TEST_F(RegFile, AnUnparsableLineFailsTheWholeImportAndChangesNothing) {
         std::string line;
         int number;
     } bad[] = {
-        {"\"d\"=dword:xyz", 6},
-        {"\"d\"=dword:123456789", 6},
-        {"\"s\"=\"unterminated", 6},
-        {"\"s\"=\"a\" trailing", 6},
-        {"\"h\"=hex:1,2,zz", 6},
-        {"garbage", 6},
-        {"[HKEY_NOWHERE\\x]", 6},
-        {"\"n\" \"missing equals\"", 6},
+        {"\"d\"=dword:xyz", 6},      {"\"d\"=dword:123456789", 6},    {"\"s\"=\"unterminated", 6},
+        {"\"s\"=\"a\" trailing", 6}, {"\"h\"=hex:1,2,zz", 6},         {"garbage", 6},
+        {"[HKEY_NOWHERE\\x]", 6},    {"\"n\" \"missing equals\"", 6},
     };
     for (const auto& b : bad) {
         std::string error;
         EXPECT_NE(import(header + b.line + "\n", error), ERROR_SUCCESS) << b.line;
-        EXPECT_NE(error.find("test.reg:" + std::to_string(b.number) + ":"), std::string::npos) << error;
+        EXPECT_NE(error.find("test.reg:" + std::to_string(b.number) + ":"), std::string::npos)
+            << error;
         EXPECT_EQ(exported("HKEY_CURRENT_USER"), before) << b.line;
     }
     std::string error;

@@ -45,7 +45,9 @@ TEST_F(RegHelperTest, UserSettingsPathAndTypedValues) {
 
     // Registry types as another reader sees them.
     HKEY k = nullptr;
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "software\\zul\\krADVANCEDviews2\\view_0001", 0, KEY_READ, &k), 0);
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "software\\zul\\krADVANCEDviews2\\view_0001", 0,
+                            KEY_READ, &k),
+              0);
     DWORD type = 0;
     EXPECT_EQ(RegQueryValueExA(k, "Index", nullptr, &type, nullptr, nullptr), 0);
     EXPECT_EQ(type, REG_DWORD);
@@ -77,9 +79,19 @@ TEST_F(RegHelperTest, UserSettingsPathAndTypedValues) {
 
 TEST_F(RegHelperTest, FloatsRoundTripBitForBitAsReadableText) {
     CRegHelper reg("Floats", RegPathUserSettings);
-    const float samples[] = {0.0f, -0.0f, 1.0f, -1.0f, 260.315f, -1.03412e-13f, 0.1f, 1.0f / 3.0f,
-                             std::numeric_limits<float>::max(), std::numeric_limits<float>::min(),
-                             std::numeric_limits<float>::denorm_min(), 123456789.0f, -45.0f};
+    const float samples[] = {0.0f,
+                             -0.0f,
+                             1.0f,
+                             -1.0f,
+                             260.315f,
+                             -1.03412e-13f,
+                             0.1f,
+                             1.0f / 3.0f,
+                             std::numeric_limits<float>::max(),
+                             std::numeric_limits<float>::min(),
+                             std::numeric_limits<float>::denorm_min(),
+                             123456789.0f,
+                             -45.0f};
     for (const float v : samples) {
         ASSERT_EQ(reg.SetFloat("v", v), 0);
         float back = 12345;

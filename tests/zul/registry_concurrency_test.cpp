@@ -38,8 +38,9 @@ TEST_F(RegistryConcurrency, ProcessesWritingOneHiveLoseNothing) {
                 CRegHelper mine(own.c_str(), RegPathUserSettings);
                 failures += mine.SetInt("i", i) != 0;
                 if (i % 10 == 9) { // and some deletes racing with the others' enumeration
-                    CRegHelper gone(("P" + std::to_string(p) + "\\Item" + std::to_string(i - 1)).c_str(),
-                                    RegPathUserSettings);
+                    CRegHelper gone(
+                        ("P" + std::to_string(p) + "\\Item" + std::to_string(i - 1)).c_str(),
+                        RegPathUserSettings);
                     failures += gone.DeleteKey() != 0;
                 }
             }
@@ -60,7 +61,8 @@ TEST_F(RegistryConcurrency, ProcessesWritingOneHiveLoseNothing) {
     EXPECT_EQ(n, static_cast<DWORD>(kProcesses * kRounds)) << "an increment was lost";
     for (int p = 0; p < kProcesses; ++p) {
         for (int i = 0; i < kRounds; ++i) {
-            CRegHelper item(("P" + std::to_string(p) + "\\Item" + std::to_string(i)).c_str(), RegPathUserSettings);
+            CRegHelper item(("P" + std::to_string(p) + "\\Item" + std::to_string(i)).c_str(),
+                            RegPathUserSettings);
             int v = -1;
             const LONG st = item.GetInt("i", v);
             if (i % 10 == 8) {

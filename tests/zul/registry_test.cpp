@@ -40,7 +40,8 @@ std::string getString(HKEY root, const char* path, const char* name, LSTATUS* st
     LSTATUS st = RegOpenKeyExA(root, path, 0, KEY_READ, &k);
     char buf[256] = {};
     DWORD size = sizeof buf, type = 0;
-    if (st == ERROR_SUCCESS) st = RegQueryValueExA(k, name, nullptr, &type, reinterpret_cast<BYTE*>(buf), &size);
+    if (st == ERROR_SUCCESS)
+        st = RegQueryValueExA(k, name, nullptr, &type, reinterpret_cast<BYTE*>(buf), &size);
     if (status) *status = st;
     return st == ERROR_SUCCESS ? std::string(buf) : std::string("<") + std::to_string(st) + ">";
 }
@@ -52,7 +53,8 @@ std::vector<std::string> subkeys(HKEY root, const char* path) {
     char name[300];
     for (DWORD i = 0;; ++i) {
         DWORD cch = sizeof name;
-        if (RegEnumKeyExA(k, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+        if (RegEnumKeyExA(k, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
         out.emplace_back(name, cch);
     }
     return out;
@@ -71,12 +73,14 @@ class Registry : public TempHiveTest {};
 TEST_F(Registry, NamesAreCaseInsensitiveKeepTheirCaseAndEnumerateSorted) {
     Key k;
     DWORD disp = 0;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\MixedCase", 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &k, &disp), ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\MixedCase", 0, nullptr, 0,
+                              KEY_ALL_ACCESS, nullptr, &k, &disp),
+              ERROR_SUCCESS);
     EXPECT_EQ(disp, static_cast<DWORD>(REG_CREATED_NEW_KEY));
     Key again;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "SOFTWARE\\mixedcase", 0, nullptr, 0, KEY_ALL_ACCESS,
-                              nullptr, &again, &disp), ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "SOFTWARE\\mixedcase", 0, nullptr, 0,
+                              KEY_ALL_ACCESS, nullptr, &again, &disp),
+              ERROR_SUCCESS);
     EXPECT_EQ(disp, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
 
     for (const char* name : {"b", "A_", "AB", "a", "Ünïcode", "ünïcodf", "Z"}) {
@@ -87,7 +91,8 @@ TEST_F(Registry, NamesAreCaseInsensitiveKeepTheirCaseAndEnumerateSorted) {
     EXPECT_EQ(subkeys(HKEY_CURRENT_USER, "software\\MIXEDCASE"),
               (std::vector<std::string>{"a", "AB", "A_", "b", "Z", "Ünïcode", "ünïcodf"}));
     Key dup;
-    ASSERT_EQ(RegCreateKeyExA(k, "üNÏCODE", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &dup, &disp), ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExA(k, "üNÏCODE", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &dup, &disp),
+              ERROR_SUCCESS);
     EXPECT_EQ(disp, static_cast<DWORD>(REG_OPENED_EXISTING_KEY)) << "non-ASCII letters fold too";
 
     ASSERT_EQ(setString(k, "Value Name", "one"), ERROR_SUCCESS);
@@ -98,7 +103,8 @@ TEST_F(Registry, NamesAreCaseInsensitiveKeepTheirCaseAndEnumerateSorted) {
     ASSERT_EQ(RegEnumValueA(k, 0, name, &cch, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
     EXPECT_STREQ(name, "Value Name") << "a value keeps the case it was created with";
     EXPECT_EQ(cch, 10u);
-    EXPECT_EQ(RegEnumValueA(k, 1, name, &cch, nullptr, nullptr, nullptr, nullptr), ERROR_NO_MORE_ITEMS);
+    EXPECT_EQ(RegEnumValueA(k, 1, name, &cch, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS);
 }
 
 TEST_F(Registry, BadArgumentsGetWin32ErrorsAndChangeNothing) {
@@ -114,7 +120,8 @@ TEST_F(Registry, BadArgumentsGetWin32ErrorsAndChangeNothing) {
     Key bad;
     EXPECT_EQ(create(k, name256.c_str(), bad), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(bad.h, nullptr);
-    EXPECT_EQ(create(k, ("x\\" + name256).c_str(), bad), ERROR_INVALID_PARAMETER) << "no partial path is made";
+    EXPECT_EQ(create(k, ("x\\" + name256).c_str(), bad), ERROR_INVALID_PARAMETER)
+        << "no partial path is made";
     EXPECT_EQ(create(k, "\\lead", bad), ERROR_BAD_PATHNAME);
     EXPECT_EQ(create(k, "a\\\\b", bad), ERROR_BAD_PATHNAME);
 
@@ -123,13 +130,15 @@ TEST_F(Registry, BadArgumentsGetWin32ErrorsAndChangeNothing) {
     EXPECT_EQ(setString(k, value16383.c_str(), "x"), ERROR_SUCCESS);
     ASSERT_EQ(RegDeleteValueA(k, value16383.c_str()), ERROR_SUCCESS);
 
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software", 0, KEY_READ, nullptr),
+              ERROR_INVALID_PARAMETER);
     EXPECT_EQ(RegCreateKeyExA(k, nullptr, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
               ERROR_INVALID_PARAMETER);
     EXPECT_EQ(RegSetValueExA(k, "v", 0, REG_BINARY, nullptr, 4), ERROR_INVALID_PARAMETER);
     BYTE buf[4];
     EXPECT_EQ(RegQueryValueExA(k, "keep", nullptr, nullptr, buf, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(RegEnumKeyExA(k, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegEnumKeyExA(k, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+              ERROR_INVALID_PARAMETER);
     EXPECT_EQ(RegDeleteKeyA(k, nullptr), ERROR_INVALID_PARAMETER);
 
     // A handle that was closed, or never was, is refused.
@@ -155,7 +164,8 @@ TEST_F(Registry, BufferTooSmallReportsTheSizeNeededAndWritesNothing) {
     char buf[8];
     std::memset(buf, '#', sizeof buf);
     DWORD size = sizeof buf, type = 0;
-    EXPECT_EQ(RegQueryValueExA(k, "s", nullptr, &type, reinterpret_cast<BYTE*>(buf), &size), ERROR_MORE_DATA);
+    EXPECT_EQ(RegQueryValueExA(k, "s", nullptr, &type, reinterpret_cast<BYTE*>(buf), &size),
+              ERROR_MORE_DATA);
     EXPECT_EQ(size, 11u);
     EXPECT_EQ(type, REG_SZ);
     EXPECT_EQ(buf[0], '#');
@@ -172,8 +182,9 @@ TEST_F(Registry, BufferTooSmallReportsTheSizeNeededAndWritesNothing) {
     EXPECT_EQ(RegEnumKeyExA(k, 0, name, &cch, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
 
     DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
-    ASSERT_EQ(RegQueryInfoKeyA(k, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr, &values, &maxName,
-                               &maxData, nullptr, nullptr), ERROR_SUCCESS);
+    ASSERT_EQ(RegQueryInfoKeyA(k, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr, &values,
+                               &maxName, &maxData, nullptr, nullptr),
+              ERROR_SUCCESS);
     EXPECT_EQ(subkeys, 1u);
     EXPECT_EQ(maxSub, 8u);
     EXPECT_EQ(values, 1u);
@@ -181,7 +192,8 @@ TEST_F(Registry, BufferTooSmallReportsTheSizeNeededAndWritesNothing) {
     EXPECT_EQ(maxData, 11u);
 
     // A string stored without its terminator reads back terminated.
-    ASSERT_EQ(RegSetValueExA(k, "unterminated", 0, REG_SZ, reinterpret_cast<const BYTE*>("abc"), 3), ERROR_SUCCESS);
+    ASSERT_EQ(RegSetValueExA(k, "unterminated", 0, REG_SZ, reinterpret_cast<const BYTE*>("abc"), 3),
+              ERROR_SUCCESS);
     EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\T", "unterminated"), "abc");
 }
 
@@ -231,7 +243,8 @@ TEST_F(Registry, TransactionsCommitAllOrNothing) {
         Key k;
         ASSERT_EQ(create(HKEY_CURRENT_USER, "Software\\Tx", k), ERROR_SUCCESS);
         ASSERT_EQ(setString(k, "a", "1"), ERROR_SUCCESS);
-        EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\Tx", "a"), "1") << "a transaction sees its own writes";
+        EXPECT_EQ(getString(HKEY_CURRENT_USER, "Software\\Tx", "a"), "1")
+            << "a transaction sees its own writes";
         // destroyed without commit
     }
     EXPECT_EQ(subkeys(HKEY_CURRENT_USER, ""), std::vector<std::string>{});
@@ -261,7 +274,8 @@ TEST_F(Registry, TransactionsCommitAllOrNothing) {
     {
         zul::registry::Transaction outer;
         Key k;
-        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Tx", 0, KEY_ALL_ACCESS, &k), ERROR_SUCCESS);
+        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Tx", 0, KEY_ALL_ACCESS, &k),
+                  ERROR_SUCCESS);
         ASSERT_EQ(setString(k, "a", "changed"), ERROR_SUCCESS);
         {
             zul::registry::Transaction inner;
@@ -282,7 +296,8 @@ TEST_F(Registry, TransactionsCommitAllOrNothing) {
     {
         zul::registry::Transaction outer;
         Key k;
-        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Tx", 0, KEY_ALL_ACCESS, &k), ERROR_SUCCESS);
+        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Tx", 0, KEY_ALL_ACCESS, &k),
+                  ERROR_SUCCESS);
         {
             // Joined first inside the inner scope: still undone by the outer.
             zul::registry::Transaction inner;
@@ -315,14 +330,16 @@ TEST_F(Registry, DamagedOrForeignHiveIsRefusedAndNeverRewritten) {
         ASSERT_GT(full.size(), 20000u);
         truncated = full.substr(0, full.size() / 2);
         // Scribble over interior pages too, as a disk fault would.
-        for (size_t i = 4096; i < truncated.size(); i += 4096) truncated.replace(i + 100, 64, 64, '\xAA');
+        for (size_t i = 4096; i < truncated.size(); i += 4096)
+            truncated.replace(i + 100, 64, 64, '\xAA');
     }
     std::string foreign;
     {
         const std::string path = (dir_ / "foreign.db").string();
         sqlite3* db = nullptr;
         ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-        sqlite3_exec(db, "CREATE TABLE notes(x); INSERT INTO notes VALUES(1);", nullptr, nullptr, nullptr);
+        sqlite3_exec(db, "CREATE TABLE notes(x); INSERT INTO notes VALUES(1);", nullptr, nullptr,
+                     nullptr);
         sqlite3_close(db);
         foreign = readFile(path);
     }
@@ -386,7 +403,8 @@ TEST_F(Registry, ReadOnlyHiveServesReadsAndRefusesWrites) {
         int failures = 0;
         failures += getString(HKEY_CURRENT_USER, "Software\\RO", "v") != "kept";
         Key k;
-        failures += RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\RO", 0, KEY_ALL_ACCESS, &k) != ERROR_SUCCESS;
+        failures += RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\RO", 0, KEY_ALL_ACCESS, &k) !=
+                    ERROR_SUCCESS;
         failures += setString(k, "v", "changed") != ERROR_ACCESS_DENIED;
         Key n;
         failures += create(HKEY_CURRENT_USER, "Software\\New", n) != ERROR_ACCESS_DENIED;
@@ -415,21 +433,26 @@ TEST_F(Registry, ClassesRootMergesUserOverMachineAndWritesToMachine) {
         ASSERT_EQ(create(HKEY_CURRENT_USER, "Software\\Classes\\UserOnly", uo), ERROR_SUCCESS);
     }
     EXPECT_EQ(getString(HKEY_CLASSES_ROOT, "Shared", ""), "user");
-    EXPECT_EQ(subkeys(HKEY_CLASSES_ROOT, ""), (std::vector<std::string>{"MachineOnly", "Shared", "UserOnly"}));
+    EXPECT_EQ(subkeys(HKEY_CLASSES_ROOT, ""),
+              (std::vector<std::string>{"MachineOnly", "Shared", "UserOnly"}));
 
     Key created;
     ASSERT_EQ(create(HKEY_CLASSES_ROOT, "NewClass", created), ERROR_SUCCESS);
     EXPECT_EQ(subkeys(HKEY_LOCAL_MACHINE, "Software\\Classes"),
               (std::vector<std::string>{"MachineOnly", "NewClass", "Shared"}));
-    EXPECT_EQ(subkeys(HKEY_CURRENT_USER, "Software\\Classes"), (std::vector<std::string>{"Shared", "UserOnly"}));
+    EXPECT_EQ(subkeys(HKEY_CURRENT_USER, "Software\\Classes"),
+              (std::vector<std::string>{"Shared", "UserOnly"}));
 
     // Redirected to the user's classes, as a per-user registration does.
     Key userClasses;
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes", 0, KEY_ALL_ACCESS, &userClasses), ERROR_SUCCESS);
+    ASSERT_EQ(
+        RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes", 0, KEY_ALL_ACCESS, &userClasses),
+        ERROR_SUCCESS);
     ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses), ERROR_SUCCESS);
     Key perUser;
     ASSERT_EQ(create(HKEY_CLASSES_ROOT, "PerUser", perUser), ERROR_SUCCESS);
-    EXPECT_EQ(subkeys(HKEY_CLASSES_ROOT, ""), (std::vector<std::string>{"PerUser", "Shared", "UserOnly"}));
+    EXPECT_EQ(subkeys(HKEY_CLASSES_ROOT, ""),
+              (std::vector<std::string>{"PerUser", "Shared", "UserOnly"}));
     ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr), ERROR_SUCCESS);
     EXPECT_EQ(subkeys(HKEY_LOCAL_MACHINE, "Software\\Classes"),
               (std::vector<std::string>{"MachineOnly", "NewClass", "Shared"}));
@@ -442,9 +465,14 @@ TEST_F(Registry, ValueTypesRoundTripByteForByte) {
     const std::string binary("\x00\x01\xFF\x7F", 4);
     const uint64_t q = 0x0123456789ABCDEFull;
     const std::string multi("one\0two\0\0", 9);
-    ASSERT_EQ(RegSetValueExA(k, "bin", 0, REG_BINARY, reinterpret_cast<const BYTE*>(binary.data()), 4), ERROR_SUCCESS);
-    ASSERT_EQ(RegSetValueExA(k, "q", 0, REG_QWORD, reinterpret_cast<const BYTE*>(&q), 8), ERROR_SUCCESS);
-    ASSERT_EQ(RegSetValueExA(k, "m", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(multi.data()), 9), ERROR_SUCCESS);
+    ASSERT_EQ(
+        RegSetValueExA(k, "bin", 0, REG_BINARY, reinterpret_cast<const BYTE*>(binary.data()), 4),
+        ERROR_SUCCESS);
+    ASSERT_EQ(RegSetValueExA(k, "q", 0, REG_QWORD, reinterpret_cast<const BYTE*>(&q), 8),
+              ERROR_SUCCESS);
+    ASSERT_EQ(
+        RegSetValueExA(k, "m", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(multi.data()), 9),
+        ERROR_SUCCESS);
     ASSERT_EQ(RegSetValueExA(k, "empty", 0, REG_BINARY, nullptr, 0), ERROR_SUCCESS);
     BYTE buf[16];
     DWORD size = sizeof buf, type = 0;

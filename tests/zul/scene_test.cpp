@@ -36,14 +36,16 @@ protected:
 
 // One triangle from (0,0,0) to (2,0,0) to (0,3,1), in each text format.
 TEST_F(SceneFiles, EachFormatGivesAPartWithItsBounds) {
-    const std::string stl = write("tri.stl",
-                                  "solid t\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 2 0 0\nvertex 0 3 1\n"
-                                  "endloop\nendfacet\nendsolid t\n");
+    const std::string stl =
+        write("tri.stl",
+              "solid t\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 2 0 0\nvertex 0 3 1\n"
+              "endloop\nendfacet\nendsolid t\n");
     const std::string obj = write("tri.OBJ", "v 0 0 0\nv 2 0 0\nv 0 3 1\nf 1 2 3\n");
-    const std::string ply = write("tri.ply",
-                                  "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
-                                  "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n"
-                                  "0 0 0\n2 0 0\n0 3 1\n3 0 1 2\n");
+    const std::string ply = write(
+        "tri.ply",
+        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+        "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n"
+        "0 0 0\n2 0 0\n0 3 1\n3 0 1 2\n");
     vtkNew<vtkSphereSource> sphere;
     sphere->SetCenter(5, 5, 5);
     sphere->SetRadius(1);
@@ -92,19 +94,24 @@ TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
     zul::scene::Scene scene;
     scene.addSampleModel();
     const size_t parts = scene.partCount();
-    const std::string header = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
-                               "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n";
+    const std::string header =
+        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+        "property float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n";
     struct Case {
         std::string name, text, said;
     };
     std::string truncatedStl(84 + 50 * 3, '\0');
     truncatedStl[80] = 12; // twelve triangles promised, three there
     const Case cases[] = {
-        {"short.ply", "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n",
+        {"short.ply",
+         "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n",
          "declares 3 vertex elements, but the data ends after 2"},
-        {"nofaces.ply", header + "0 0 0\n1 0 0\n0 1 0\n", "declares 1 face element, but the data ends after 0"},
-        {"badindex.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "face 1 names vertex 7, but there are 3"},
-        {"shortlist.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1\n", "promises 3 values, the line holds 2"},
+        {"nofaces.ply", header + "0 0 0\n1 0 0\n0 1 0\n",
+         "declares 1 face element, but the data ends after 0"},
+        {"badindex.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n",
+         "face 1 names vertex 7, but there are 3"},
+        {"shortlist.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1\n",
+         "promises 3 values, the line holds 2"},
         {"truncated.stl", truncatedStl, "the header promises 12 triangles, the file holds 3"},
     };
     for (const Case& c : cases) {
@@ -117,13 +124,18 @@ TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
     }
     // A binary PLY cut inside its faces, in both byte orders.
     for (const char* order : {"binary_little_endian", "binary_big_endian"}) {
-        std::string bin = "ply\nformat " + std::string(order) + " 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
-                          "property float z\nelement face 2\nproperty list uchar int vertex_indices\nend_header\n";
+        std::string bin = "ply\nformat " + std::string(order) +
+                          " 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+                          "property float z\nelement face 2\nproperty list uchar int "
+                          "vertex_indices\nend_header\n";
         bin += std::string(36, '\0') + '\3' + std::string(12, '\0');
         std::string why;
-        EXPECT_FALSE(zul::scene::checkModelBytes(zul::scene::ModelFormat::Ply, reinterpret_cast<const unsigned char*>(bin.data()),
+        EXPECT_FALSE(zul::scene::checkModelBytes(zul::scene::ModelFormat::Ply,
+                                                 reinterpret_cast<const unsigned char*>(bin.data()),
                                                  bin.size(), why));
-        EXPECT_NE(why.find("declares 2 face elements, but the data ends after 1"), std::string::npos) << why;
+        EXPECT_NE(why.find("declares 2 face elements, but the data ends after 1"),
+                  std::string::npos)
+            << why;
     }
     EXPECT_EQ(scene.partCount(), parts) << "the scene is as it was";
 }
@@ -132,7 +144,8 @@ TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
 // that dies or hangs there is a message here.
 TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
     const std::string dies = write("dies.sh", "#!/bin/sh\nkill -SEGV $$\n");
-    const std::string says = write("says.sh", "#!/bin/sh\necho 'no geometry in it (the reader said so)' >&2\nexit 1\n");
+    const std::string says =
+        write("says.sh", "#!/bin/sh\necho 'no geometry in it (the reader said so)' >&2\nexit 1\n");
     fs::permissions(dies, fs::perms::owner_all);
     fs::permissions(says, fs::perms::owner_all);
     const std::string model = write("box.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
@@ -140,10 +153,12 @@ TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
     std::string error;
     ::setenv("ZUL_MODEL_READER", dies.c_str(), 1);
     EXPECT_FALSE(scene.addFile(model, error));
-    EXPECT_NE(error.find("box.obj: the reader failed on it (signal 11)"), std::string::npos) << error;
+    EXPECT_NE(error.find("box.obj: the reader failed on it (signal 11)"), std::string::npos)
+        << error;
     ::setenv("ZUL_MODEL_READER", says.c_str(), 1);
     EXPECT_FALSE(scene.addFile(model, error));
-    EXPECT_NE(error.find("box.obj: no geometry in it (the reader said so)"), std::string::npos) << error;
+    EXPECT_NE(error.find("box.obj: no geometry in it (the reader said so)"), std::string::npos)
+        << error;
     ::unsetenv("ZUL_MODEL_READER");
     EXPECT_TRUE(scene.addFile(model, error)) << error;
     EXPECT_EQ(scene.partCount(), 1u);
@@ -154,18 +169,21 @@ TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
 // crashes on it.
 TEST(SceneRealFiles, RealModelsLoadAndADamagedOneIsRefused) {
     const fs::path models = "/usr/share/assimp/models";
-    if (!fs::exists(models / "PLY/issue623.ply")) GTEST_SKIP() << "Debian package assimp-testmodels is not installed";
+    if (!fs::exists(models / "PLY/issue623.ply"))
+        GTEST_SKIP() << "Debian package assimp-testmodels is not installed";
     zul::scene::Scene scene;
     std::string error;
-    for (const char* name : {"STL/Spider_binary.stl", "STL/Spider_ascii.stl", "PLY/cube_binary.ply", "PLY/float-color.ply",
-                             "OBJ/spider.obj", "OBJ/box.obj"})
+    for (const char* name : {"STL/Spider_binary.stl", "STL/Spider_ascii.stl", "PLY/cube_binary.ply",
+                             "PLY/float-color.ply", "OBJ/spider.obj", "OBJ/box.obj"})
         EXPECT_TRUE(scene.addFile((models / name).string(), error)) << name << ": " << error;
     EXPECT_EQ(scene.partCount(), 6u);
     double b[6];
     ASSERT_TRUE(scene.partBounds(1, b));
     EXPECT_GT(b[1] - b[0], 1.0) << "the spider has a size";
     EXPECT_FALSE(scene.addFile((models / "PLY/issue623.ply").string(), error));
-    EXPECT_NE(error.find("vertex 1 of 24 (line 13) has no value for vertex_indices"), std::string::npos) << error;
+    EXPECT_NE(error.find("vertex 1 of 24 (line 13) has no value for vertex_indices"),
+              std::string::npos)
+        << error;
     EXPECT_EQ(scene.partCount(), 6u);
 }
 
@@ -181,7 +199,8 @@ TEST(SceneCamera, NothingInTheViewVolumeIsClippedWhateverTheEyeDistance) {
         cam->GetDirectionOfProjection(d);
         nearest = 1e300, farthest = -1e300;
         for (int k = 0; k < 8; ++k) {
-            const double c[3] = {b[k & 1] - eye[0], b[2 + ((k >> 1) & 1)] - eye[1], b[4 + ((k >> 2) & 1)] - eye[2]};
+            const double c[3] = {b[k & 1] - eye[0], b[2 + ((k >> 1) & 1)] - eye[1],
+                                 b[4 + ((k >> 2) & 1)] - eye[2]};
             const double depth = c[0] * d[0] + c[1] * d[1] + c[2] * d[2];
             nearest = std::min(nearest, depth), farthest = std::max(farthest, depth);
         }
@@ -231,8 +250,10 @@ TEST(SceneCamera, AnUpAlongTheViewOrNotANumberGetsAValidFrame) {
         const zul::scene::CameraFrame f = zul::scene::frameOf(c);
         double dot = 0, up = 0, dir = 0;
         for (int i = 0; i < 3; ++i) {
-            EXPECT_TRUE(std::isfinite(f.eye[i]) && std::isfinite(f.target[i]) && std::isfinite(f.up[i]));
-            dot += f.up[i] * f.direction[i], up += f.up[i] * f.up[i], dir += f.direction[i] * f.direction[i];
+            EXPECT_TRUE(std::isfinite(f.eye[i]) && std::isfinite(f.target[i]) &&
+                        std::isfinite(f.up[i]));
+            dot += f.up[i] * f.direction[i], up += f.up[i] * f.up[i],
+                dir += f.direction[i] * f.direction[i];
         }
         EXPECT_NEAR(dot, 0.0, 1e-9);
         EXPECT_NEAR(up, 1.0, 1e-9);
@@ -263,10 +284,13 @@ TEST(SceneCamera, TheCameraModelSurvivesAVtkCameraBothProjections) {
             EXPECT_NEAR(back.target[i], c.target[i], 1e-4);
         }
         EXPECT_EQ(back.perspective, perspective);
-        EXPECT_NEAR(back.viewHeight, 30.0f, 1e-3) << "view height as parallel scale or angle at the focal distance";
+        EXPECT_NEAR(back.viewHeight, 30.0f, 1e-3)
+            << "view height as parallel scale or angle at the focal distance";
         const double* up = scene.renderer()->GetActiveCamera()->GetViewUp();
-        const double d[3] = {c.target[0] - c.eye[0], c.target[1] - c.eye[1], c.target[2] - c.eye[2]};
-        EXPECT_NEAR(up[0] * d[0] + up[1] * d[1] + up[2] * d[2], 0.0, 1e-6) << "VTK's up is made square to the view";
+        const double d[3] = {c.target[0] - c.eye[0], c.target[1] - c.eye[1],
+                             c.target[2] - c.eye[2]};
+        EXPECT_NEAR(up[0] * d[0] + up[1] * d[1] + up[2] * d[2], 0.0, 1e-6)
+            << "VTK's up is made square to the view";
     }
     zul::scene::Camera c{{0, 0, 500}, {9, 9, 9}, {0, 1, 0}, false, 500.0f, 5.0f};
     zul::scene::fitAll(scene, c);

@@ -22,8 +22,12 @@ void* operator new(std::size_t n) {
     if (void* p = std::malloc(n ? n : 1)) return p;
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
 
 namespace {
 
@@ -41,8 +45,10 @@ public:
     std::string context;
 };
 
-std::shared_ptr<spdlog::logger> captureTo(std::ostringstream& out, spdlog::level::level_enum level) {
-    auto l = std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::ostream_sink_st>(out));
+std::shared_ptr<spdlog::logger> captureTo(std::ostringstream& out,
+                                          spdlog::level::level_enum level) {
+    auto l = std::make_shared<spdlog::logger>(
+        "test", std::make_shared<spdlog::sinks::ostream_sink_st>(out));
     l->set_level(level);
     return l;
 }
@@ -66,8 +72,10 @@ TEST(Trace, ScopeWritesNameSignatureSourceAndLineInItsContext) {
     ASSERT_NE(inner, std::string::npos) << log;
     EXPECT_LT(outer, inner);
     const std::string innerLine = log.substr(inner, log.find('\n', inner) - inner);
-    EXPECT_NE(innerLine.find("CTraced::Inner | int {anonymous}::CTraced::Inner(int) | zul/trace_test:"),
-              std::string::npos) << innerLine;
+    EXPECT_NE(
+        innerLine.find("CTraced::Inner | int {anonymous}::CTraced::Inner(int) | zul/trace_test:"),
+        std::string::npos)
+        << innerLine;
     EXPECT_NE(innerLine.find("0x"), std::string::npos) << "the object: " << innerLine;
     EXPECT_NE(log.find("[trace]"), std::string::npos);
 }
@@ -95,7 +103,9 @@ TEST(Trace, AFailingLoggerLeavesTheResultUnchanged) {
     auto l = captureTo(out, spdlog::level::trace);
     // spdlog hands sink failures to the error handler; this one throws on.
     struct ThrowingSink : spdlog::sinks::base_sink<spdlog::details::null_mutex> {
-        void sink_it_(const spdlog::details::log_msg&) override { throw std::runtime_error("disk full"); }
+        void sink_it_(const spdlog::details::log_msg&) override {
+            throw std::runtime_error("disk full");
+        }
         void flush_() override {}
     };
     l->sinks().push_back(std::make_shared<ThrowingSink>());
@@ -109,7 +119,8 @@ TEST(Trace, AFailingLoggerLeavesTheResultUnchanged) {
 }
 
 TEST(Trace, SourceTagIsFolderAndFileWithoutExtension) {
-    EXPECT_EQ(zul::trace::sourceTag("/work/main/KRAdvancedViews/ViewManager.cpp"), "KRAdvancedViews/ViewManager");
+    EXPECT_EQ(zul::trace::sourceTag("/work/main/KRAdvancedViews/ViewManager.cpp"),
+              "KRAdvancedViews/ViewManager");
     EXPECT_EQ(zul::trace::sourceTag("ViewManager.cpp"), "ViewManager");
     EXPECT_EQ(zul::trace::sourceTag("a.b/dir/File"), "dir/File");
 }

@@ -4,14 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QDialog>
+#include <QFile>
+#include <QMessageBox>
 #include <QStatusBar>
 #include <QSurfaceFormat>
-#include <QAction>
-#include <QFile>
 #include <QTemporaryDir>
-#include <QMessageBox>
 #include <QTest>
 #include <QTimer>
 #include <QVTKOpenGLNativeWidget.h>
@@ -64,8 +64,9 @@ protected:
         };
         // The triad in the corner is not the model: left out of the pictures.
         window_->scene().axesRenderer()->DrawOff();
-        ASSERT_TRUE(SUCCEEDED(window_->module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(),
-                                                                  reinterpret_cast<void**>(mgr_.GetAddressOf()))));
+        ASSERT_TRUE(SUCCEEDED(
+            window_->module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(),
+                                              reinterpret_cast<void**>(mgr_.GetAddressOf()))));
     }
     void TearDown() override {
         window_->StopModule();
@@ -80,7 +81,8 @@ protected:
         return {d[0], d[1], d[2]};
     }
     static bool along(const std::array<double, 3>& d, double x, double y, double z) {
-        return std::fabs(d[0] - x) < 1e-3 && std::fabs(d[1] - y) < 1e-3 && std::fabs(d[2] - z) < 1e-3;
+        return std::fabs(d[0] - x) < 1e-3 && std::fabs(d[1] - y) < 1e-3 &&
+               std::fabs(d[2] - z) < 1e-3;
     }
     Picture picture() {
         vtkRenderWindow* w = window_->renderWindow();
@@ -103,13 +105,15 @@ protected:
     // The visible pixels the model covers.
     static long coverage(const Picture& p) {
         long n = 0;
-        for (float d : p.depth) n += d < 1.0f;
+        for (float d : p.depth)
+            n += d < 1.0f;
         return n;
     }
     // How many pixels the two pictures disagree on, covered or not.
     static long differing(const Picture& a, const Picture& b) {
         long n = 0;
-        for (size_t i = 0; i < a.depth.size() && i < b.depth.size(); ++i) n += (a.depth[i] < 1.0f) != (b.depth[i] < 1.0f);
+        for (size_t i = 0; i < a.depth.size() && i < b.depth.size(); ++i)
+            n += (a.depth[i] < 1.0f) != (b.depth[i] < 1.0f);
         return n;
     }
     // The same parallel picture with the model's eye far back along the
@@ -117,13 +121,17 @@ protected:
     Picture fromFarBack() {
         auto* v = host()->sceneViewer.Get();
         float saved[3];
-        for (int i = 0; i < 3; ++i) saved[i] = v->eye[i];
+        for (int i = 0; i < 3; ++i)
+            saved[i] = v->eye[i];
         float d[3], n = 0;
-        for (int i = 0; i < 3; ++i) d[i] = v->eye[i] - v->target[i], n += d[i] * d[i];
+        for (int i = 0; i < 3; ++i)
+            d[i] = v->eye[i] - v->target[i], n += d[i] * d[i];
         n = std::sqrt(n);
-        for (int i = 0; i < 3; ++i) v->eye[i] = v->target[i] + d[i] / n * 5000.0f;
+        for (int i = 0; i < 3; ++i)
+            v->eye[i] = v->target[i] + d[i] / n * 5000.0f;
         Picture far = picture();
-        for (int i = 0; i < 3; ++i) v->eye[i] = saved[i];
+        for (int i = 0; i < 3; ++i)
+            v->eye[i] = saved[i];
         return far;
     }
     QAction* viewItem(const QString& name) {
@@ -158,7 +166,8 @@ TEST_F(ViewerE2E, OppositeViewsShowMirroredSilhouettesOfDifferentFaces) {
             if (!plus.covered(x, y) || !minus.covered(mx, y)) continue;
             ++covered;
             const unsigned char *a = plus.at(x, y), *b = minus.at(mx, y);
-            colourDiffers += std::abs(a[0] - b[0]) + std::abs(a[1] - b[1]) + std::abs(a[2] - b[2]) > 60;
+            colourDiffers +=
+                std::abs(a[0] - b[0]) + std::abs(a[1] - b[1]) + std::abs(a[2] - b[2]) > 60;
         }
     const long all = long(plus.width) * plus.height;
     EXPECT_GT(covered, all / 20) << "the model fills part of the view";
@@ -178,7 +187,8 @@ TEST_F(ViewerE2E, ThePartSitsWhereTheCameraProjectsIt) {
     ASSERT_NE(cone, 0u);
     ASSERT_TRUE(window_->scene().partBounds(cone, bounds));
     // A point inside the cone, a third of the way from its base.
-    r->SetWorldPoint(bounds[0] + (bounds[1] - bounds[0]) / 3, (bounds[2] + bounds[3]) / 2, (bounds[4] + bounds[5]) / 2, 1);
+    r->SetWorldPoint(bounds[0] + (bounds[1] - bounds[0]) / 3, (bounds[2] + bounds[3]) / 2,
+                     (bounds[4] + bounds[5]) / 2, 1);
     r->WorldToDisplay();
     const double* d = r->GetDisplayPoint();
     const int x = int(d[0]), y = int(d[1]);
@@ -261,7 +271,8 @@ TEST_F(ViewerE2E, NothingVanishesWhenTheEyeStandsInsideTheModel) {
     EXPECT_NEAR(eyeToTarget, 1.0f, 1e-3) << "the module keeps its own eye";
     const Picture near = picture(), far = fromFarBack();
     EXPECT_GT(coverage(far), long(far.width) * far.height / 20);
-    EXPECT_LT(differing(near, far), long(far.width) * far.height / 1000) << "no part is sliced or missing";
+    EXPECT_LT(differing(near, far), long(far.width) * far.height / 1000)
+        << "no part is sliced or missing";
     // A toolbar align after it keeps the model whole too.
     ASSERT_EQ(host()->Run(7145), S_OK);
     const Picture side = picture(), sideFar = fromFarBack();
@@ -296,13 +307,15 @@ TEST_F(ViewerE2E, TheDefaultViewIsTheFirstPictureAndHomeComesBackToIt) {
     EXPECT_TRUE(along(looking(), 0, -1, 0)) << "the -Y view looks along -Y";
     const double* up = camera()->GetViewUp();
     EXPECT_NEAR(up[2], 1.0, 1e-6) << "with the stored up";
-    ASSERT_EQ(window_->module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(),
-                                                reinterpret_cast<void**>(mgr_.ReleaseAndGetAddressOf())),
-              S_OK);
+    ASSERT_EQ(
+        window_->module()->QueryInterface(zul::com::iidOf<IAdvancedViewsModuleMgr>(),
+                                          reinterpret_cast<void**>(mgr_.ReleaseAndGetAddressOf())),
+        S_OK);
     // Fitted: the whole model inside the picture.
     const Picture first = picture();
     long edge = 0;
-    for (int x = 0; x < first.width; ++x) edge += first.covered(x, 0) + first.covered(x, first.height - 1);
+    for (int x = 0; x < first.width; ++x)
+        edge += first.covered(x, 0) + first.covered(x, first.height - 1);
     EXPECT_EQ(edge, 0) << "framed so the model fits";
     EXPECT_GT(coverage(first), long(first.width) * first.height / 40);
     // Home, from anywhere.
@@ -322,7 +335,8 @@ TEST_F(ViewerE2E, TheDefaultViewIsTheFirstPictureAndHomeComesBackToIt) {
     home->trigger();
     const auto iso = looking();
     EXPECT_FALSE(along(iso, 0, -1, 0));
-    EXPECT_GT(std::fabs(iso[0]) * std::fabs(iso[1]) * std::fabs(iso[2]), 0.1) << "an isometric direction";
+    EXPECT_GT(std::fabs(iso[0]) * std::fabs(iso[1]) * std::fabs(iso[2]), 0.1)
+        << "an isometric direction";
 }
 
 TEST_F(ViewerE2E, ALockSetNearAnAxisLocksItAndRefusesAViewAlongIt) {
@@ -353,9 +367,11 @@ TEST_F(ViewerE2E, ALockSetNearAnAxisLocksItAndRefusesAViewAlongIt) {
     const float iso[3] = {v->up[0], v->up[1], v->up[2]};
     host()->sceneViewer->SetUpLocked(true);
     EXPECT_EQ(host()->sceneViewer->LockedAxis(), 0);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(v->up[i], iso[i]);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(v->up[i], iso[i]);
     ASSERT_EQ(host()->Run(7145), S_OK);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(v->up[i], iso[i]) << "a view does not move a locked up";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(v->up[i], iso[i]) << "a view does not move a locked up";
 }
 
 // The navigator hears of every camera change through the host's event.
@@ -379,7 +395,8 @@ TEST_F(ViewerE2E, AnAppliedViewReachesNavigatorListenersAndALockDisablesItsViews
     zul::com::ComPtr<CNavigatorListener> listener;
     {
         IViewNavigatorSink* sink = nullptr;
-        zul::com::createInstance<CNavigatorListener>(nullptr, zul::com::iidOf<IViewNavigatorSink>(), reinterpret_cast<void**>(&sink));
+        zul::com::createInstance<CNavigatorListener>(nullptr, zul::com::iidOf<IViewNavigatorSink>(),
+                                                     reinterpret_cast<void**>(&sink));
         listener.Attach(static_cast<CNavigatorListener*>(sink));
     }
     ASSERT_EQ(navigator->RegisterInterest(listener.Get()), S_OK);
@@ -389,7 +406,8 @@ TEST_F(ViewerE2E, AnAppliedViewReachesNavigatorListenersAndALockDisablesItsViews
     plusZ->trigger();
     ASSERT_EQ(listener->changes.size(), 1u) << "one event for one applied view";
     const FullViewInfo& seen = listener->changes.back();
-    EXPECT_GT(std::fabs(seen.pViewVector[2]), 1e3f * (std::fabs(seen.pViewVector[0]) + std::fabs(seen.pViewVector[1])))
+    EXPECT_GT(std::fabs(seen.pViewVector[2]),
+              1e3f * (std::fabs(seen.pViewVector[0]) + std::fabs(seen.pViewVector[1])))
         << "the listener heard of the +Z view";
 
     // The -Z view has Y exactly up: locked, the +Y and -Y views cannot be applied.
@@ -407,7 +425,8 @@ TEST_F(ViewerE2E, AnAppliedViewReachesNavigatorListenersAndALockDisablesItsViews
 
 TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {
     ASSERT_EQ(viewItem("Elsewhere"), nullptr);
-    const std::string krviews = std::string("ZUL_USER_HIVE='") + dir_.filePath("user.db").toStdString() + "' KRAV_MODULE='" +
+    const std::string krviews = std::string("ZUL_USER_HIVE='") +
+                                dir_.filePath("user.db").toStdString() + "' KRAV_MODULE='" +
                                 KRAV_MODULE_PATH + "' '" + KRVIEWS_PATH + "' ";
     auto r = zul::test::runProgram(krviews + "add Elsewhere --view 1,1,0 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
@@ -423,7 +442,8 @@ TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {
 TEST_F(ViewerE2E, VtkLetterKeysDoNothingAndTheViewersKeysAreListed) {
     ASSERT_EQ(host()->Run(7145), S_OK);
     window_->view()->setFocus();
-    for (char key : {'3', 'w', 's', 'e', 'q', 'r'}) QTest::keyClick(window_->view(), key);
+    for (char key : {'3', 'w', 's', 'e', 'q', 'r'})
+        QTest::keyClick(window_->view(), key);
     QApplication::processEvents();
     EXPECT_FALSE(window_->renderWindow()->GetStereoRender()) << "no red-blue stereo";
     EXPECT_TRUE(along(looking(), 1, 0, 0)) << "no camera reset";
@@ -448,15 +468,18 @@ TEST(ViewerStart, DamagedModelsGiveAMessageAndAFailingStatus) {
     ASSERT_TRUE(ply.open(QIODevice::WriteOnly));
     ply.write("ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n");
     ply.close();
-    const std::string env = "ZUL_USER_HIVE='" + dir.filePath("u.db").toStdString() + "' KRAV_MODULE='" + KRAV_MODULE_PATH + "' ";
+    const std::string env = "ZUL_USER_HIVE='" + dir.filePath("u.db").toStdString() +
+                            "' KRAV_MODULE='" + KRAV_MODULE_PATH + "' ";
     const std::string shot = dir.filePath("shot.png").toStdString();
-    auto r = zul::test::runProgram(env + "'" + ZULVIEW_PATH + "' --screenshot '" + shot + "' '" + ply.fileName().toStdString() +
-                                   "' 2>&1");
+    auto r = zul::test::runProgram(env + "'" + ZULVIEW_PATH + "' --screenshot '" + shot + "' '" +
+                                   ply.fileName().toStdString() + "' 2>&1");
     EXPECT_NE(r.status, 0);
-    EXPECT_NE(r.out.find("x.ply: the header declares 3 vertex elements, but the data ends after 2"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("x.ply: the header declares 3 vertex elements, but the data ends after 2"),
+              std::string::npos)
+        << r.out;
     EXPECT_FALSE(QFile::exists(QString::fromStdString(shot))) << "no picture of something else";
-    r = zul::test::runProgram(env + "'" + ZULVIEW_PATH + "' --screenshot '" + shot + "' '" + dir.filePath("missing.stl").toStdString() +
-                              "' 2>&1");
+    r = zul::test::runProgram(env + "'" + ZULVIEW_PATH + "' --screenshot '" + shot + "' '" +
+                              dir.filePath("missing.stl").toStdString() + "' 2>&1");
     EXPECT_NE(r.status, 0);
     EXPECT_NE(r.out.find("missing.stl: no such file"), std::string::npos) << r.out;
 }
@@ -477,7 +500,8 @@ TEST(ViewerStart, AMissingModuleOrModelIsReportedAndTheViewerGoesOn) {
     window.ShowSample();
     const size_t parts = window.scene().partCount();
     EXPECT_FALSE(window.OpenModels({bad.fileName(), dir.filePath("absent.obj")}, error));
-    EXPECT_TRUE(error.contains("broken.stl") && error.contains("absent.obj")) << error.toStdString();
+    EXPECT_TRUE(error.contains("broken.stl") && error.contains("absent.obj"))
+        << error.toStdString();
     EXPECT_EQ(window.scene().partCount(), parts) << "the shown model stays";
 }
 

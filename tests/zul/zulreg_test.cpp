@@ -30,9 +30,10 @@ TEST_F(Zulreg, SetListExportImportDelete) {
     EXPECT_EQ(zulreg("set " + view + " '' REG_SZ Merged").status, 0);
     Result exp = zulreg("export " + view + " -");
     EXPECT_EQ(exp.status, 0);
-    EXPECT_EQ(exp.out, "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\VIEW_0001]\n"
-                       "\"View Name\"=\"+X\"\n\"Index\"=dword:0000001f\n"
-                       "\"Big\"=hex(b):ff,ff,ff,ff,ff,ff,ff,ff\n\"Bytes\"=hex:01,ff,20\n@=\"Merged\"\n\n");
+    EXPECT_EQ(exp.out,
+              "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\VIEW_0001]\n"
+              "\"View Name\"=\"+X\"\n\"Index\"=dword:0000001f\n"
+              "\"Big\"=hex(b):ff,ff,ff,ff,ff,ff,ff,ff\n\"Bytes\"=hex:01,ff,20\n@=\"Merged\"\n\n");
 
     const std::string file = (dir_ / "out.reg").string();
     EXPECT_EQ(zulreg("export 'HKCU\\Software\\ZUL' '" + file + "'").status, 0);
@@ -71,7 +72,8 @@ TEST_F(Zulreg, ErrorsHaveMessagesAndExitCodes) {
 
     // An import with an unknown type word warns and goes on; a broken line fails it whole.
     const std::string good = (dir_ / "good.reg").string();
-    writeFile(good, "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\V]\n\"FOV\"=float:45\n\"n\"=dword:2\n");
+    writeFile(good,
+              "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\V]\n\"FOV\"=float:45\n\"n\"=dword:2\n");
     Result warned = zulreg("import '" + good + "'");
     EXPECT_EQ(warned.status, 0);
     EXPECT_NE(warned.out.find("warning: 1 line"), std::string::npos) << warned.out;

@@ -10,11 +10,11 @@
 #include <QToolBar>
 #include <QVTKOpenGLNativeWidget.h>
 
+#include <QSurfaceFormat>
 #include <vtkCallbackCommand.h>
 #include <vtkGenericOpenGLRenderWindow.h>
-#include <vtkOpenGLRenderWindow.h>
-#include <QSurfaceFormat>
 #include <vtkInteractorStyleTrackballCamera.h>
+#include <vtkOpenGLRenderWindow.h>
 #include <vtkRenderWindowInteractor.h>
 
 #include <QTimer>
@@ -54,7 +54,8 @@ MainWindow::MainWindow() {
     setWindowTitle(tr("ZUL Viewer"));
     resize(1280, 800);
     IHostModuleSite* site = nullptr;
-    zul::com::createInstance<CViewerHost>(nullptr, zul::com::iidOf<IHostModuleSite>(), reinterpret_cast<void**>(&site));
+    zul::com::createInstance<CViewerHost>(nullptr, zul::com::iidOf<IHostModuleSite>(),
+                                          reinterpret_cast<void**>(&site));
     host_.Attach(static_cast<CViewerHost*>(site));
     host_->window = this;
     host_->status = [this](const QString& text) { statusBar()->showMessage(text, 8000); };
@@ -74,7 +75,9 @@ MainWindow::~MainWindow() {
     }
 }
 
-QWidget* MainWindow::view() const { return vtk_; }
+QWidget* MainWindow::view() const {
+    return vtk_;
+}
 
 void MainWindow::_buildUi() {
     renderWindow_ = vtkSmartPointer<vtkGenericOpenGLRenderWindow>::New();
@@ -105,7 +108,8 @@ void MainWindow::_buildUi() {
     vtk_->interactor()->AddObserver(vtkCommand::LeftButtonPressEvent, press_, 10.0f);
 
     QMenu* file = menuBar()->addMenu(tr("&File"));
-    file->addAction(tr("&Open..."), this, [this] { _openDialog(); }, QKeySequence::Open);
+    file->addAction(
+        tr("&Open..."), this, [this] { _openDialog(); }, QKeySequence::Open);
     file->addAction(tr("&Sample model"), this, [this] { ShowSample(); });
     file->addSeparator();
     file->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
@@ -120,7 +124,8 @@ void MainWindow::_buildUi() {
     defaultView_->setIconText(tr("Home"));
     defaultView_->setObjectName("applyDefaultView");
     defaultView_->setShortcut(Qt::Key_Home);
-    defaultView_->setToolTip(tr("Show the default view, or +Isometric when none is set, with the model fitted (Home)"));
+    defaultView_->setToolTip(
+        tr("Show the default view, or +Isometric when none is set, with the model fitted (Home)"));
     clearDefault_ = new QAction(tr("C&lear default view"), this);
     clearDefault_->setObjectName("clearDefaultView");
     clearDefault_->setToolTip(tr("Remove the default mark from the stored views"));
@@ -140,14 +145,26 @@ void MainWindow::_buildUi() {
         const char* tip;
     };
     const Command commands[] = {
-        {"+X", krav::ids::kAlignPlusX, "Align to +X"},          {"-X", krav::ids::kAlignMinusX, "Align to -X"},        {"+Y", krav::ids::kAlignPlusY, "Align to +Y"},
-        {"-Y", krav::ids::kAlignMinusY, "Align to -Y"},          {"+Z", krav::ids::kAlignPlusZ, "Align to +Z"},        {"-Z", krav::ids::kAlignMinusZ, "Align to -Z"},
-        {"+Iso", krav::ids::kAlignPlusIsometric, "+Isometric"},         {"-Iso", krav::ids::kAlignMinusIsometric, "-Isometric"},       {nullptr, 0, nullptr},
-        {"⟳", krav::ids::kRotateClockwise, "Rotate Clockwise"},      {"⟲", krav::ids::kRotateCounterclockwise, "Rotate Counterclockwise"}, {"↑", krav::ids::kRotateUp, "Rotate Up"},
-        {"↓", krav::ids::kRotateDown, "Rotate Down"},           {"←", krav::ids::kRotateLeft, "Rotate Left"},         {"→", krav::ids::kRotateRight, "Rotate Right"},
+        {"+X", krav::ids::kAlignPlusX, "Align to +X"},
+        {"-X", krav::ids::kAlignMinusX, "Align to -X"},
+        {"+Y", krav::ids::kAlignPlusY, "Align to +Y"},
+        {"-Y", krav::ids::kAlignMinusY, "Align to -Y"},
+        {"+Z", krav::ids::kAlignPlusZ, "Align to +Z"},
+        {"-Z", krav::ids::kAlignMinusZ, "Align to -Z"},
+        {"+Iso", krav::ids::kAlignPlusIsometric, "+Isometric"},
+        {"-Iso", krav::ids::kAlignMinusIsometric, "-Isometric"},
         {nullptr, 0, nullptr},
-        {"Views...", krav::ids::kEditDialog, "The Standard Views dialog (View > Edit ...): create, apply and manage stored views"},
-        {"Rotate...", krav::ids::kControlDialog, "The Rotate dialog (View > Control Dialog ...): rotate and move by steps"},
+        {"⟳", krav::ids::kRotateClockwise, "Rotate Clockwise"},
+        {"⟲", krav::ids::kRotateCounterclockwise, "Rotate Counterclockwise"},
+        {"↑", krav::ids::kRotateUp, "Rotate Up"},
+        {"↓", krav::ids::kRotateDown, "Rotate Down"},
+        {"←", krav::ids::kRotateLeft, "Rotate Left"},
+        {"→", krav::ids::kRotateRight, "Rotate Right"},
+        {nullptr, 0, nullptr},
+        {"Views...", krav::ids::kEditDialog,
+         "The Standard Views dialog (View > Edit ...): create, apply and manage stored views"},
+        {"Rotate...", krav::ids::kControlDialog,
+         "The Rotate dialog (View > Control Dialog ...): rotate and move by steps"},
     };
     for (const Command& c : commands) {
         if (!c.text) {
@@ -159,13 +176,15 @@ void MainWindow::_buildUi() {
         a->setData(c.id);
         const UINT id = c.id;
         connect(a, &QAction::triggered, this, [this, id] {
-            if (FAILED(host_->Run(id))) statusBar()->showMessage(tr("The view module is not loaded"), 4000);
+            if (FAILED(host_->Run(id)))
+                statusBar()->showMessage(tr("The view module is not loaded"), 4000);
         });
     }
     help_ = menuBar()->addMenu(tr("&Help"));
     QAction* keys = help_->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
     keys->setObjectName("keyboardShortcuts");
-    statusBar()->showMessage(tr("Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
+    statusBar()->showMessage(tr(
+        "Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
 
     // Views other programs add, change or delete show up here too.
     auto* poll = new QTimer(this);
@@ -177,7 +196,8 @@ void MainWindow::_showShortcuts() {
     QMessageBox box(QMessageBox::NoIcon, tr("Keyboard shortcuts"),
                     tr("<table cellpadding=3>"
                        "<tr><td><b>F</b></td><td>Fit the whole model in the view</td></tr>"
-                       "<tr><td><b>Home</b></td><td>The default view (+Isometric when none is set), fitted</td></tr>"
+                       "<tr><td><b>Home</b></td><td>The default view (+Isometric when none is "
+                       "set), fitted</td></tr>"
                        "<tr><td><b>Ctrl+O</b></td><td>Open models</td></tr>"
                        "<tr><td><b>Ctrl+Q</b></td><td>Quit</td></tr>"
                        "<tr><td>Left drag</td><td>Orbit</td></tr>"
@@ -224,14 +244,17 @@ void MainWindow::ClearDefaultView() {
     auto mgr = _mgr();
     if (!mgr) return;
     const HRESULT hr = mgr->SetDefaultView(nullptr);
-    statusBar()->showMessage(SUCCEEDED(hr) ? tr("No view is the default now")
-                                           : tr("Cannot clear the default view: %1")
-                                                 .arg(QString::fromStdString(zul::runtime::describeHresult(hr))),
-                             6000);
+    statusBar()->showMessage(
+        SUCCEEDED(hr) ? tr("No view is the default now")
+                      : tr("Cannot clear the default view: %1")
+                            .arg(QString::fromStdString(zul::runtime::describeHresult(hr))),
+        6000);
 }
 
 void MainWindow::PollStore() {
-    if (!module_ || QApplication::activeModalWidget() || QApplication::mouseButtons() != Qt::NoButton) return;
+    if (!module_ || QApplication::activeModalWidget() ||
+        QApplication::mouseButtons() != Qt::NoButton)
+        return;
     if (auto store = host_->firstObject<IViewManager2>()) {
         FullViewInfo info;
         store->GetViewInfo("PLACEHOLDER_VIEW_NAME", &info);
@@ -252,8 +275,10 @@ void MainWindow::_onInteraction(unsigned long event) {
     if (event == vtkCommand::LeftButtonPressEvent) {
         if (!viewer->Picking()) return;
         int* p = vtk_->interactor()->GetEventPosition();
-        if (viewer->PickAt(p[0], p[1]) && module_) module_->NotifyPicked();
-        else statusBar()->showMessage(tr("Nothing there to pick"), 3000);
+        if (viewer->PickAt(p[0], p[1]) && module_)
+            module_->NotifyPicked();
+        else
+            statusBar()->showMessage(tr("Nothing there to pick"), 3000);
         press_->SetAbortFlag(1);
         return;
     }
@@ -271,7 +296,8 @@ bool MainWindow::StartModule(QString& error) {
     if (SUCCEEDED(hr)) {
         host_->resource = loaded.resource;
         host_->createObject = [&activator](REFCLSID clsid, IUnknown** pp) {
-            return activator.createInstance(clsid, nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
+            return activator.createInstance(clsid, nullptr, IID_IUnknown,
+                                            reinterpret_cast<void**>(pp));
         };
         zul::com::ComPtr<IZulModule> module;
         zul::com::ComPtr<IObjectWithSite> site;
@@ -335,8 +361,10 @@ bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
     QStringList problems, read;
     for (const QString& path : paths) {
         std::string why;
-        if (trial.addFile(path.toStdString(), why)) read << path;
-        else problems << QString::fromStdString(why);
+        if (trial.addFile(path.toStdString(), why))
+            read << path;
+        else
+            problems << QString::fromStdString(why);
     }
     if (!read.isEmpty()) {
         scene_.takePartsOf(trial);
@@ -348,8 +376,8 @@ bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
 }
 
 void MainWindow::_openDialog() {
-    const QStringList paths = QFileDialog::getOpenFileNames(this, tr("Open models"), QString(),
-                                                            tr("Models (*.stl *.obj *.ply *.vtp);;All files (*)"));
+    const QStringList paths = QFileDialog::getOpenFileNames(
+        this, tr("Open models"), QString(), tr("Models (*.stl *.obj *.ply *.vtp);;All files (*)"));
     if (paths.isEmpty()) return;
     QString error;
     if (!OpenModels(paths, error)) QMessageBox::warning(this, windowTitle(), error);

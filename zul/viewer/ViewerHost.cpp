@@ -1,20 +1,21 @@
 #include "ViewerHost.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QFont>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
-#include <QApplication>
 #include <QMessageBox>
 #include <QStringList>
-#include <QFont>
 #include <vector>
 
 namespace zul::viewer {
 
 CViewerHost::CViewerHost() {
     IHostApplication* app = nullptr;
-    zul::com::createInstance<scene::CSceneViewer>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
+    zul::com::createInstance<scene::CSceneViewer>(nullptr, zul::com::iidOf<IHostApplication>(),
+                                                  reinterpret_cast<void**>(&app));
     sceneViewer.Attach(static_cast<scene::CSceneViewer*>(app));
     viewer = zul::com::ComPtr<runtime::CCameraModel>(sceneViewer.Get());
     sceneViewer->messageService = static_cast<IHostUIService*>(this);
@@ -65,7 +66,8 @@ HRESULT CViewerHost::_install(UINT menuId, IHostCommandHandler* handler) {
     const void* data = nullptr;
     DWORD size = 0;
     if (!resource || FAILED(resource(4, menuId, &data, &size)) || !data) return E_FAIL;
-    const QStringList lines = QString::fromUtf8(static_cast<const char*>(data), int(size)).split('\n', Qt::SkipEmptyParts);
+    const QStringList lines = QString::fromUtf8(static_cast<const char*>(data), int(size))
+                                  .split('\n', Qt::SkipEmptyParts);
     if (handler) handler_ = zul::com::ComPtr<IHostCommandHandler>(handler);
     std::vector<QMenu*> stack;
     QMenu* top = nullptr;
@@ -82,7 +84,8 @@ HRESULT CViewerHost::_install(UINT menuId, IHostCommandHandler* handler) {
         const UINT id = line.section(' ', 1, 1).toUInt();
         const QString text = line.section(' ', 2);
         if (word == "POPUP") {
-            QMenu* menu = stack.empty() ? window->menuBar()->addMenu(text) : stack.back()->addMenu(text);
+            QMenu* menu =
+                stack.empty() ? window->menuBar()->addMenu(text) : stack.back()->addMenu(text);
             if (!top) top = menu;
             if (id) submenus_[id] = menu;
             stack.push_back(menu);
@@ -96,7 +99,8 @@ HRESULT CViewerHost::_install(UINT menuId, IHostCommandHandler* handler) {
     menus_[menuId] = top;
     // The "Standard Views" popup holds the align commands and, below them,
     // the stored views: a heading over each group tells them apart.
-    if (const auto views = submenus_.find(kStoredViewsPopup); views != submenus_.end() && views->second) {
+    if (const auto views = submenus_.find(kStoredViewsPopup);
+        views != submenus_.end() && views->second) {
         QMenu* popup = views->second;
         if (!popup->actions().isEmpty() && popup->actions().front()->isEnabled()) {
             s_heading(popup, QObject::tr("Align the camera"), popup->actions().front());
@@ -148,7 +152,8 @@ HRESULT CViewerHost::RemoveMenuItems(DWORD, UINT firstId, UINT lastId) {
     return S_OK;
 }
 
-HRESULT CViewerHost::AddMenuItem(DWORD, UINT anchorId, UINT commandId, const char* text, BOOL enabled) {
+HRESULT CViewerHost::AddMenuItem(DWORD, UINT anchorId, UINT commandId, const char* text,
+                                 BOOL enabled) {
     const auto it = submenus_.find(anchorId);
     if (it == submenus_.end() || !it->second) return E_INVALIDARG;
     QAction* a = it->second->addAction(QString::fromUtf8(text ? text : ""));
@@ -168,15 +173,21 @@ HRESULT CViewerHost::ShowMessage(const char* text, const char* caption, UINT typ
     }
     if (!window) return CHeadlessHost::ShowMessage(text, caption, type, result);
     const UINT icon = type & 0xF0;
-    const auto kind = icon == 0x10 ? QMessageBox::Critical : icon == 0x20 ? QMessageBox::Question
-                    : icon == 0x30 ? QMessageBox::Warning  : QMessageBox::Information;
-    QMessageBox box(kind, caption && *caption ? QString::fromUtf8(caption) : window->windowTitle(), message,
-                    (type & 0xF) == 0x4 ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok, QApplication::activeWindow() ? QApplication::activeWindow() : window);
+    const auto kind = icon == 0x10   ? QMessageBox::Critical
+                      : icon == 0x20 ? QMessageBox::Question
+                      : icon == 0x30 ? QMessageBox::Warning
+                                     : QMessageBox::Information;
+    QMessageBox box(kind, caption && *caption ? QString::fromUtf8(caption) : window->windowTitle(),
+                    message,
+                    (type & 0xF) == 0x4 ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok,
+                    QApplication::activeWindow() ? QApplication::activeWindow() : window);
     const int chosen = box.exec();
     if (result) *result = chosen == QMessageBox::Yes ? 6 : chosen == QMessageBox::No ? 7 : 1;
     return S_OK;
 }
 
-HRESULT CViewerHost::ExecuteCommand(DWORD command) { return Run(command); }
+HRESULT CViewerHost::ExecuteCommand(DWORD command) {
+    return Run(command);
+}
 
 } // namespace zul::viewer

@@ -35,12 +35,13 @@ public:
     CViewerHost();
     ~CViewerHost() override;
 
-    QMainWindow* window = nullptr;                         // the frame; set before the module starts
-    runtime::ZulGetModuleResourceFn resource = nullptr;    // the module's menus
-    std::function<void(const QString&)> status;            // shows a line in the status bar
-    std::function<bool(DWORD)> hostCommand;                 // the host's own commands; true when handled
-    std::function<int(const QString&)> answerMessage;       // answers messages instead of a message box (tests)
-    zul::com::ComPtr<scene::CSceneViewer> sceneViewer;      // the same object as `viewer`
+    QMainWindow* window = nullptr;                      // the frame; set before the module starts
+    runtime::ZulGetModuleResourceFn resource = nullptr; // the module's menus
+    std::function<void(const QString&)> status;         // shows a line in the status bar
+    std::function<bool(DWORD)> hostCommand; // the host's own commands; true when handled
+    std::function<int(const QString&)>
+        answerMessage; // answers messages instead of a message box (tests)
+    zul::com::ComPtr<scene::CSceneViewer> sceneViewer; // the same object as `viewer`
 
     // The action of command `id` in the installed menus, or null.
     QAction* action(UINT id) const;
@@ -52,14 +53,18 @@ public:
     // IHostFrame
     HRESULT STDMETHODCALLTYPE GetWindowHandle(UINT_PTR* h) override;
     // IHostMenuManager
-    HRESULT STDMETHODCALLTYPE InstallMenuWithHandler(DWORD moduleId, UINT menuId, IHostCommandHandler* handler) override;
-    HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD moduleId, UINT menuId, IHostCommandHandler* handler) override;
+    HRESULT STDMETHODCALLTYPE InstallMenuWithHandler(DWORD moduleId, UINT menuId,
+                                                     IHostCommandHandler* handler) override;
+    HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD moduleId, UINT menuId,
+                                                    IHostCommandHandler* handler) override;
     HRESULT STDMETHODCALLTYPE InstallMenu(DWORD moduleId, DWORD* handle, UINT menuId) override;
     HRESULT STDMETHODCALLTYPE RemoveMenu(DWORD moduleId, DWORD handle, UINT menuId) override;
     HRESULT STDMETHODCALLTYPE RemoveMenuItems(DWORD moduleId, UINT firstId, UINT lastId) override;
-    HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD moduleId, UINT anchorId, UINT commandId, const char* text, BOOL enabled) override;
+    HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD moduleId, UINT anchorId, UINT commandId,
+                                          const char* text, BOOL enabled) override;
     // IHostUIService
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char* caption, UINT type, int* result) override;
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char* caption, UINT type,
+                                          int* result) override;
     // IHostCommandService
     HRESULT STDMETHODCALLTYPE ExecuteCommand(DWORD command) override;
 
@@ -67,10 +72,10 @@ private:
     HRESULT _install(UINT menuId, IHostCommandHandler* handler);
     void _remove(UINT menuId);
 
-    std::map<UINT, QPointer<QMenu>> menus_;      // installed top-level menus by menu id
-    std::map<UINT, QPointer<QMenu>> submenus_;   // popups by their id (7130: the stored views)
-    std::map<UINT, QPointer<QAction>> actions_;  // by command id
-    std::vector<QPointer<QAction>> viewItems_;    // the stored views' items
+    std::map<UINT, QPointer<QMenu>> menus_;     // installed top-level menus by menu id
+    std::map<UINT, QPointer<QMenu>> submenus_;  // popups by their id (7130: the stored views)
+    std::map<UINT, QPointer<QAction>> actions_; // by command id
+    std::vector<QPointer<QAction>> viewItems_;  // the stored views' items
     zul::com::ComPtr<IHostCommandHandler> handler_;
 };
 

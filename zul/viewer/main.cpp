@@ -60,10 +60,14 @@ int main(int argc, char** argv) {
     QCommandLineParser parser;
     parser.setApplicationDescription("The ZUL desktop viewer");
     parser.addHelpOption();
-    parser.addPositionalArgument("MODEL", "STL, OBJ, PLY or VTP files (default: the sample assembly)");
-    QCommandLineOption screenshot("screenshot", "Render the window to FILE (PNG) and quit.", "FILE");
-    QCommandLineOption dialog("dialog", "With --screenshot: open the module's 'standard' or 'rotate' dialog.", "NAME");
-    QCommandLineOption firstFrame("first-frame", "Print the ms from process start to the first frame, then quit.");
+    parser.addPositionalArgument("MODEL",
+                                 "STL, OBJ, PLY or VTP files (default: the sample assembly)");
+    QCommandLineOption screenshot("screenshot", "Render the window to FILE (PNG) and quit.",
+                                  "FILE");
+    QCommandLineOption dialog(
+        "dialog", "With --screenshot: open the module's 'standard' or 'rotate' dialog.", "NAME");
+    QCommandLineOption firstFrame("first-frame",
+                                  "Print the ms from process start to the first frame, then quit.");
     parser.addOptions({screenshot, dialog, firstFrame});
     parser.process(app);
 
@@ -83,17 +87,21 @@ int main(int argc, char** argv) {
 
     if (parser.isSet(firstFrame)) {
         QObject::connect(&window, &zul::viewer::MainWindow::firstFrame, &app, [&] {
-            std::printf("first frame: %.1f ms (module %s)\n", s_sinceProcessStart(), moduleLoaded ? "loaded" : "not loaded");
+            std::printf("first frame: %.1f ms (module %s)\n", s_sinceProcessStart(),
+                        moduleLoaded ? "loaded" : "not loaded");
             std::fflush(stdout);
             QTimer::singleShot(0, &app, &QApplication::quit);
         });
     } else if (parser.isSet(screenshot)) {
         QTimer::singleShot(300, &app, [&] {
             const QString which = parser.value(dialog);
-            if (which == "standard") window.host()->Run(krav::ids::kEditDialog);
-            else if (which == "rotate") window.host()->Run(krav::ids::kControlDialog);
+            if (which == "standard")
+                window.host()->Run(krav::ids::kEditDialog);
+            else if (which == "rotate")
+                window.host()->Run(krav::ids::kControlDialog);
             for (QWidget* w : QApplication::topLevelWidgets())
-                if (qobject_cast<QDialog*>(w) && w->isVisible()) w->move(window.mapToGlobal(QPoint(window.width() - w->width() - 24, 90)));
+                if (qobject_cast<QDialog*>(w) && w->isVisible())
+                    w->move(window.mapToGlobal(QPoint(window.width() - w->width() - 24, 90)));
             QTimer::singleShot(400, &app, [&] {
                 const bool saved = s_grabWithDialogs(&window).save(parser.value(screenshot));
                 std::printf("%s\n", qPrintable(parser.value(screenshot)));
@@ -102,7 +110,8 @@ int main(int argc, char** argv) {
         });
     } else {
         if (!moduleLoaded)
-            QMessageBox::warning(&window, window.windowTitle(), QObject::tr("The view module is not loaded:\n%1").arg(error));
+            QMessageBox::warning(&window, window.windowTitle(),
+                                 QObject::tr("The view module is not loaded:\n%1").arg(error));
         if (!modelsRead) QMessageBox::warning(&window, window.windowTitle(), modelError);
     }
     const int code = app.exec();

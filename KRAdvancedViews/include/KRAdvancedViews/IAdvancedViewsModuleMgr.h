@@ -58,4 +58,5 @@ inline constexpr IID IID_IAdvancedViewsModuleMgr = zul::com::iidOf<IAdvancedView
 inline constexpr IID IID_IViewDialogInteraction = zul::com::iidOf<IViewDialogInteraction>();
 inline constexpr IID IID_IZulModule = zul::com::iidOf<IZulModule>();
 
-inline constexpr CLSID CLSID_AdvancedViewsModuleMgr = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0203");
+inline constexpr CLSID CLSID_AdvancedViewsModuleMgr =
+    zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0203");

@@ -13,7 +13,8 @@ struct IViewManagerSink : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE NotifyViewDestroyed(const char* pViewName) = 0;
     virtual HRESULT STDMETHODCALLTYPE NotifyViewPreEdit(const char* pViewName) = 0;
     virtual HRESULT STDMETHODCALLTYPE NotifyViewEdited(const char* pViewName) = 0;
-    virtual HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName, const char* pNewViewName) = 0;
+    virtual HRESULT STDMETHODCALLTYPE NotifyViewRenamed(const char* pOldViewName,
+                                                        const char* pNewViewName) = 0;
     virtual HRESULT STDMETHODCALLTYPE NotifyBatchViewEditBegin() = 0;
     virtual HRESULT STDMETHODCALLTYPE NotifyBatchViewEditEnd() = 0;
 };
@@ -28,15 +29,19 @@ struct IViewManager;
 
 // The module's camera driver: applies views, aligns to axes, steps the camera.
 struct IViewNavigator : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE SetView(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetViewExt(float pUpVector[3], float pViewVector[3], CameraTypeEnum cameraType,
-                                                 float pFromVector[3], float pAtVector[3], float viewAngle,
+    virtual HRESULT STDMETHODCALLTYPE SetView(float pUpVector[3], float pViewVector[3],
+                                              CameraTypeEnum cameraType) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetViewExt(float pUpVector[3], float pViewVector[3],
+                                                 CameraTypeEnum cameraType, float pFromVector[3],
+                                                 float pAtVector[3], float viewAngle,
                                                  int iChangeBits) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetViewInfo(FullViewInfo* pViewInfo) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetViewInfo(FullViewInfo* pViewInfo) = 0;
     virtual HRESULT STDMETHODCALLTYPE AlignToAxis(AxisEnum axis) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum axisOfAlignment, AxisEnum upAxis) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum axisOfAlignment, AxisEnum* pUpAxis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetUpAxisForAxisAlignment(AxisEnum axisOfAlignment,
+                                                                AxisEnum upAxis) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetUpAxisForAxisAlignment(AxisEnum axisOfAlignment,
+                                                                AxisEnum* pUpAxis) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetAngleOfRotation(float angle) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetAngleOfRotation(float* pAngle) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetDistOfTranslation(float dist) = 0;
@@ -46,7 +51,8 @@ struct IViewNavigator : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE TranslateAlongAxis(AxisEnum axis) = 0;
     virtual HRESULT STDMETHODCALLTYPE TranslateAlongAxisByDist(AxisEnum axis, float dist) = 0;
     virtual HRESULT STDMETHODCALLTYPE RegisterInterest(IViewNavigatorSink* pIViewNavigatorSink) = 0;
-    virtual HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewNavigatorSink* pIViewNavigatorSink) = 0;
+    virtual HRESULT STDMETHODCALLTYPE
+    UnregisterInterest(IViewNavigatorSink* pIViewNavigatorSink) = 0;
     virtual HRESULT STDMETHODCALLTYPE RefreshView() = 0;
     virtual HRESULT STDMETHODCALLTYPE RefreshUI() = 0;
 };
@@ -62,14 +68,18 @@ struct IViewNavigator2 : IViewNavigator {
 // The first, vector-based interface of the store. Each operation builds a
 // fresh record and calls the record-based operation of IViewManager2.
 struct IViewManager : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE CreateView(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                                 CameraTypeEnum cameraType, int iViewNum) = 0;
-    virtual HRESULT STDMETHODCALLTYPE EditView(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                               CameraTypeEnum cameraType, int iViewNum) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetView(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                              CameraTypeEnum* pCameraType, int* pViewNum) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CreateView(const char* pViewName, float pUpVector[3],
+                                                 float pViewVector[3], CameraTypeEnum cameraType,
+                                                 int iViewNum) = 0;
+    virtual HRESULT STDMETHODCALLTYPE EditView(const char* pViewName, float pUpVector[3],
+                                               float pViewVector[3], CameraTypeEnum cameraType,
+                                               int iViewNum) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetView(const char* pViewName, float pUpVector[3],
+                                              float pViewVector[3], CameraTypeEnum* pCameraType,
+                                              int* pViewNum) = 0;
     virtual HRESULT STDMETHODCALLTYPE DestroyView(const char* pViewName) = 0;
-    virtual HRESULT STDMETHODCALLTYPE RenameView(const char* pOldViewName, const char* pNewViewName) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RenameView(const char* pOldViewName,
+                                                 const char* pNewViewName) = 0;
     virtual HRESULT STDMETHODCALLTYPE SaveViews(char* pFileName, FileTypeEnum fileType) = 0;
     virtual HRESULT STDMETHODCALLTYPE LoadViews(char* pFileName, FileTypeEnum fileType) = 0;
     virtual HRESULT STDMETHODCALLTYPE ShowView(const char* pViewName) = 0;
@@ -77,21 +87,31 @@ struct IViewManager : IUnknown {
 
 // The record-based interface, on which all others rest.
 struct IViewManager2 : IViewManager {
-    virtual HRESULT STDMETHODCALLTYPE CreateViewInfo(const char* pViewName, FullViewInfo viewInfo) = 0;
-    virtual HRESULT STDMETHODCALLTYPE EditViewInfo(const char* pViewName, FullViewInfo viewInfo) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CreateViewInfo(const char* pViewName,
+                                                     FullViewInfo viewInfo) = 0;
+    virtual HRESULT STDMETHODCALLTYPE EditViewInfo(const char* pViewName,
+                                                   FullViewInfo viewInfo) = 0;
     // S_FALSE for an unknown name or an unreadable record.
-    virtual HRESULT STDMETHODCALLTYPE GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetViewInfo(const char* pViewName,
+                                                  FullViewInfo* pViewInfo) = 0;
     virtual HRESULT STDMETHODCALLTYPE DestroyViewExt(const char* pViewName) = 0;
-    virtual HRESULT STDMETHODCALLTYPE RenameViewExt(const char* pOldViewName, const char* pNewViewName) = 0;
-    virtual HRESULT STDMETHODCALLTYPE CreateViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                                    CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
-                                                    float pAtVector[3], float viewAngle, int iChangeBits) = 0;
-    virtual HRESULT STDMETHODCALLTYPE EditViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                                  CameraTypeEnum cameraType, int iViewNum, float pFromVector[3],
-                                                  float pAtVector[3], float viewAngle, int iChangeBits) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetViewExt(const char* pViewName, float pUpVector[3], float pViewVector[3],
-                                                 CameraTypeEnum* pCameraType, int* pViewNum, float pFromVector[3],
-                                                 float pAtVector[3], float* pViewAngle, int* pChangeBits) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RenameViewExt(const char* pOldViewName,
+                                                    const char* pNewViewName) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CreateViewExt(const char* pViewName, float pUpVector[3],
+                                                    float pViewVector[3], CameraTypeEnum cameraType,
+                                                    int iViewNum, float pFromVector[3],
+                                                    float pAtVector[3], float viewAngle,
+                                                    int iChangeBits) = 0;
+    virtual HRESULT STDMETHODCALLTYPE EditViewExt(const char* pViewName, float pUpVector[3],
+                                                  float pViewVector[3], CameraTypeEnum cameraType,
+                                                  int iViewNum, float pFromVector[3],
+                                                  float pAtVector[3], float viewAngle,
+                                                  int iChangeBits) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetViewExt(const char* pViewName, float pUpVector[3],
+                                                 float pViewVector[3], CameraTypeEnum* pCameraType,
+                                                 int* pViewNum, float pFromVector[3],
+                                                 float pAtVector[3], float* pViewAngle,
+                                                 int* pChangeBits) = 0;
     virtual HRESULT STDMETHODCALLTYPE RegisterInterest(IViewManagerSink* pSink) = 0;
     virtual HRESULT STDMETHODCALLTYPE UnregisterInterest(IViewManagerSink* pSink) = 0;
     virtual HRESULT STDMETHODCALLTYPE BeginBatchViewEdit() = 0;
@@ -100,8 +120,10 @@ struct IViewManager2 : IViewManager {
     virtual HRESULT STDMETHODCALLTYPE SetDefaultView(const char* pViewName) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetDefaultView(FullViewInfo* pViewInfo) = 0;
     virtual HRESULT STDMETHODCALLTYPE ApplyDefaultView() = 0;
-    virtual HRESULT STDMETHODCALLTYPE SaveViewsExt(const char* pFileName, FileTypeEnum fileType) = 0;
-    virtual HRESULT STDMETHODCALLTYPE LoadViewsExt(const char* pFileName, FileTypeEnum fileType) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SaveViewsExt(const char* pFileName,
+                                                   FileTypeEnum fileType) = 0;
+    virtual HRESULT STDMETHODCALLTYPE LoadViewsExt(const char* pFileName,
+                                                   FileTypeEnum fileType) = 0;
     virtual HRESULT STDMETHODCALLTYPE BindViewNavigator(IViewNavigator* pNavigator) = 0;
 };
 
@@ -120,5 +142,7 @@ inline constexpr IID IID_IViewManager = zul::com::iidOf<IViewManager>();
 inline constexpr IID IID_IViewManager2 = zul::com::iidOf<IViewManager2>();
 
 // The classes served by the module's DllGetClassObject.
-inline constexpr CLSID CLSID_ViewManager = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0201");
-inline constexpr CLSID CLSID_ViewNavigator = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0202");
+inline constexpr CLSID CLSID_ViewManager =
+    zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0201");
+inline constexpr CLSID CLSID_ViewNavigator =
+    zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0202");

@@ -7,8 +7,9 @@
 #include "zul/com/com.h"
 
 // Commands (IHostCommandHandler::OnCommand).
-#define KRAV_ID_STANDARD_VIEWS_POPUP 7130 // the "&Standard Views" popup; stored views are added to it
-#define KRAV_ID_ALIGN_DROPDOWN 7131       // shows the align commands (menu 235) as a pop-up menu
+#define KRAV_ID_STANDARD_VIEWS_POPUP                                                               \
+    7130                            // the "&Standard Views" popup; stored views are added to it
+#define KRAV_ID_ALIGN_DROPDOWN 7131 // shows the align commands (menu 235) as a pop-up menu
 #define KRAV_ID_ROTATE_CLOCKWISE 7132
 #define KRAV_ID_CONTROL_DIALOG 7133 // shows or hides the Rotate dialog
 #define KRAV_ID_ROTATE_COUNTERCLOCKWISE 7134
@@ -32,11 +33,11 @@
 #define KRAV_ID_MOVE_PLUS_X 32804
 #define KRAV_ID_MOVE_MINUS_Z 32805
 #define KRAV_ID_MOVE_PLUS_Z 32806
-#define KRAV_ID_FIRST_VIEW 17001 // the stored view of index i is command 17001 + i
+#define KRAV_ID_FIRST_VIEW 17001  // the stored view of index i is command 17001 + i
 #define KRAV_ID_HOST_FIT_ALL 6585 // the host's own command the module runs for 7148
 
 // Menu resources.
-#define KRAV_ID_MENU_FULL 205           // "&View" with "&Standard Views", "&Rotate" and the two dialogs
+#define KRAV_ID_MENU_FULL 205 // "&View" with "&Standard Views", "&Rotate" and the two dialogs
 #define KRAV_ID_MENU_STANDARD_VIEWS 231 // the "&Standard Views" popup alone
 #define KRAV_ID_MENU_SHORT 234          // "&View" with the two dialogs
 #define KRAV_ID_MENU_ALIGN 235          // the align commands

@@ -64,7 +64,9 @@ bool isPredefined(HKEY h) {
     return h == HKEY_CLASSES_ROOT || h == HKEY_CURRENT_USER || h == HKEY_LOCAL_MACHINE;
 }
 
-std::vector<std::string> classesPath() { return {"Software", "Classes"}; }
+std::vector<std::string> classesPath() {
+    return {"Software", "Classes"};
+}
 
 // The bindings and rights of a handle, or ERROR_INVALID_HANDLE.
 LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
@@ -80,14 +82,16 @@ LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
             out = it->second;
             return ERROR_SUCCESS;
         }
-        if (!t.user || userPath != t.userPath || machinePath != t.machinePath || t.pid != getpid()) {
+        if (!t.user || userPath != t.userPath || machinePath != t.machinePath ||
+            t.pid != getpid()) {
             t.pid = getpid();
             auto user = Hive::forPath(userPath), machine = Hive::forPath(machinePath);
-            t.user = std::make_shared<const std::vector<Binding>>(std::vector<Binding>{Binding{user, {}, kRootKeyId}});
-            t.machine =
-                std::make_shared<const std::vector<Binding>>(std::vector<Binding>{Binding{machine, {}, kRootKeyId}});
-            t.classes = std::make_shared<const std::vector<Binding>>(
-                std::vector<Binding>{Binding{user, classesPath(), 0}, Binding{machine, classesPath(), 0}});
+            t.user = std::make_shared<const std::vector<Binding>>(
+                std::vector<Binding>{Binding{user, {}, kRootKeyId}});
+            t.machine = std::make_shared<const std::vector<Binding>>(
+                std::vector<Binding>{Binding{machine, {}, kRootKeyId}});
+            t.classes = std::make_shared<const std::vector<Binding>>(std::vector<Binding>{
+                Binding{user, classesPath(), 0}, Binding{machine, classesPath(), 0}});
             t.userPath = std::move(userPath);
             t.machinePath = std::move(machinePath);
         }
@@ -102,7 +106,8 @@ LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
 }
 
 HKEY newHandle(std::vector<Binding> bindings, REGSAM access) {
-    auto* key = new ZulKey{std::make_shared<const std::vector<Binding>>(std::move(bindings)), access};
+    auto* key =
+        new ZulKey{std::make_shared<const std::vector<Binding>>(std::move(bindings)), access};
     HandleTable& t = handles();
     std::lock_guard lock(t.mu);
     t.live.insert(key);
@@ -152,7 +157,8 @@ LSTATUS locate(const Binding& b, int64_t& id) {
 }
 
 // Runs `work(binding, keyId)` on the first binding whose key exists.
-template <class F> LSTATUS onFirstExisting(const std::vector<Binding>& bs, Access access, F&& work) {
+template <class F>
+LSTATUS onFirstExisting(const std::vector<Binding>& bs, Access access, F&& work) {
     LSTATUS last = ERROR_FILE_NOT_FOUND;
     for (const Binding& b : bs) {
         bool found = false;
@@ -221,7 +227,8 @@ LSTATUS mergedChildren(const std::vector<Binding>& bs, std::vector<std::string>&
         if (st == ERROR_FILE_NOT_FOUND && b.id == 0) continue;
         if (st != ERROR_SUCCESS) return st;
         any = true;
-        for (auto& n : some) all.emplace_back(foldName(n), std::move(n));
+        for (auto& n : some)
+            all.emplace_back(foldName(n), std::move(n));
     }
     if (!any && !bs.empty() && bs.front().id != 0) return ERROR_KEY_DELETED;
     std::stable_sort(all.begin(), all.end(),
@@ -326,7 +333,8 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM 
             return target.hive->createPath(kRootKeyId, full, child, created);
         });
         if (st != ERROR_SUCCESS) return st;
-        if (lpdwDisposition) *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+        if (lpdwDisposition)
+            *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
         *phkResult = newHandle(withPath(target, parts, child), samDesired);
         return ERROR_SUCCESS;
     });
@@ -343,9 +351,9 @@ LSTATUS RegCloseKey(HKEY hKey) {
     return ERROR_SUCCESS;
 }
 
-LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD,
-                         LPDWORD lpcSubKeys, LPDWORD lpcbMaxSubKeyLen, LPDWORD lpcbMaxClassLen,
-                         LPDWORD lpcValues, LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
+LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, LPDWORD lpcSubKeys,
+                         LPDWORD lpcbMaxSubKeyLen, LPDWORD lpcbMaxClassLen, LPDWORD lpcValues,
+                         LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
                          LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime) {
     return guarded([&]() -> LSTATUS {
         Bindings hold;
@@ -367,7 +375,8 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD,
             std::vector<std::string> names;
             if ((st = mergedChildren(bs, names)) != ERROR_SUCCESS) return st;
             subkeys = static_cast<DWORD>(names.size());
-            for (const auto& n : names) maxSub = std::max<DWORD>(maxSub, static_cast<DWORD>(n.size()));
+            for (const auto& n : names)
+                maxSub = std::max<DWORD>(maxSub, static_cast<DWORD>(n.size()));
             DWORD ignoredSub = 0, ignoredMax = 0;
             st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
                 return b.hive->keyInfo(id, ignoredSub, ignoredMax, values, maxName, maxValue);
@@ -425,10 +434,11 @@ LSTATUS RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName,
     });
 }
 
-LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcchValueName,
-                      LPDWORD, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData) {
+LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcchValueName, LPDWORD,
+                      LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData) {
     return guarded([&]() -> LSTATUS {
-        if (!lpValueName || !lpcchValueName || (lpData && !lpcbData)) return ERROR_INVALID_PARAMETER;
+        if (!lpValueName || !lpcchValueName || (lpData && !lpcbData))
+            return ERROR_INVALID_PARAMETER;
         Bindings hold;
         REGSAM access = 0;
         LSTATUS st = bindingsOf(hKey, hold, access);

@@ -34,8 +34,8 @@ struct Key {
 
 LSTATUS setText(HKEY root, const std::string& path, const char* name, const std::string& text) {
     Key k;
-    LSTATUS st = RegCreateKeyExA(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, &k.h,
-                                 nullptr);
+    LSTATUS st = RegCreateKeyExA(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
+                                 nullptr, &k.h, nullptr);
     if (st != ERROR_SUCCESS) return st;
     return RegSetValueExA(k.h, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                           static_cast<DWORD>(text.size() + 1));
@@ -54,7 +54,8 @@ LSTATUS getText(HKEY root, const std::string& path, const char* name, std::strin
     st = RegQueryValueExA(k.h, name, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size);
     if (st != ERROR_SUCCESS) return st;
     data.resize(std::min<size_t>(size, data.size()));
-    while (!data.empty() && data.back() == '\0') data.pop_back();
+    while (!data.empty() && data.back() == '\0')
+        data.pop_back();
     out = std::move(data);
     return ERROR_SUCCESS;
 }
@@ -68,7 +69,8 @@ LSTATUS deleteTree(HKEY root, const std::string& path) {
 LSTATUS subkeys(HKEY root, const std::string& path, std::vector<std::string>& out) {
     out.clear();
     Key k;
-    LSTATUS st = RegOpenKeyExA(root, path.empty() ? nullptr : path.c_str(), 0, KEY_ENUMERATE_SUB_KEYS, &k.h);
+    LSTATUS st =
+        RegOpenKeyExA(root, path.empty() ? nullptr : path.c_str(), 0, KEY_ENUMERATE_SUB_KEYS, &k.h);
     if (st == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
     if (st != ERROR_SUCCESS) return st;
     char name[kMaxKeyNameLength * 4 + 1];
@@ -94,8 +96,8 @@ LSTATUS deleteIfEmpty(HKEY root, const std::string& path) {
     if (st == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
     if (st != ERROR_SUCCESS) return st;
     DWORD keys = 0, values = 0;
-    st = RegQueryInfoKeyA(k.h, nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr, nullptr, nullptr,
-                          nullptr);
+    st = RegQueryInfoKeyA(k.h, nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                          nullptr, nullptr, nullptr);
     if (st != ERROR_SUCCESS) return st;
     if (keys || values) return ERROR_SUCCESS;
     st = RegDeleteKeyA(root, path.c_str());
@@ -105,7 +107,9 @@ LSTATUS deleteIfEmpty(HKEY root, const std::string& path) {
 // Key names cannot hold '\' and should not hold control characters.
 void sanitize(std::string& s) {
     for (char& c : s)
-        if (c == '\\' || (static_cast<unsigned char>(c) >= 1 && static_cast<unsigned char>(c) <= 31)) c = '_';
+        if (c == '\\' ||
+            (static_cast<unsigned char>(c) >= 1 && static_cast<unsigned char>(c) <= 31))
+            c = '_';
 }
 
 } // namespace
@@ -115,15 +119,18 @@ std::string productName(const std::string& folder) {
     if (std::ifstream in(folder + "/DLLPROD.TXT"); in && std::getline(in, product)) {
         const auto notSpace = [](unsigned char c) { return !std::isspace(c); };
         product.erase(product.begin(), std::find_if(product.begin(), product.end(), notSpace));
-        product.erase(std::find_if(product.rbegin(), product.rend(), notSpace).base(), product.end());
+        product.erase(std::find_if(product.rbegin(), product.rend(), notSpace).base(),
+                      product.end());
     }
     if (product.empty()) product = "ZUL";
-    if (const char* dev = std::getenv("ZUL_DEVELOPER_ENV"); dev && *dev) product += std::string("_") + dev;
+    if (const char* dev = std::getenv("ZUL_DEVELOPER_ENV"); dev && *dev)
+        product += std::string("_") + dev;
     sanitize(product);
     // Cut on a character boundary so a UTF-8 name stays valid.
     if (product.size() > kMaxKeyNameLength) {
         size_t cut = kMaxKeyNameLength;
-        while (cut > 0 && (static_cast<unsigned char>(product[cut]) & 0xC0) == 0x80) --cut;
+        while (cut > 0 && (static_cast<unsigned char>(product[cut]) & 0xC0) == 0x80)
+            --cut;
         product.resize(cut);
     }
     return product;
@@ -131,7 +138,8 @@ std::string productName(const std::string& folder) {
 
 LSTATUS registerClass(HKEY root, const std::string& product, const ClassRegistration& cls,
                       const std::string& modulePath) {
-    if (product.empty() || cls.progId.empty() || cls.versionIndependentProgId.empty() || modulePath.empty())
+    if (product.empty() || cls.progId.empty() || cls.versionIndependentProgId.empty() ||
+        modulePath.empty())
         return ERROR_INVALID_PARAMETER;
     const std::string clsid = guidText(cls.clsid);
     const std::string classKey = product + "\\" + clsid;
@@ -139,26 +147,30 @@ LSTATUS registerClass(HKEY root, const std::string& product, const ClassRegistra
     if ((st = setText(root, cls.progId, "", cls.description)) != ERROR_SUCCESS ||
         (st = setText(root, cls.progId + "\\CLSID", "", clsid)) != ERROR_SUCCESS ||
         (st = setText(root, cls.versionIndependentProgId, "", cls.description)) != ERROR_SUCCESS ||
-        (st = setText(root, cls.versionIndependentProgId + "\\CLSID", "", clsid)) != ERROR_SUCCESS ||
-        (st = setText(root, cls.versionIndependentProgId + "\\CurVer", "", cls.progId)) != ERROR_SUCCESS)
+        (st = setText(root, cls.versionIndependentProgId + "\\CLSID", "", clsid)) !=
+            ERROR_SUCCESS ||
+        (st = setText(root, cls.versionIndependentProgId + "\\CurVer", "", cls.progId)) !=
+            ERROR_SUCCESS)
         return st;
     // The class key is replaced as a whole, so nothing of an older
     // registration (a category the class left, say) survives.
     if ((st = deleteTree(root, classKey)) != ERROR_SUCCESS ||
         (st = setText(root, classKey, "", cls.classText)) != ERROR_SUCCESS ||
         (st = setText(root, classKey + "\\ProgID", "", cls.progId)) != ERROR_SUCCESS ||
-        (st = setText(root, classKey + "\\VersionIndependentProgID", "", cls.versionIndependentProgId)) !=
-            ERROR_SUCCESS ||
+        (st = setText(root, classKey + "\\VersionIndependentProgID", "",
+                      cls.versionIndependentProgId)) != ERROR_SUCCESS ||
         (st = setText(root, classKey + "\\InprocServer32", "", modulePath)) != ERROR_SUCCESS ||
-        (st = setText(root, classKey + "\\InprocServer32", "ThreadingModel", cls.threadingModel)) != ERROR_SUCCESS)
+        (st = setText(root, classKey + "\\InprocServer32", "ThreadingModel", cls.threadingModel)) !=
+            ERROR_SUCCESS)
         return st;
-    if (cls.typeLib && (st = setText(root, classKey + "\\TypeLib", "", guidText(*cls.typeLib))) != ERROR_SUCCESS)
+    if (cls.typeLib &&
+        (st = setText(root, classKey + "\\TypeLib", "", guidText(*cls.typeLib))) != ERROR_SUCCESS)
         return st;
     for (const GUID& cat : cls.categories) {
         Key k;
         const std::string path = classKey + "\\" + kImplemented + "\\" + guidText(cat);
-        if ((st = RegCreateKeyExA(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE, nullptr, &k.h,
-                                  nullptr)) != ERROR_SUCCESS)
+        if ((st = RegCreateKeyExA(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                  KEY_WRITE, nullptr, &k.h, nullptr)) != ERROR_SUCCESS)
             return st;
     }
     return ERROR_SUCCESS;
@@ -169,12 +181,13 @@ LSTATUS unregisterClass(HKEY root, const std::string& product, REFCLSID clsid) {
     const std::string classKey = product + "\\" + guidText(clsid);
     for (const char* which : {"ProgID", "VersionIndependentProgID"}) {
         std::string progId;
-        if (getText(root, classKey + "\\" + which, "", progId) != ERROR_SUCCESS || progId.empty()) continue;
+        if (getText(root, classKey + "\\" + which, "", progId) != ERROR_SUCCESS || progId.empty())
+            continue;
         // A programmatic identifier that another class took over since stays.
         std::string named;
         GUID g{};
-        if (getText(root, progId + "\\CLSID", "", named) == ERROR_SUCCESS && zul::com::parseGuid(named.c_str(), g) &&
-            g == clsid) {
+        if (getText(root, progId + "\\CLSID", "", named) == ERROR_SUCCESS &&
+            zul::com::parseGuid(named.c_str(), g) && g == clsid) {
             if (const LSTATUS st = deleteTree(root, progId); st != ERROR_SUCCESS) return st;
         }
     }
@@ -203,7 +216,8 @@ LSTATUS unregisterCategoryIfUnused(HKEY root, REFGUID catid) {
     return deleteIfEmpty(root, kCategories);
 }
 
-LSTATUS registerTypeLib(HKEY root, REFGUID libid, const std::string& name, const std::string& modulePath) {
+LSTATUS registerTypeLib(HKEY root, REFGUID libid, const std::string& name,
+                        const std::string& modulePath) {
     const std::string key = std::string(kTypeLibs) + "\\" + guidText(libid) + "\\1.0";
     const size_t slash = modulePath.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : modulePath.substr(0, slash);
@@ -261,8 +275,11 @@ LSTATUS classesInCategory(const std::string& product, REFGUID catid, std::vector
         if (const LSTATUS st = subkeys(hive, productKey, names); st != ERROR_SUCCESS) return st;
         for (const std::string& name : names) {
             GUID g{};
-            if (!zul::com::parseGuid(name.c_str(), g) || std::find(out.begin(), out.end(), g) != out.end()) continue;
-            if (keyExists(hive, productKey + "\\" + name + "\\" + kImplemented + "\\" + cat)) out.push_back(g);
+            if (!zul::com::parseGuid(name.c_str(), g) ||
+                std::find(out.begin(), out.end(), g) != out.end())
+                continue;
+            if (keyExists(hive, productKey + "\\" + name + "\\" + kImplemented + "\\" + cat))
+                out.push_back(g);
         }
     }
     return ERROR_SUCCESS;

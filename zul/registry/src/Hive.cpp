@@ -49,7 +49,8 @@ uint32_t decodeUtf8(std::string_view s, size_t& i) {
         const int b1 = cont(1), b2 = b1 >= 0 ? cont(2) : -1;
         if (b2 >= 0) {
             i += 3;
-            return ((c & 0x0Fu) << 12) | (static_cast<uint32_t>(b1) << 6) | static_cast<uint32_t>(b2);
+            return ((c & 0x0Fu) << 12) | (static_cast<uint32_t>(b1) << 6) |
+                   static_cast<uint32_t>(b2);
         }
     }
     // Four-byte sequences and invalid bytes fold to themselves.
@@ -127,9 +128,15 @@ size_t nameLength(std::string_view name) {
     return n;
 }
 
-void setErrorDetail(std::string detail) { t_errorDetail = std::move(detail); }
-void clearErrorDetail() { t_errorDetail.clear(); }
-std::string lastErrorDetail() { return t_errorDetail; }
+void setErrorDetail(std::string detail) {
+    t_errorDetail = std::move(detail);
+}
+void clearErrorDetail() {
+    t_errorDetail.clear();
+}
+std::string lastErrorDetail() {
+    return t_errorDetail;
+}
 
 // ---------------------------------------------------------------------------
 // Statements are prepared once per connection and reset after each use.
@@ -161,7 +168,8 @@ public:
     int64_t int64(int col) const { return sqlite3_column_int64(s_, col); }
     std::string text(int col) const {
         const auto* p = reinterpret_cast<const char*>(sqlite3_column_blob(s_, col));
-        return p ? std::string(p, static_cast<size_t>(sqlite3_column_bytes(s_, col))) : std::string();
+        return p ? std::string(p, static_cast<size_t>(sqlite3_column_bytes(s_, col)))
+                 : std::string();
     }
 
 private:
@@ -195,7 +203,8 @@ std::shared_ptr<Hive> Hive::forPath(const std::string& path) {
     if (cache.pid != getpid()) {
         // A forked child must not use its parent's connections; they are
         // abandoned (not closed, which could disturb the parent's locks).
-        for (auto& [p, hive] : cache.hives) new std::shared_ptr<Hive>(std::move(hive));
+        for (auto& [p, hive] : cache.hives)
+            new std::shared_ptr<Hive>(std::move(hive));
         cache.hives.clear();
         cache.pid = getpid();
     }
@@ -207,7 +216,8 @@ std::shared_ptr<Hive> Hive::forPath(const std::string& path) {
 Hive::Hive(std::string path) : path_(std::move(path)) {}
 
 Hive::~Hive() {
-    for (auto& [sql, s] : stmts_) sqlite3_finalize(s);
+    for (auto& [sql, s] : stmts_)
+        sqlite3_finalize(s);
     if (db_) sqlite3_close_v2(db_);
 }
 
@@ -333,9 +343,9 @@ LSTATUS Hive::open(Access access) {
     }
     // A hive is writable only when both the file and its folder are: the
     // rollback journal lives beside the file.
-    const bool writable = exists ? (::access(path_.c_str(), W_OK) == 0 &&
-                                    ::access(dir.c_str(), W_OK | X_OK) == 0)
-                                 : ::access(dir.c_str(), W_OK | X_OK) == 0;
+    const bool writable =
+        exists ? (::access(path_.c_str(), W_OK) == 0 && ::access(dir.c_str(), W_OK | X_OK) == 0)
+               : ::access(dir.c_str(), W_OK | X_OK) == 0;
     if (!writable && !exists) {
         setErrorDetail("registry hive '" + path_ + "' cannot be created: folder '" + dir.string() +
                        "' is not writable");
@@ -360,7 +370,8 @@ LSTATUS Hive::open(Access access) {
     sqlite3_extended_result_codes(db_, 1);
 
     auto closeWith = [this](LSTATUS st) {
-        for (auto& [sql, s] : stmts_) sqlite3_finalize(s);
+        for (auto& [sql, s] : stmts_)
+            sqlite3_finalize(s);
         stmts_.clear();
         sqlite3_close_v2(db_);
         db_ = nullptr;
@@ -388,14 +399,15 @@ LSTATUS Hive::open(Access access) {
         if (st != ERROR_SUCCESS) return closeWith(st);
     } else if (appId != kApplicationId) {
         broken_ = ERROR_BADDB;
-        brokenDetail_ = "'" + path_ + "' is a database but not a registry hive; it was left untouched";
+        brokenDetail_ =
+            "'" + path_ + "' is a database but not a registry hive; it was left untouched";
         setErrorDetail(brokenDetail_);
         return closeWith(broken_);
     } else if (version > kSchemaVersion) {
         broken_ = ERROR_BADDB;
-        brokenDetail_ = "registry hive '" + path_ + "' has format version " + std::to_string(version) +
-                        ", newer than this program reads (" + std::to_string(kSchemaVersion) +
-                        "); it was left untouched";
+        brokenDetail_ = "registry hive '" + path_ + "' has format version " +
+                        std::to_string(version) + ", newer than this program reads (" +
+                        std::to_string(kSchemaVersion) + "); it was left untouched";
         setErrorDetail(brokenDetail_);
         return closeWith(broken_);
     }
@@ -467,7 +479,8 @@ LSTATUS Hive::begin(Access access) {
 LSTATUS Hive::checkJoined() {
     if (!aborted_ && sqlite3_get_autocommit(db_)) aborted_ = true;
     if (!aborted_) return ERROR_SUCCESS;
-    setErrorDetail("registry hive '" + path_ + "': a write failed and the transaction was undone; nothing of it " +
+    setErrorDetail("registry hive '" + path_ +
+                   "': a write failed and the transaction was undone; nothing of it " +
                    "was stored");
     return ERROR_CANTWRITE;
 }
@@ -507,7 +520,9 @@ LSTATUS Hive::generation(uint64_t& out) {
 }
 
 namespace {
-std::string savepointName(int level) { return "scope" + std::to_string(level); }
+std::string savepointName(int level) {
+    return "scope" + std::to_string(level);
+}
 
 // Statement texts of nested scopes, built once so the statement cache (keyed
 // by text address) prepares each only once.
@@ -539,7 +554,8 @@ LSTATUS Hive::joinTransaction(Access access) {
         st = scope(level, ScopeStep::Open);
     }
     if (st != ERROR_SUCCESS) {
-        if (db_ && !sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+        if (db_ && !sqlite3_get_autocommit(db_))
+            sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
         inTransaction_ = false;
         mu_.unlock();
         return st;
@@ -551,15 +567,18 @@ LSTATUS Hive::joinTransaction(Access access) {
 
 LSTATUS Hive::scope(int level, ScopeStep step) {
     if (!db_ || !inTransaction_) return ERROR_SUCCESS;
-    if (const LSTATUS st = checkJoined(); st != ERROR_SUCCESS) return step == ScopeStep::Undo ? ERROR_SUCCESS : st;
+    if (const LSTATUS st = checkJoined(); st != ERROR_SUCCESS)
+        return step == ScopeStep::Undo ? ERROR_SUCCESS : st;
     const ScopeStatements& sql = scopeStatements();
     if (level < 0 || level >= static_cast<int>(sql.open.size())) {
         setErrorDetail("registry transactions nested too deeply");
         return ERROR_CANTWRITE;
     }
     switch (step) {
-    case ScopeStep::Open: return execRetrying(sql.open[level].c_str());
-    case ScopeStep::Keep: return execRetrying(sql.keep[level].c_str());
+    case ScopeStep::Open:
+        return execRetrying(sql.open[level].c_str());
+    case ScopeStep::Keep:
+        return execRetrying(sql.keep[level].c_str());
     case ScopeStep::Undo: {
         const LSTATUS st = execRetrying(sql.undo[level].c_str());
         const LSTATUS rel = execRetrying(sql.keep[level].c_str());
@@ -635,14 +654,16 @@ void Transaction::rollback() {
     done_ = true;
     if (t_tx.depth > 1) {
         // Undoes this scope's work only.
-        for (auto& hive : t_tx.joined) hive->scope(t_tx.depth, Hive::ScopeStep::Undo);
+        for (auto& hive : t_tx.joined)
+            hive->scope(t_tx.depth, Hive::ScopeStep::Undo);
         --t_tx.depth;
         return;
     }
     t_tx.depth = 0;
     auto joined = std::move(t_tx.joined);
     t_tx.joined.clear();
-    for (auto& hive : joined) hive->rollbackTransaction();
+    for (auto& hive : joined)
+        hive->rollbackTransaction();
 }
 
 // ---------------------------------------------------------------------------
@@ -724,7 +745,8 @@ LSTATUS Hive::childNames(int64_t parent, std::vector<std::string>& names) {
     if (!q) return ERROR_CANTREAD;
     q.bind(1, parent);
     int rc;
-    while ((rc = q.step()) == SQLITE_ROW) names.push_back(q.text(0));
+    while ((rc = q.step()) == SQLITE_ROW)
+        names.push_back(q.text(0));
     return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "enumerating keys");
 }
 
@@ -767,7 +789,8 @@ LSTATUS Hive::getValue(int64_t key, std::string_view fold, ValueRecord& out) {
 LSTATUS Hive::valueAt(int64_t key, DWORD index, ValueRecord& out) {
     if (!db_) return ERROR_NO_MORE_ITEMS;
     // Values enumerate in the order they were first set, as on Windows.
-    Stmt q(*this, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY rowid LIMIT 1 OFFSET ?2");
+    Stmt q(*this,
+           "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY rowid LIMIT 1 OFFSET ?2");
     if (!q) return ERROR_CANTREAD;
     const int rc = q.bind(1, key).bind(2, static_cast<int64_t>(index)).step();
     if (rc == SQLITE_ROW) {
@@ -785,13 +808,18 @@ LSTATUS Hive::setValue(int64_t key, std::string_view name, DWORD type, std::stri
     // of its name.
     Stmt up(*this, "UPDATE vals SET type=?3, data=?4 WHERE key=?1 AND fold=?2");
     if (!up) return ERROR_CANTWRITE;
-    int rc = up.bind(1, key).bind(2, fold).bind(3, static_cast<int64_t>(type)).bindBlob(4, data).step();
+    int rc =
+        up.bind(1, key).bind(2, fold).bind(3, static_cast<int64_t>(type)).bindBlob(4, data).step();
     if (rc != SQLITE_DONE) return fail(rc, "writing a value");
     if (sqlite3_changes(db_) > 0) return ERROR_SUCCESS;
     Stmt ins(*this, "INSERT INTO vals(key, name, fold, type, data) VALUES(?1, ?2, ?3, ?4, ?5)");
     if (!ins) return ERROR_CANTWRITE;
-    rc = ins.bind(1, key).bind(2, name).bind(3, fold).bind(4, static_cast<int64_t>(type))
-             .bindBlob(5, data).step();
+    rc = ins.bind(1, key)
+             .bind(2, name)
+             .bind(3, fold)
+             .bind(4, static_cast<int64_t>(type))
+             .bindBlob(5, data)
+             .step();
     return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "writing a value");
 }
 

@@ -76,7 +76,7 @@ public:
     LSTATUS valueAt(int64_t key, DWORD index, ValueRecord& out);
     LSTATUS setValue(int64_t key, std::string_view name, DWORD type, std::string_view data);
     LSTATUS deleteValue(int64_t key, std::string_view fold);
-    LSTATUS deleteKey(int64_t id);                      // fails on a key with subkeys
+    LSTATUS deleteKey(int64_t id); // fails on a key with subkeys
     LSTATUS deleteTree(int64_t id, bool includeSelf);
 
     // See zul::registry::hiveGeneration.
@@ -110,7 +110,7 @@ private:
     bool readOnly_ = false;
     LSTATUS broken_ = ERROR_SUCCESS; // a damaged file stays refused, never rewritten
     std::string brokenDetail_;
-    bool inTransaction_ = false;     // joined by the thread's Transaction
+    bool inTransaction_ = false; // joined by the thread's Transaction
     // SQLite undid the joined transaction on its own (it does after some I/O
     // errors): every further call of the scope fails, and so does its commit,
     // so that the calls after the failure cannot land outside the transaction.

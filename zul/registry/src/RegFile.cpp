@@ -2,8 +2,8 @@
 
 #include <utf8cpp/utf8.h>
 
-#include <cstdio>
 #include <cctype>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -85,8 +85,8 @@ void appendValue(std::string& out, const std::string& name, DWORD type, const st
 
 LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
     DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
-    LSTATUS st = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr, &values,
-                                  &maxName, &maxData, nullptr, nullptr);
+    LSTATUS st = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr,
+                                  &values, &maxName, &maxData, nullptr, nullptr);
     if (st != ERROR_SUCCESS) return st;
     out += "[" + path + "]\n";
     std::string name(maxName + 1, '\0'), data(maxData, '\0');
@@ -165,12 +165,14 @@ LSTATUS canonicalPath(HKEY root, const std::string& sub, std::string& out) {
 
 std::string trimLeft(std::string_view s) {
     size_t i = 0;
-    while (i < s.size() && (s[i] == ' ' || s[i] == '\t')) ++i;
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t'))
+        ++i;
     return std::string(s.substr(i));
 }
 
 std::string trimRight(std::string s) {
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r')) s.pop_back();
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r'))
+        s.pop_back();
     return s;
 }
 
@@ -202,7 +204,8 @@ bool parseHexBytes(std::string_view text, std::string& out) {
     out.clear();
     size_t i = 0;
     auto skipBlank = [&] {
-        while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+        while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
+            ++i;
     };
     skipBlank();
     if (i == text.size()) return true;
@@ -210,7 +213,8 @@ bool parseHexBytes(std::string_view text, std::string& out) {
         skipBlank();
         int digits = 0;
         unsigned v = 0;
-        while (i < text.size() && std::isxdigit(static_cast<unsigned char>(text[i])) && digits < 3) {
+        while (i < text.size() && std::isxdigit(static_cast<unsigned char>(text[i])) &&
+               digits < 3) {
             v = v * 16 + static_cast<unsigned>(hexValue(text[i]));
             ++i;
             ++digits;
@@ -230,7 +234,8 @@ LSTATUS exportKey(const std::string& fullPath, std::string& out) {
     HKEY root = nullptr;
     std::string sub;
     if (!splitRootPath(fullPath, root, sub)) {
-        setErrorDetail("'" + fullPath + "' does not start with HKEY_CURRENT_USER, "
+        setErrorDetail("'" + fullPath +
+                       "' does not start with HKEY_CURRENT_USER, "
                        "HKEY_LOCAL_MACHINE or HKEY_CLASSES_ROOT");
         return ERROR_BAD_PATHNAME;
     }
@@ -311,9 +316,8 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
         if (continuing) lines.emplace_back(pendingLine, std::move(pending));
     }
 
-    if (lines.empty() ||
-        (lines.front().second != "REGEDIT4" &&
-         lines.front().second != "Windows Registry Editor Version 5.00"))
+    if (lines.empty() || (lines.front().second != "REGEDIT4" &&
+                          lines.front().second != "Windows Registry Editor Version 5.00"))
         return fail(1, "not a registry file: the first line must be \"REGEDIT4\" or "
                        "\"Windows Registry Editor Version 5.00\"");
     const bool version5 = lines.front().second != "REGEDIT4";
@@ -338,7 +342,8 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
                 return fail(number, "key path '" + path + "' is not valid");
             currentKey = path;
             keyDeleted = remove;
-            r.ops.push_back({remove ? RegFileOp::DeleteKey : RegFileOp::CreateKey, path, "", REG_NONE, "", number});
+            r.ops.push_back({remove ? RegFileOp::DeleteKey : RegFileOp::CreateKey, path, "",
+                             REG_NONE, "", number});
             continue;
         }
 
@@ -351,10 +356,13 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
         } else {
             return fail(number, "cannot parse the line");
         }
-        while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t')) ++pos;
-        if (pos >= line.size() || line[pos] != '=') return fail(number, "'=' expected after the value name");
+        while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t'))
+            ++pos;
+        if (pos >= line.size() || line[pos] != '=')
+            return fail(number, "'=' expected after the value name");
         ++pos;
-        while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t')) ++pos;
+        while (pos < line.size() && (line[pos] == ' ' || line[pos] == '\t'))
+            ++pos;
         const std::string rest = line.substr(pos);
         if (currentKey.empty()) return fail(number, "value line before any [key] line");
         if (keyDeleted) { // values of a deleted key are ignored, as the registry editor does
@@ -376,7 +384,8 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
             op.data = value + '\0';
         } else if (rest.compare(0, 6, "dword:") == 0) {
             const std::string digits = rest.substr(6);
-            if (digits.empty() || digits.size() > 8) return fail(number, "dword: needs 1 to 8 hexadecimal digits");
+            if (digits.empty() || digits.size() > 8)
+                return fail(number, "dword: needs 1 to 8 hexadecimal digits");
             DWORD v = 0;
             for (const char c : digits) {
                 const int h = hexValue(c);
@@ -403,7 +412,8 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
                 return fail(number, "hex data is not a list of hexadecimal bytes");
             if (version5 && (type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ)) {
                 // Strings in version 5 files are UTF-16LE; the registry here keeps UTF-8.
-                if (op.data.size() % 2 != 0) return fail(number, "UTF-16 string data of odd length");
+                if (op.data.size() % 2 != 0)
+                    return fail(number, "UTF-16 string data of odd length");
                 std::u16string u16(op.data.size() / 2, u'\0');
                 std::memcpy(u16.data(), op.data.data(), op.data.size());
                 std::string u8;
@@ -419,7 +429,8 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
             const size_t colon = rest.find(':');
             bool word = colon != std::string::npos && colon > 0;
             for (size_t i = 0; word && i < colon; ++i)
-                word = std::isalnum(static_cast<unsigned char>(rest[i])) || rest[i] == '(' || rest[i] == ')';
+                word = std::isalnum(static_cast<unsigned char>(rest[i])) || rest[i] == '(' ||
+                       rest[i] == ')';
             if (!word) return fail(number, "cannot parse the value");
             // A type word the registry editor does not know (this module's
             // "float:" and "int:"): skipped, as the editor does, and counted.
@@ -443,8 +454,8 @@ LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std:
     KeyHandle current;
     std::string currentPath;
     auto failed = [&](const RegFileOp& op, const char* what, LSTATUS st) {
-        error = source + ":" + std::to_string(op.line) + ": cannot " + what + " '" + op.key + "': " +
-                describeStatus(st);
+        error = source + ":" + std::to_string(op.line) + ": cannot " + what + " '" + op.key +
+                "': " + describeStatus(st);
         const std::string detail = lastErrorDetail();
         if (!detail.empty()) error += " (" + detail + ")";
         return st;
@@ -457,7 +468,8 @@ LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std:
         switch (op.kind) {
         case RegFileOp::CreateKey: {
             HKEY raw = nullptr;
-            st = RegCreateKeyExA(root, sub.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &raw, nullptr);
+            st = RegCreateKeyExA(root, sub.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &raw,
+                                 nullptr);
             if (st != ERROR_SUCCESS) return failed(op, "create key", st);
             current.reset(raw);
             currentPath = op.key;
@@ -467,7 +479,8 @@ LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std:
             current.reset();
             currentPath.clear();
             st = RegDeleteTreeA(root, sub.c_str());
-            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return failed(op, "delete key", st);
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND)
+                return failed(op, "delete key", st);
             break;
         case RegFileOp::SetValue:
             st = RegSetValueExA(current.get(), op.name.c_str(), 0, op.type,
@@ -477,14 +490,16 @@ LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std:
             break;
         case RegFileOp::DeleteValue:
             st = RegDeleteValueA(current.get(), op.name.c_str());
-            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return failed(op, "delete a value of", st);
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND)
+                return failed(op, "delete a value of", st);
             break;
         }
     }
     current.reset();
     const LSTATUS st = tx.commit();
     if (st != ERROR_SUCCESS) {
-        error = source + ": cannot commit the import: " + describeStatus(st) + " (" + lastErrorDetail() + ")";
+        error = source + ": cannot commit the import: " + describeStatus(st) + " (" +
+                lastErrorDetail() + ")";
         return st;
     }
     return ERROR_SUCCESS;

@@ -23,10 +23,13 @@ CRegHelper::CRegHelper(const char* relativeName, int pathKind) {
         path_ = "Software\\ZUL\\" + rel;
         break;
     }
-    while (!path_.empty() && path_.back() == '\\') path_.pop_back();
+    while (!path_.empty() && path_.back() == '\\')
+        path_.pop_back();
 }
 
-CRegHelper::~CRegHelper() { closeKey(); }
+CRegHelper::~CRegHelper() {
+    closeKey();
+}
 
 void CRegHelper::closeKey() {
     if (key_) RegCloseKey(key_);
@@ -73,7 +76,8 @@ LONG CRegHelper::get(const char* name, DWORD type, std::string& data) {
             return ERROR_SUCCESS;
         }
         data.resize(size);
-        st = RegQueryValueExA(key_, name, nullptr, &actual, reinterpret_cast<BYTE*>(data.data()), &size);
+        st = RegQueryValueExA(key_, name, nullptr, &actual, reinterpret_cast<BYTE*>(data.data()),
+                              &size);
         if (st == ERROR_MORE_DATA || st == ERROR_KEY_DELETED) continue; // changed between the reads
         if (st != ERROR_SUCCESS) return st;
         if (actual != type && !(type == REG_SZ && actual == REG_EXPAND_SZ))
@@ -88,7 +92,8 @@ LONG CRegHelper::SetFloat(const char* name, float value) {
     char text[32];
     // Shortest-round-trip formatting would also do, but nine significant
     // digits is the classic "%.9g", locale-independent here.
-    const auto r = std::to_chars(text, text + sizeof text - 1, value, std::chars_format::general, 9);
+    const auto r =
+        std::to_chars(text, text + sizeof text - 1, value, std::chars_format::general, 9);
     *r.ptr = '\0';
     return set(name, REG_SZ, text, static_cast<DWORD>(r.ptr - text + 1));
 }
@@ -121,7 +126,9 @@ LONG CRegHelper::GetDWORD(const char* name, DWORD& value) {
     return ERROR_SUCCESS;
 }
 
-LONG CRegHelper::SetInt(const char* name, int value) { return SetDWORD(name, static_cast<DWORD>(value)); }
+LONG CRegHelper::SetInt(const char* name, int value) {
+    return SetDWORD(name, static_cast<DWORD>(value));
+}
 
 LONG CRegHelper::GetInt(const char* name, int& value) {
     DWORD v = 0;
@@ -130,7 +137,9 @@ LONG CRegHelper::GetInt(const char* name, int& value) {
     return st;
 }
 
-LONG CRegHelper::SetBOOL(const char* name, BOOL value) { return SetDWORD(name, value ? 1u : 0u); }
+LONG CRegHelper::SetBOOL(const char* name, BOOL value) {
+    return SetDWORD(name, value ? 1u : 0u);
+}
 
 LONG CRegHelper::GetBOOL(const char* name, BOOL& value) {
     DWORD v = 0;

@@ -49,7 +49,8 @@ struct Activator::State {
             return S_OK;
         }
         Library lib;
-        if (!lib.load(key)) return failWith(CO_E_DLLNOTFOUND, "cannot load '" + path + "': " + lib.error());
+        if (!lib.load(key))
+            return failWith(CO_E_DLLNOTFOUND, "cannot load '" + path + "': " + lib.error());
         if (!lib.symbol("DllGetClassObject"))
             return failWith(CO_E_ERRORINDLL, "'" + path + "' has no DllGetClassObject");
         out = &libraries.emplace(key, std::move(lib)).first->second;
@@ -91,11 +92,14 @@ HRESULT Activator::classFromProgId(const std::string& progId, CLSID& clsid) {
     const LSTATUS st = zul::registry::classFromProgId(progId, clsid);
     if (st == ERROR_SUCCESS) return S_OK;
     if (st == ERROR_FILE_NOT_FOUND || st == ERROR_INVALID_PARAMETER || st == ERROR_INVALID_DATA)
-        return failWith(CO_E_CLASSSTRING, "'" + progId + "' is not a registered programmatic identifier" +
-                                              (st == ERROR_INVALID_DATA ? " (" + zul::registry::lastErrorDetail() + ")"
-                                                                        : std::string()));
-    return failWith(HRESULT_FROM_WIN32(st), "cannot read '" + progId + "': " + zul::registry::describeStatus(st) +
-                                                " " + zul::registry::lastErrorDetail());
+        return failWith(CO_E_CLASSSTRING, "'" + progId +
+                                              "' is not a registered programmatic identifier" +
+                                              (st == ERROR_INVALID_DATA
+                                                   ? " (" + zul::registry::lastErrorDetail() + ")"
+                                                   : std::string()));
+    return failWith(HRESULT_FROM_WIN32(st), "cannot read '" + progId +
+                                                "': " + zul::registry::describeStatus(st) + " " +
+                                                zul::registry::lastErrorDetail());
 }
 
 HRESULT Activator::getClassObject(REFCLSID clsid, REFIID iid, void** ppv) {
@@ -125,7 +129,8 @@ HRESULT Activator::createInstance(REFCLSID clsid, IUnknown* outer, REFIID iid, v
     return hr;
 }
 
-HRESULT Activator::createInstance(const std::string& progId, IUnknown* outer, REFIID iid, void** ppv) {
+HRESULT Activator::createInstance(const std::string& progId, IUnknown* outer, REFIID iid,
+                                  void** ppv) {
     if (!ppv) return E_POINTER;
     *ppv = nullptr;
     CLSID clsid{};
@@ -136,9 +141,9 @@ HRESULT Activator::createInstance(const std::string& progId, IUnknown* outer, RE
 HRESULT Activator::classesInCategory(REFGUID catid, std::vector<CLSID>& out) {
     const LSTATUS st = zul::registry::classesInCategory(product(), catid, out);
     if (st == ERROR_SUCCESS) return S_OK;
-    return failWith(HRESULT_FROM_WIN32(st), "cannot read the registered classes: " +
-                                                zul::registry::describeStatus(st) + " " +
-                                                zul::registry::lastErrorDetail());
+    return failWith(HRESULT_FROM_WIN32(st),
+                    "cannot read the registered classes: " + zul::registry::describeStatus(st) +
+                        " " + zul::registry::lastErrorDetail());
 }
 
 void* Activator::serverSymbol(REFCLSID clsid, const char* name) {
@@ -169,11 +174,12 @@ HRESULT Activator::serverPath(REFCLSID clsid, std::string& path) {
     zul::registry::ClassServer server;
     const LSTATUS st = zul::registry::findClassServer(product, clsid, server);
     if (st == ERROR_FILE_NOT_FOUND)
-        return failWith(REGDB_E_CLASSNOTREG, "class " + guidText(clsid) + " is not registered under product '" +
-                                                 product + "'");
+        return failWith(REGDB_E_CLASSNOTREG, "class " + guidText(clsid) +
+                                                 " is not registered under product '" + product +
+                                                 "'");
     if (st != ERROR_SUCCESS)
-        return failWith(HRESULT_FROM_WIN32(st), "cannot read the class key of " + guidText(clsid) + ": " +
-                                                    zul::registry::describeStatus(st) + " " +
+        return failWith(HRESULT_FROM_WIN32(st), "cannot read the class key of " + guidText(clsid) +
+                                                    ": " + zul::registry::describeStatus(st) + " " +
                                                     zul::registry::lastErrorDetail());
     path = server.modulePath;
     return S_OK;
@@ -199,7 +205,9 @@ size_t Activator::loadedLibraries() const {
     return state_->libraries.size();
 }
 
-std::string Activator::lastError() { return t_lastError; }
+std::string Activator::lastError() {
+    return t_lastError;
+}
 
 std::string programFolder() {
     std::error_code ec;

@@ -7,7 +7,9 @@
 
 namespace zul::runtime {
 
-Library::~Library() { unload(); }
+Library::~Library() {
+    unload();
+}
 
 Library::Library(Library&& other) noexcept
     : handle_(std::exchange(other.handle_, nullptr)), path_(std::move(other.path_)),

@@ -57,7 +57,8 @@ vtkSmartPointer<vtkActor> s_actor(vtkPolyData* geometry, const double rgb[3]) {
 
 // A source moved (and turned about X by `tiltX` degrees) into place.
 template <class Source>
-vtkSmartPointer<vtkActor> s_placed(vtkNew<Source>& source, const double at[3], double tiltX, const double rgb[3]) {
+vtkSmartPointer<vtkActor> s_placed(vtkNew<Source>& source, const double at[3], double tiltX,
+                                   const double rgb[3]) {
     vtkNew<vtkTransform> move;
     move->Translate(at);
     move->RotateX(tiltX);
@@ -88,7 +89,9 @@ Scene::Scene() {
     axes->SetTotalLength(1, 1, 1);
     axes->SetShaftTypeToCylinder();
     axes->SetCylinderRadius(0.04);
-    for (vtkCaptionActor2D* caption : {axes->GetXAxisCaptionActor2D(), axes->GetYAxisCaptionActor2D(), axes->GetZAxisCaptionActor2D()}) {
+    for (vtkCaptionActor2D* caption :
+         {axes->GetXAxisCaptionActor2D(), axes->GetYAxisCaptionActor2D(),
+          axes->GetZAxisCaptionActor2D()}) {
         caption->GetCaptionTextProperty()->SetFontSize(14);
         caption->GetCaptionTextProperty()->ShadowOff();
         caption->GetCaptionTextProperty()->ItalicOff();
@@ -111,13 +114,15 @@ void Scene::_add(const std::string& name, vtkSmartPointer<vtkActor> actor) {
 }
 
 void Scene::clear() {
-    for (const Part& p : parts_) renderer_->RemoveActor(p.actor);
+    for (const Part& p : parts_)
+        renderer_->RemoveActor(p.actor);
     parts_.clear();
 }
 
 void Scene::addSampleModel() {
-    const double steel[3] = {0.50, 0.53, 0.58}, blue[3] = {0.22, 0.45, 0.80}, orange[3] = {0.95, 0.55, 0.15},
-                 red[3] = {0.85, 0.20, 0.20}, green[3] = {0.25, 0.65, 0.35}, dark[3] = {0.30, 0.30, 0.34};
+    const double steel[3] = {0.50, 0.53, 0.58}, blue[3] = {0.22, 0.45, 0.80},
+                 orange[3] = {0.95, 0.55, 0.15}, red[3] = {0.85, 0.20, 0.20},
+                 green[3] = {0.25, 0.65, 0.35}, dark[3] = {0.30, 0.30, 0.34};
     {
         vtkNew<vtkCubeSource> plate; // 80 x 50 x 6, off centre towards +X
         plate->SetXLength(80), plate->SetYLength(50), plate->SetZLength(6);
@@ -150,7 +155,8 @@ void Scene::addSampleModel() {
     }
     {
         vtkNew<vtkConeSource> arrow; // pointing +X from the plate's +X edge
-        arrow->SetRadius(7), arrow->SetHeight(22), arrow->SetResolution(40), arrow->SetDirection(1, 0, 0);
+        arrow->SetRadius(7), arrow->SetHeight(22), arrow->SetResolution(40),
+            arrow->SetDirection(1, 0, 0);
         const double at[3] = {58, 10, 10};
         _add("Arrow", s_placed(arrow, at, 0, red));
     }
@@ -159,7 +165,8 @@ void Scene::addSampleModel() {
 bool Scene::addFile(const std::string& path, std::string& error) {
     vtkSmartPointer<vtkPolyData> data = readModelFile(path, error);
     if (!data) return false;
-    static const double palette[4][3] = {{0.50, 0.53, 0.58}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
+    static const double palette[4][3] = {
+        {0.50, 0.53, 0.58}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
     auto actor = s_actor(data, palette[parts_.size() % 4]);
     _add(std::filesystem::path(path).filename().string(), actor);
     return true;
@@ -233,7 +240,9 @@ void setCamera(runtime::CCameraModel& m, const Camera& c) {
 
 namespace {
 
-double s_dot(const double a[3], const double b[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+double s_dot(const double a[3], const double b[3]) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
 
 bool s_finite(const float* v, int n) {
     for (int i = 0; i < n; ++i)
@@ -245,7 +254,8 @@ bool s_finite(const float* v, int n) {
 bool s_normalise(double v[3]) {
     const double n = std::sqrt(s_dot(v, v));
     if (!(n > 1e-300) || !std::isfinite(n)) return false;
-    for (int i = 0; i < 3; ++i) v[i] /= n;
+    for (int i = 0; i < 3; ++i)
+        v[i] /= n;
     return true;
 }
 
@@ -271,22 +281,28 @@ CameraFrame frameOf(const Camera& c) {
     // X) that is not nearly along the direction stands in for it.
     double up[3] = {0, 0, 0};
     if (s_finite(c.up, 3))
-        for (int i = 0; i < 3; ++i) up[i] = c.up[i];
+        for (int i = 0; i < 3; ++i)
+            up[i] = c.up[i];
     const double along = s_dot(up, f.direction);
-    for (int i = 0; i < 3; ++i) up[i] -= along * f.direction[i];
-    const double upLength = std::sqrt(s_dot(up, up)), given = std::sqrt(double(c.up[0]) * c.up[0] + double(c.up[1]) * c.up[1] + double(c.up[2]) * c.up[2]);
+    for (int i = 0; i < 3; ++i)
+        up[i] -= along * f.direction[i];
+    const double upLength = std::sqrt(s_dot(up, up)),
+                 given = std::sqrt(double(c.up[0]) * c.up[0] + double(c.up[1]) * c.up[1] +
+                                   double(c.up[2]) * c.up[2]);
     f.upReplaced = !(upLength > 1e-6 * given) || !std::isfinite(upLength);
     if (f.upReplaced) {
         static const double axes[3][3] = {{0, 0, 1}, {0, 1, 0}, {1, 0, 0}};
         for (const auto& a : axes) {
             if (std::fabs(s_dot(a, f.direction)) > 0.9) continue;
             const double d = s_dot(a, f.direction);
-            for (int i = 0; i < 3; ++i) up[i] = a[i] - d * f.direction[i];
+            for (int i = 0; i < 3; ++i)
+                up[i] = a[i] - d * f.direction[i];
             break;
         }
     }
     s_normalise(up);
-    for (int i = 0; i < 3; ++i) f.up[i] = up[i];
+    for (int i = 0; i < 3; ++i)
+        f.up[i] = up[i];
     f.perspective = c.perspective;
     f.viewHeight = std::isfinite(c.viewHeight) && c.viewHeight > 1e-6f ? c.viewHeight : 1e-6;
     f.focal = std::isfinite(c.focal) && c.focal > 1e-6f ? c.focal : 1e-6;
@@ -304,9 +320,13 @@ void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
     const CameraFrame f = frameOf(c);
     double b[6];
     renderer->ComputeVisiblePropBounds(b);
-    const bool hasBounds = b[0] <= b[1] && b[2] <= b[3] && b[4] <= b[5] && std::isfinite(b[0]) && std::isfinite(b[1]);
+    const bool hasBounds =
+        b[0] <= b[1] && b[2] <= b[3] && b[4] <= b[5] && std::isfinite(b[0]) && std::isfinite(b[1]);
     const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
-    const double radius = hasBounds ? 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) + (b[5] - b[4]) * (b[5] - b[4])) : 0.0;
+    const double radius =
+        hasBounds ? 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
+                                    (b[5] - b[4]) * (b[5] - b[4]))
+                  : 0.0;
     double eye[3], focus[3];
     if (!f.perspective) {
         // A parallel picture does not depend on where along the direction
@@ -315,7 +335,8 @@ void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
         // however close to the target the module put the eye.
         double behind = std::max(f.distance, 1.0); // depth of the eye before the target
         if (hasBounds) {
-            const double toCentre[3] = {centre[0] - f.target[0], centre[1] - f.target[1], centre[2] - f.target[2]};
+            const double toCentre[3] = {centre[0] - f.target[0], centre[1] - f.target[1],
+                                        centre[2] - f.target[2]};
             behind = -s_dot(toCentre, f.direction) + radius * 1.05 + 1e-3 * (radius + 1.0);
         }
         // The focal point stays the target (the orbit turns about it) unless
@@ -326,9 +347,11 @@ void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
             eye[i] = f.target[i] - behind * f.direction[i];
         }
     } else {
-        for (int i = 0; i < 3; ++i) eye[i] = f.eye[i], focus[i] = f.target[i];
+        for (int i = 0; i < 3; ++i)
+            eye[i] = f.eye[i], focus[i] = f.target[i];
         if (f.distance == 0)
-            for (int i = 0; i < 3; ++i) focus[i] = eye[i] + f.direction[i];
+            for (int i = 0; i < 3; ++i)
+                focus[i] = eye[i] + f.direction[i];
     }
     camera->SetPosition(eye);
     camera->SetFocalPoint(focus);
@@ -348,7 +371,8 @@ void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
         // buffer allows, so no part in front of the eye is cut.
         double nearest = 1e300, farthest = -1e300;
         for (int k = 0; k < 8; ++k) {
-            const double corner[3] = {b[k & 1] - eye[0], b[2 + ((k >> 1) & 1)] - eye[1], b[4 + ((k >> 2) & 1)] - eye[2]};
+            const double corner[3] = {b[k & 1] - eye[0], b[2 + ((k >> 1) & 1)] - eye[1],
+                                      b[4 + ((k >> 2) & 1)] - eye[2]};
             const double depth = s_dot(corner, f.direction);
             nearest = std::min(nearest, depth);
             farthest = std::max(farthest, depth);
@@ -363,7 +387,8 @@ void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
         double direction[3];
         camera->GetDirectionOfProjection(direction);
         triad->SetFocalPoint(0.35, 0.35, 0.35);
-        triad->SetPosition(0.35 - 4 * direction[0], 0.35 - 4 * direction[1], 0.35 - 4 * direction[2]);
+        triad->SetPosition(0.35 - 4 * direction[0], 0.35 - 4 * direction[1],
+                           0.35 - 4 * direction[2]);
         triad->SetViewUp(camera->GetViewUp());
         triad->SetParallelProjection(true);
         triad->SetParallelScale(1.0);
@@ -382,7 +407,8 @@ void readCamera(vtkRenderer* renderer, Camera& c) {
     // A parallel camera's VTK eye stands behind the scene (applyCamera): the
     // model's eye keeps its own distance from the target.
     double distance = 0;
-    for (int i = 0; i < 3; ++i) distance += (double(c.eye[i]) - c.target[i]) * (double(c.eye[i]) - c.target[i]);
+    for (int i = 0; i < 3; ++i)
+        distance += (double(c.eye[i]) - c.target[i]) * (double(c.eye[i]) - c.target[i]);
     distance = std::sqrt(distance);
     if (!(distance > 0) || !std::isfinite(distance)) distance = 1;
     for (int i = 0; i < 3; ++i) {
@@ -390,15 +416,18 @@ void readCamera(vtkRenderer* renderer, Camera& c) {
         c.eye[i] = c.perspective ? float(p[i]) : float(f[i] - d[i] * distance);
         c.up[i] = float(u[i]);
     }
-    c.viewHeight = c.perspective ? float(2.0 * c.focal * std::tan(camera->GetViewAngle() * kPi / 360.0))
-                                 : float(2.0 * camera->GetParallelScale());
+    c.viewHeight = c.perspective
+                       ? float(2.0 * c.focal * std::tan(camera->GetViewAngle() * kPi / 360.0))
+                       : float(2.0 * camera->GetParallelScale());
 }
 
 void fitAll(const Scene& scene, Camera& c) {
     double b[6];
     if (!scene.bounds(b)) return;
     const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
-    const double radius = 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) + (b[5] - b[4]) * (b[5] - b[4]));
+    const double radius =
+        0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
+                        (b[5] - b[4]) * (b[5] - b[4]));
     double d[3] = {c.eye[0] - c.target[0], c.eye[1] - c.target[1], c.eye[2] - c.target[2]};
     double n = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
     if (n == 0) d[2] = n = 1;
@@ -445,7 +474,8 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     }
     if (!haveDisplay(error)) return false;
     const int n = int(shots.size());
-    const int columns = n == 1 ? 1 : int(std::ceil(std::sqrt(double(n)))), rows = (n + columns - 1) / columns;
+    const int columns = n == 1 ? 1 : int(std::ceil(std::sqrt(double(n)))),
+              rows = (n + columns - 1) / columns;
     const int label = labels ? std::max(24, height / 10) : 0, tileH = height + label;
     vtkNew<vtkRenderWindow> window;
     window->SetDisplayId(s_display);
@@ -489,8 +519,8 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
         // VTK rows run bottom to top; the sheet's rows (tile row 0 at the top) too.
         for (int y = 0; y < std::min(dims[1], tileH); ++y) {
             const int sheetY = (rows - 1 - row) * tileH + y;
-            std::memcpy(&sheet[(size_t(sheetY) * columns * width + size_t(col) * width) * 3], pixels + size_t(y) * dims[0] * 3,
-                        size_t(std::min(dims[0], width)) * 3);
+            std::memcpy(&sheet[(size_t(sheetY) * columns * width + size_t(col) * width) * 3],
+                        pixels + size_t(y) * dims[0] * 3, size_t(std::min(dims[0], width)) * 3);
         }
     }
     vtkNew<vtkImageData> out;

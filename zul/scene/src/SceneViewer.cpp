@@ -38,7 +38,8 @@ void CSceneViewer::CameraMovedByUser(bool dragging) {
     Camera c = cameraOf(*this);
     readCamera(scene->renderer(), c);
     if (upLocked)
-        for (int i = 0; i < 3; ++i) c.up[i] = lockedUp_[i];
+        for (int i = 0; i < 3; ++i)
+            c.up[i] = lockedUp_[i];
     setCamera(*this, c);
     applyCamera(c, scene->renderer(), scene->axesRenderer());
     fireCameraChanged(dragging ? 0x4 : 0);
@@ -47,7 +48,8 @@ void CSceneViewer::CameraMovedByUser(bool dragging) {
 void CSceneViewer::SetUpLocked(bool locked) {
     upLocked = 0; // the snapped up must reach the model
     if (locked) {
-        const double n = std::sqrt(double(up[0]) * up[0] + double(up[1]) * up[1] + double(up[2]) * up[2]);
+        const double n =
+            std::sqrt(double(up[0]) * up[0] + double(up[1]) * up[1] + double(up[2]) * up[2]);
         for (int axis = 0; axis < 3 && n > 0 && std::isfinite(n); ++axis) {
             const double c = std::fabs(up[axis]) / n;
             if (std::acos(std::min(1.0, c)) > kLockSnapRadians) continue;
@@ -56,7 +58,8 @@ void CSceneViewer::SetUpLocked(bool locked) {
             CCameraModel::SetUpVector(snapped[0], snapped[1], snapped[2]);
             break;
         }
-        for (int i = 0; i < 3; ++i) lockedUp_[i] = up[i];
+        for (int i = 0; i < 3; ++i)
+            lockedUp_[i] = up[i];
     }
     upLocked = locked ? 1 : 0;
     Redraw();
@@ -65,7 +68,9 @@ void CSceneViewer::SetUpLocked(bool locked) {
 int CSceneViewer::LockedAxis() const {
     if (!upLocked) return 0;
     for (int axis = 0; axis < 3; ++axis)
-        if (lockedUp_[axis] != 0 && lockedUp_[(axis + 1) % 3] == 0 && lockedUp_[(axis + 2) % 3] == 0) return axis + 1;
+        if (lockedUp_[axis] != 0 && lockedUp_[(axis + 1) % 3] == 0 &&
+            lockedUp_[(axis + 2) % 3] == 0)
+            return axis + 1;
     return 0;
 }
 
@@ -82,7 +87,8 @@ bool CSceneViewer::PickAt(int x, int y) {
     double point[3];
     unsigned part = 0;
     if (!scene->pick(x, y, point, part)) return false;
-    for (int i = 0; i < 3; ++i) pickedPoint_[i] = float(point[i]);
+    for (int i = 0; i < 3; ++i)
+        pickedPoint_[i] = float(point[i]);
     pickedPart_ = part;
     picked_ = true;
     return true;
@@ -92,7 +98,8 @@ HRESULT CSceneViewer::GetPartBoundingBox(DWORD partId, float lo[3], float hi[3])
     if (!lo || !hi) return E_POINTER;
     double b[6];
     if (!scene || !scene->partBounds(partId, b)) return E_INVALIDARG;
-    for (int i = 0; i < 3; ++i) lo[i] = float(b[2 * i]), hi[i] = float(b[2 * i + 1]);
+    for (int i = 0; i < 3; ++i)
+        lo[i] = float(b[2 * i]), hi[i] = float(b[2 * i + 1]);
     return S_OK;
 }
 
@@ -121,7 +128,8 @@ HRESULT CSceneViewer::SetPickMode(DWORD mode) {
 HRESULT CSceneViewer::GetPickedPoint(float point[3]) {
     if (!point) return E_POINTER;
     if (!picked_) return E_FAIL;
-    for (int i = 0; i < 3; ++i) point[i] = pickedPoint_[i];
+    for (int i = 0; i < 3; ++i)
+        point[i] = pickedPoint_[i];
     return S_OK;
 }
 

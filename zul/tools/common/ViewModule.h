@@ -43,10 +43,12 @@ inline bool classesOf(Activator& activator, bool overridden, const GUID& catid, 
         error = Activator::lastError();
         return false;
     }
-    if (overridden && std::find(out.begin(), out.end(), ours) == out.end()) out.insert(out.begin(), ours);
+    if (overridden && std::find(out.begin(), out.end(), ours) == out.end())
+        out.insert(out.begin(), ours);
     if (out.empty()) {
         error = "no module is registered for product '" + activator.product() +
-                "' (register one with: CURRENT_USER_INSTALL=1 zulreg regsvr KRAdvancedViews.so, or name one in KRAV_MODULE)";
+                "' (register one with: CURRENT_USER_INSTALL=1 zulreg regsvr KRAdvancedViews.so, or "
+                "name one in KRAV_MODULE)";
         return false;
     }
     return true;
@@ -54,19 +56,23 @@ inline bool classesOf(Activator& activator, bool overridden, const GUID& catid, 
 
 // Makes the first late-loadable class that is the view module manager.
 // On failure the status of the last attempt, with `error` saying why.
-inline HRESULT createViewModule(Activator& activator, bool overridden, ViewModule& out, std::string& error) {
+inline HRESULT createViewModule(Activator& activator, bool overridden, ViewModule& out,
+                                std::string& error) {
     std::vector<CLSID> modules;
-    if (!classesOf(activator, overridden, CATID_ZulLateLoadableSecondaryObject, CLSID_AdvancedViewsModuleMgr, modules, error))
+    if (!classesOf(activator, overridden, CATID_ZulLateLoadableSecondaryObject,
+                   CLSID_AdvancedViewsModuleMgr, modules, error))
         return REGDB_E_CLASSNOTREG;
     HRESULT hr = REGDB_E_CLASSNOTREG;
     for (const CLSID& clsid : modules) {
         zul::com::ComPtr<IUnknown> candidate;
         zul::com::ComPtr<IAdvancedViewsModuleMgr> probe;
-        hr = activator.createInstance(clsid, nullptr, IID_IUnknown, reinterpret_cast<void**>(candidate.GetAddressOf()));
+        hr = activator.createInstance(clsid, nullptr, IID_IUnknown,
+                                      reinterpret_cast<void**>(candidate.GetAddressOf()));
         if (SUCCEEDED(hr) && SUCCEEDED(candidate.As(probe))) {
             out.object = candidate;
             out.clsid = clsid;
-            out.resource = reinterpret_cast<ZulGetModuleResourceFn>(activator.serverSymbol(clsid, "ZulGetModuleResource"));
+            out.resource = reinterpret_cast<ZulGetModuleResourceFn>(
+                activator.serverSymbol(clsid, "ZulGetModuleResource"));
             return S_OK;
         }
     }

@@ -26,13 +26,13 @@
 #include "KRAdvancedViews/Identifiers.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "KRAdvancedViews/host/IHostTestSource.h"
+#include "ViewModule.h"
 #include "zul/com/ComPtr.h"
-#include "zul/runtime/HeadlessHost.h"
-#include "zul/scene/Scene.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Activation.h"
+#include "zul/runtime/HeadlessHost.h"
 #include "zul/runtime/Library.h"
-#include "ViewModule.h"
+#include "zul/scene/Scene.h"
 
 namespace {
 
@@ -40,13 +40,15 @@ constexpr int kDone = 0, kNothing = 1, kUsage = 2, kFailure = 3;
 
 int failure(const std::string& what, HRESULT hr) {
     std::cerr << "krviews: " << what << ": " << zul::runtime::describeHresult(hr);
-    if ((static_cast<uint32_t>(hr) & 0xFFFF0000u) == 0x80070000u && hr != E_INVALIDARG && hr != E_OUTOFMEMORY &&
-        hr != E_ACCESSDENIED)
+    if ((static_cast<uint32_t>(hr) & 0xFFFF0000u) == 0x80070000u && hr != E_INVALIDARG &&
+        hr != E_OUTOFMEMORY && hr != E_ACCESSDENIED)
         std::cerr << " " << zul::registry::describeStatus(static_cast<LSTATUS>(hr & 0xFFFF));
     const std::string detail = zul::registry::lastErrorDetail();
     if (!detail.empty()) std::cerr << " (" << detail << ")";
-    if (hr == E_UNEXPECTED) std::cerr << " (the store holds " << kMaxViews << " views, the most it can)";
-    if (hr == E_INVALIDARG) std::cerr << " (a view needs a non-empty name and a camera type of ortho or persp)";
+    if (hr == E_UNEXPECTED)
+        std::cerr << " (the store holds " << kMaxViews << " views, the most it can)";
+    if (hr == E_INVALIDARG)
+        std::cerr << " (a view needs a non-empty name and a camera type of ortho or persp)";
     std::cerr << "\n";
     return kFailure;
 }
@@ -55,7 +57,8 @@ int failure(const std::string& what, HRESULT hr) {
 // its own up direction, so the viewer shows it with another up.
 void warnIfUpAlongView(const FullViewInfo& info) {
     if (zul::scene::upParallelToView(info.pUpVector, info.pViewVector))
-        std::cerr << "krviews: warning: the up vector is parallel to the view vector; a viewer shows this view with "
+        std::cerr << "krviews: warning: the up vector is parallel to the view vector; a viewer "
+                     "shows this view with "
                      "another up direction\n";
 }
 
@@ -92,7 +95,8 @@ struct RecordOptions {
     bool apply(FullViewInfo& info) const {
         auto vec = [](const std::optional<std::string>& o, float v[3], const char* what) {
             if (o && !parseVector(*o, v)) {
-                std::cerr << "krviews: --" << what << " takes three numbers X,Y,Z, not '" << *o << "'\n";
+                std::cerr << "krviews: --" << what << " takes three numbers X,Y,Z, not '" << *o
+                          << "'\n";
                 return false;
             }
             return true;
@@ -101,8 +105,10 @@ struct RecordOptions {
             !vec(from, info.pFromVector, "from") || !vec(at, info.pAtVector, "at"))
             return false;
         if (type) {
-            if (*type == "ortho") info.cameraType = Orthographic;
-            else if (*type == "persp") info.cameraType = Perspective;
+            if (*type == "ortho")
+                info.cameraType = Orthographic;
+            else if (*type == "persp")
+                info.cameraType = Perspective;
             else {
                 std::cerr << "krviews: --type is ortho or persp, not '" << *type << "'\n";
                 return false;
@@ -146,14 +152,17 @@ HRESULT listViews(IViewManager2* store, std::vector<Listed>& out) {
     for (const krav::StoredViewKey& key : keys) {
         FullViewInfo info;
         if (store->GetViewInfo(key.name.c_str(), &info) == S_OK)
-            out.push_back({info.iViewIndex, key.name, (info.iChangeBits & ViewChangeDefaultView) != 0});
+            out.push_back(
+                {info.iViewIndex, key.name, (info.iChangeBits & ViewChangeDefaultView) != 0});
     }
-    std::stable_sort(out.begin(), out.end(), [](const Listed& a, const Listed& b) { return a.index < b.index; });
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Listed& a, const Listed& b) { return a.index < b.index; });
     return S_OK;
 }
 
 // The module's message `id` with `path` in place of its "%s".
-std::string moduleMessage(zul::runtime::ZulGetModuleResourceFn resource, DWORD id, const std::string& path) {
+std::string moduleMessage(zul::runtime::ZulGetModuleResourceFn resource, DWORD id,
+                          const std::string& path) {
     const void* data = nullptr;
     DWORD size = 0;
     if (!resource || resource(6, id, &data, &size) != S_OK) return "message " + std::to_string(id);
@@ -169,10 +178,14 @@ bool fileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& 
         t = std::filesystem::path(path).extension().string();
         if (!t.empty()) t.erase(0, 1);
     }
-    for (char& c : t) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (t == "qjv") out = TextFile;
-    else if (t == "reg") out = RegistryFile;
-    else return false;
+    for (char& c : t)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (t == "qjv")
+        out = TextFile;
+    else if (t == "reg")
+        out = RegistryFile;
+    else
+        return false;
     return true;
 }
 
@@ -194,8 +207,11 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE Report(const char* check, BOOL ok, const char* reason) override {
         ++(ok ? passed : failed);
-        if (ok) std::printf("passed  %s\n", check ? check : "?");
-        else std::printf("FAILED  %s: %s\n", check ? check : "?", reason && *reason ? reason : "no reason given");
+        if (ok)
+            std::printf("passed  %s\n", check ? check : "?");
+        else
+            std::printf("FAILED  %s: %s\n", check ? check : "?",
+                        reason && *reason ? reason : "no reason given");
         std::fflush(stdout);
         return S_OK;
     }
@@ -206,8 +222,8 @@ int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& s
     zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
     {
         IHostModuleSite* site = nullptr;
-        zul::com::createInstance<zul::runtime::CHeadlessHost>(nullptr, zul::com::iidOf<IHostModuleSite>(),
-                                                              reinterpret_cast<void**>(&site));
+        zul::com::createInstance<zul::runtime::CHeadlessHost>(
+            nullptr, zul::com::iidOf<IHostModuleSite>(), reinterpret_cast<void**>(&site));
         host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
     }
     if (!host || !host->viewer) return failure("cannot make the host", E_OUTOFMEMORY);
@@ -219,11 +235,13 @@ int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& s
         char name[39];
         zul::com::formatGuid(clsid, name);
         if (FAILED(hr)) {
-            results.Report(name, 0, ("cannot be created: " + zul::runtime::describeHresult(hr)).c_str());
+            results.Report(name, 0,
+                           ("cannot be created: " + zul::runtime::describeHresult(hr)).c_str());
             continue;
         }
         hr = source->RunTests(static_cast<IHostApplication*>(host->viewer.Get()), &results);
-        if (FAILED(hr)) results.Report(name, 0, ("cannot run: " + zul::runtime::describeHresult(hr)).c_str());
+        if (FAILED(hr))
+            results.Report(name, 0, ("cannot run: " + zul::runtime::describeHresult(hr)).c_str());
     }
     std::printf("%d passed, %d failed\n", results.passed, results.failed);
     return results.failed ? kFailure : kDone;
@@ -232,14 +250,16 @@ int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& s
 // Shows each view on the viewer as the module applies it, frames the model
 // and renders it; one picture, or a labelled contact sheet.
 int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
-                const std::vector<std::string>& names, int width, int height, const std::string& output) {
+                const std::vector<std::string>& names, int width, int height,
+                const std::string& output) {
     std::string why;
     if (!zul::scene::haveDisplay(why)) {
         std::cerr << "krviews: cannot render: " << why << "\n";
         return kFailure;
     }
     zul::scene::Scene scene;
-    if (model.empty()) scene.addSampleModel();
+    if (model.empty())
+        scene.addSampleModel();
     else if (!scene.addFile(model, why)) {
         std::cerr << "krviews: " << why << "\n";
         return kFailure;
@@ -273,7 +293,8 @@ int main(int argc, char** argv) {
     CLI::App app{"krviews: the view store from the command line"};
     app.require_subcommand(1);
     std::string hive;
-    app.add_option("--hive", hive, "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
+    app.add_option("--hive", hive,
+                   "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
 
     std::string name, newName;
     RecordOptions addOpts, editOpts;
@@ -293,24 +314,30 @@ int main(int argc, char** argv) {
     rename->add_option("NEW", newName, "New name")->required();
     auto* del = app.add_subcommand("delete", "Delete a view");
     del->add_option("NAME", name, "View name")->required();
-    auto* def = app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
+    auto* def =
+        app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
     auto* defName = def->add_option("NAME", name, "View to mark as the default");
     def->add_flag("--clear", clearDefault, "Remove the default mark");
     app.add_subcommand("names", "Print the names of the stored views, separated by ';'");
-    app.add_subcommand("selftest", "Run the self-tests of every class registered as a unit-test source");
+    app.add_subcommand("selftest",
+                       "Run the self-tests of every class registered as a unit-test source");
     std::string file, fileType;
-    auto* save = app.add_subcommand("save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
+    auto* save = app.add_subcommand(
+        "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
     save->add_option("FILE", file, "File to write")->required();
     save->add_option("--type", fileType, "qjv or reg (default: from the extension)");
-    auto* load = app.add_subcommand("load", "Load the views of FILE into the store (same names are replaced)");
+    auto* load = app.add_subcommand(
+        "load", "Load the views of FILE into the store (same names are replaced)");
     load->add_option("FILE", file, "File to read")->required();
     load->add_option("--type", fileType, "qjv or reg (default: from the extension)");
     std::string model, output, size = "640x480";
     std::vector<std::string> viewNames;
     bool sample = false;
-    auto* render = app.add_subcommand("render", "Render MODEL (or --sample) as stored views show it: one view, one "
-                                                "picture; several, a contact sheet with each name under its picture");
-    auto* sheet = app.add_subcommand("sheet", "Render a contact sheet of every stored view of MODEL (or --sample)");
+    auto* render = app.add_subcommand(
+        "render", "Render MODEL (or --sample) as stored views show it: one view, one "
+                  "picture; several, a contact sheet with each name under its picture");
+    auto* sheet = app.add_subcommand(
+        "sheet", "Render a contact sheet of every stored view of MODEL (or --sample)");
     for (CLI::App* r : {render, sheet}) {
         r->add_option("MODEL", model, "An STL, OBJ, PLY or VTP file");
         r->add_flag("--sample", sample, "The built-in sample assembly instead of a model file");
@@ -318,7 +345,8 @@ int main(int argc, char** argv) {
         r->add_option("--size", size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
     }
     render->add_option("--view", viewNames, "A stored view to show (repeatable)")->required();
-    for (CLI::App* sub : app.get_subcommands({})) sub->positionals_at_end(false);
+    for (CLI::App* sub : app.get_subcommands({}))
+        sub->positionals_at_end(false);
 
     try {
         app.parse(argc, argv);
@@ -332,8 +360,10 @@ int main(int argc, char** argv) {
     {
         HKEY probe = nullptr;
         const LSTATUS st = RegOpenKeyExA(HKEY_CURRENT_USER, "Software", 0, KEY_READ, &probe);
-        if (st == ERROR_SUCCESS) RegCloseKey(probe);
-        else if (st != ERROR_FILE_NOT_FOUND) return failure("cannot read the user registry", HRESULT_FROM_WIN32(st));
+        if (st == ERROR_SUCCESS)
+            RegCloseKey(probe);
+        else if (st != ERROR_FILE_NOT_FOUND)
+            return failure("cannot read the user registry", HRESULT_FROM_WIN32(st));
     }
 
     zul::runtime::Activator& activator = zul::runtime::Activator::instance();
@@ -346,7 +376,8 @@ int main(int argc, char** argv) {
     const std::string sub = app.get_subcommands().front()->get_name();
     if (sub == "selftest") {
         std::vector<CLSID> sources;
-        if (!zul::runtime::classesOf(activator, overridden, CATID_KRUnitTestSources, CLSID_AdvancedViewsTests, sources, why)) {
+        if (!zul::runtime::classesOf(activator, overridden, CATID_KRUnitTestSources,
+                                     CLSID_AdvancedViewsTests, sources, why)) {
             std::cerr << "krviews: " << why << "\n";
             return kFailure;
         }
@@ -356,13 +387,14 @@ int main(int argc, char** argv) {
     {
         // The host makes module objects through the activator, as it makes the module.
         auto create = [&activator](REFCLSID clsid, IUnknown** pp) -> HRESULT {
-            return activator.createInstance(clsid, nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
+            return activator.createInstance(clsid, nullptr, IID_IUnknown,
+                                            reinterpret_cast<void**>(pp));
         };
         zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
         {
             IHostModuleSite* site = nullptr;
-            zul::com::createInstance<zul::runtime::CHeadlessHost>(nullptr, zul::com::iidOf<IHostModuleSite>(),
-                                                                  reinterpret_cast<void**>(&site));
+            zul::com::createInstance<zul::runtime::CHeadlessHost>(
+                nullptr, zul::com::iidOf<IHostModuleSite>(), reinterpret_cast<void**>(&site));
             host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
         }
         if (!host) return failure("cannot make the host", E_OUTOFMEMORY);
@@ -379,7 +411,8 @@ int main(int argc, char** argv) {
         zul::com::ComPtr<IZulModule> zulModule;
         zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
         zul::com::ComPtr<IObjectWithSite> withSite;
-        if (FAILED(moduleObject.As(zulModule)) || FAILED(moduleObject.As(mgr)) || FAILED(moduleObject.As(withSite)))
+        if (FAILED(moduleObject.As(zulModule)) || FAILED(moduleObject.As(mgr)) ||
+            FAILED(moduleObject.As(withSite)))
             return failure("the module manager lacks an interface", E_NOINTERFACE);
         withSite->SetSite(static_cast<IHostModuleSite*>(host.Get()));
         struct Shutdown {
@@ -414,7 +447,8 @@ int main(int argc, char** argv) {
             std::printf("Type:%d\nNum:%d\n", static_cast<int>(info.cameraType), info.iViewIndex);
             printVector("From", info.pFromVector);
             printVector("At", info.pAtVector);
-            std::printf("Fov:%g\nHasAtAndFrom:%d\nChange:%d\n", info.viewAngle, info.bHasFromAndAt, info.iChangeBits);
+            std::printf("Fov:%g\nHasAtAndFrom:%d\nChange:%d\n", info.viewAngle, info.bHasFromAndAt,
+                        info.iChangeBits);
         } else if (sub == "add") {
             FullViewInfo info;
             info.bHasFromAndAt = addOpts.from || addOpts.at ? 1 : 0;
@@ -461,7 +495,8 @@ int main(int argc, char** argv) {
                 hr = mgr->LoadViews(path.data(), type);
                 if (FAILED(hr)) {
                     const bool foreign = type == RegistryFile && hr == E_FAIL;
-                    std::cerr << "krviews: " << moduleMessage(resource, foreign ? 104 : 109, file) << "\n";
+                    std::cerr << "krviews: " << moduleMessage(resource, foreign ? 104 : 109, file)
+                              << "\n";
                     return kFailure;
                 }
             }
@@ -479,7 +514,8 @@ int main(int argc, char** argv) {
                 if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
                 if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
                 hr = mgr->SetDefaultView(name.c_str());
-                if (hr != S_OK) return failure("cannot mark '" + name + "' as the default view", hr);
+                if (hr != S_OK)
+                    return failure("cannot mark '" + name + "' as the default view", hr);
             } else {
                 ULONG len = 0;
                 hr = mgr->GetDefaultView(&len, nullptr);
@@ -491,21 +527,26 @@ int main(int argc, char** argv) {
             }
         } else if (sub == "render" || sub == "sheet") {
             if (sample == !model.empty()) {
-                std::cerr << "krviews: " << sub << " takes a MODEL file or --sample (one of them)\n";
+                std::cerr << "krviews: " << sub
+                          << " takes a MODEL file or --sample (one of them)\n";
                 return kUsage;
             }
             int width = 0, height = 0;
             char x = 0;
-            if (std::sscanf(size.c_str(), "%d%c%d", &width, &x, &height) != 3 || (x != 'x' && x != 'X')) {
+            if (std::sscanf(size.c_str(), "%d%c%d", &width, &x, &height) != 3 ||
+                (x != 'x' && x != 'X')) {
                 std::cerr << "krviews: --size is WIDTHxHEIGHT, e.g. 640x480\n";
                 return kUsage;
             }
             if (sub == "sheet") {
                 std::vector<Listed> views;
-                if (FAILED(hr = listViews(store.Get(), views))) return failure("cannot list the views", hr);
+                if (FAILED(hr = listViews(store.Get(), views)))
+                    return failure("cannot list the views", hr);
                 viewNames.clear();
-                for (const Listed& v : views) viewNames.push_back(v.name);
-                if (viewNames.empty()) return nothing("the store holds no views; nothing was rendered");
+                for (const Listed& v : views)
+                    viewNames.push_back(v.name);
+                if (viewNames.empty())
+                    return nothing("the store holds no views; nothing was rendered");
             }
             return renderViews(host.Get(), store.Get(), model, viewNames, width, height, output);
         } else if (sub == "names") {

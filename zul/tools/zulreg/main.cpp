@@ -121,7 +121,8 @@ int cmdImport(const std::string& file) {
     if (parsed.skipped > 0) {
         std::cerr << "zulreg: warning: " << parsed.skipped
                   << " line(s) with a type the registry editor does not know were skipped (line";
-        for (const int l : parsed.skippedLines) std::cerr << " " << l;
+        for (const int l : parsed.skippedLines)
+            std::cerr << " " << l;
         std::cerr << ")\n";
     }
     return 0;
@@ -165,7 +166,8 @@ int cmdSet(const std::string& key, const std::string& name, const std::string& t
     } else if (type == "REG_DWORD") {
         uint32_t v = 0;
         if (!parseNumber(data, v)) {
-            std::cerr << "zulreg: REG_DWORD data '" << data << "' is not a 32-bit number (decimal or 0x hex)\n";
+            std::cerr << "zulreg: REG_DWORD data '" << data
+                      << "' is not a 32-bit number (decimal or 0x hex)\n";
             return kUsage;
         }
         regType = REG_DWORD;
@@ -173,7 +175,8 @@ int cmdSet(const std::string& key, const std::string& name, const std::string& t
     } else if (type == "REG_QWORD") {
         uint64_t v = 0;
         if (!parseNumber(data, v)) {
-            std::cerr << "zulreg: REG_QWORD data '" << data << "' is not a 64-bit number (decimal or 0x hex)\n";
+            std::cerr << "zulreg: REG_QWORD data '" << data
+                      << "' is not a 64-bit number (decimal or 0x hex)\n";
             return kUsage;
         }
         regType = REG_QWORD;
@@ -253,8 +256,9 @@ int cmdRegsvr(const std::string& module, bool unregister) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"zulreg: read and change the ZUL registry hives.\n"
-                 "Hives: $ZUL_USER_HIVE (HKEY_CURRENT_USER), $ZUL_MACHINE_HIVE (HKEY_LOCAL_MACHINE)."};
+    CLI::App app{
+        "zulreg: read and change the ZUL registry hives.\n"
+        "Hives: $ZUL_USER_HIVE (HKEY_CURRENT_USER), $ZUL_MACHINE_HIVE (HKEY_LOCAL_MACHINE)."};
     app.require_subcommand(1);
 
     std::string key, file, name, type, data;
@@ -266,23 +270,28 @@ int main(int argc, char** argv) {
     exp->add_option("KEY", key, "Key path")->required();
     exp->add_option("FILE", file, "Output file, or - for standard output (the default)");
 
-    auto* imp = app.add_subcommand("import", "Import a registry editor file: all of it, or nothing");
-    imp->add_option("FILE", file, "REGEDIT4 or version 5 file, or - for standard input")->required();
+    auto* imp =
+        app.add_subcommand("import", "Import a registry editor file: all of it, or nothing");
+    imp->add_option("FILE", file, "REGEDIT4 or version 5 file, or - for standard input")
+        ->required();
 
     auto* set = app.add_subcommand("set", "Set one value, creating the key if needed");
     set->add_option("KEY", key, "Key path")->required();
     set->add_option("NAME", name, "Value name; \"\" for the key's default value")->required();
-    set->add_option("TYPE", type, "REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_QWORD or REG_BINARY")->required();
+    set->add_option("TYPE", type, "REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_QWORD or REG_BINARY")
+        ->required();
     set->add_option("DATA", data,
-                    "Text; a number (decimal or 0x hex); or hex bytes such as 01,ff,20")->required();
+                    "Text; a number (decimal or 0x hex); or hex bytes such as 01,ff,20")
+        ->required();
 
     auto* del = app.add_subcommand("delete", "Delete a value, or a key with everything below it");
     del->add_option("KEY", key, "Key path")->required();
     auto* nameOpt = del->add_option("NAME", name, "Value to delete; without it the key is deleted");
 
     bool unregister = false;
-    auto* regsvr = app.add_subcommand("regsvr", "Register a component server's classes (per user with "
-                                                "CURRENT_USER_INSTALL set, else for the machine)");
+    auto* regsvr =
+        app.add_subcommand("regsvr", "Register a component server's classes (per user with "
+                                     "CURRENT_USER_INSTALL set, else for the machine)");
     regsvr->add_flag("-u,--unregister", unregister, "Unregister instead");
     regsvr->add_option("MODULE", file, "The server library")->required();
 

@@ -26,7 +26,8 @@ std::shared_ptr<spdlog::logger> g_logger;
 // Renders the nested diagnostic context as the pattern flag %N.
 class ContextFlag final : public spdlog::custom_flag_formatter {
 public:
-    void format(const spdlog::details::log_msg&, const std::tm&, spdlog::memory_buf_t& dest) override {
+    void format(const spdlog::details::log_msg&, const std::tm&,
+                spdlog::memory_buf_t& dest) override {
         bool first = true;
         for (const char* name : t_context) {
             if (!first) dest.append(std::string_view(" > "));
@@ -60,8 +61,10 @@ std::shared_ptr<spdlog::logger> makeConfiguredLogger() {
         std::ifstream in(configPath());
         std::string line;
         while (std::getline(in, line)) {
-            if (line.rfind("level=", 0) == 0) level = line.substr(6);
-            else if (line.rfind("file=", 0) == 0) file = line.substr(5);
+            if (line.rfind("level=", 0) == 0)
+                level = line.substr(6);
+            else if (line.rfind("file=", 0) == 0)
+                file = line.substr(5);
         }
     }
     if (const char* f = std::getenv("ZUL_TRACE_FILE"); f && *f) file = f;
@@ -81,7 +84,9 @@ std::shared_ptr<spdlog::logger> makeConfiguredLogger() {
     return l;
 }
 
-int stateOf(const spdlog::logger& l) { return l.should_log(spdlog::level::trace) ? 2 : 1; }
+int stateOf(const spdlog::logger& l) {
+    return l.should_log(spdlog::level::trace) ? 2 : 1;
+}
 
 } // namespace
 
@@ -140,7 +145,8 @@ std::string sourceTag(const char* file) {
     const size_t dot = path.rfind('.');
     const size_t last = path.rfind('/');
     if (dot != std::string::npos && (last == std::string::npos || dot > last)) path.resize(dot);
-    const size_t cut = last == std::string::npos || last == 0 ? std::string::npos : path.rfind('/', last - 1);
+    const size_t cut =
+        last == std::string::npos || last == 0 ? std::string::npos : path.rfind('/', last - 1);
     return cut == std::string::npos ? path : path.substr(cut + 1);
 }
 
@@ -150,13 +156,16 @@ void Scope::enter(const void* object, const char* qualifiedName, const char* sig
         t_context.push_back(qualifiedName ? qualifiedName : "?");
         pushed_ = true;
         std::shared_ptr<spdlog::logger> l = logger();
-        if (l) l->trace("{} {} | {} | {}:{}", object, qualifiedName ? qualifiedName : "?",
-                        signature ? signature : "?", sourceTag(file), line);
+        if (l)
+            l->trace("{} {} | {} | {}:{}", object, qualifiedName ? qualifiedName : "?",
+                     signature ? signature : "?", sourceTag(file), line);
     } catch (...) {
         // Tracing never changes what the traced operation does.
     }
 }
 
-void Scope::leave() noexcept { t_context.pop_back(); }
+void Scope::leave() noexcept {
+    t_context.pop_back();
+}
 
 } // namespace zul::trace

@@ -28,8 +28,10 @@ struct IHostModuleSite : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE DestroyModuleObject(DWORD cookie) = 0;
     // The module's user interface (its menu) registered with the host; the
     // two values are passed through unchanged.
-    virtual HRESULT STDMETHODCALLTYPE RegisterModuleUI(DWORD menuHandle, DWORD value1, DWORD value2) = 0;
-    virtual HRESULT STDMETHODCALLTYPE UnregisterModuleUI(DWORD menuHandle, DWORD value1, DWORD value2) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RegisterModuleUI(DWORD menuHandle, DWORD value1,
+                                                       DWORD value2) = 0;
+    virtual HRESULT STDMETHODCALLTYPE UnregisterModuleUI(DWORD menuHandle, DWORD value1,
+                                                         DWORD value2) = 0;
 };
 
 // The host's main window; its services (IHostMenuManager, IHostUIService,
@@ -46,18 +48,21 @@ struct IHostMenuManager : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD moduleId, UINT menuId,
                                                             IHostCommandHandler* handler) = 0;
     // Installs menu resource `menuId` without a handler; *pMenuHandle names it.
-    virtual HRESULT STDMETHODCALLTYPE InstallMenu(DWORD moduleId, DWORD* pMenuHandle, UINT menuId) = 0;
+    virtual HRESULT STDMETHODCALLTYPE InstallMenu(DWORD moduleId, DWORD* pMenuHandle,
+                                                  UINT menuId) = 0;
     virtual HRESULT STDMETHODCALLTYPE RemoveMenu(DWORD moduleId, DWORD menuHandle, UINT menuId) = 0;
     // The view items of an installed menu: removes the items with ids in
     // [firstId, lastId], adds one item (text, id, enabled) at the end of the
     // submenu that holds command `anchorId`.
-    virtual HRESULT STDMETHODCALLTYPE RemoveMenuItems(DWORD moduleId, UINT firstId, UINT lastId) = 0;
-    virtual HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD moduleId, UINT anchorId, UINT commandId, const char* text,
-                                                  BOOL enabled) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RemoveMenuItems(DWORD moduleId, UINT firstId,
+                                                      UINT lastId) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD moduleId, UINT anchorId, UINT commandId,
+                                                  const char* text, BOOL enabled) = 0;
     // Shows menu resource `menuId` as a pop-up at the cursor with the ids in
     // `disabled` greyed; *pChosen is the command chosen, 0 for none.
-    virtual HRESULT STDMETHODCALLTYPE TrackPopupMenu(DWORD moduleId, UINT menuId, const UINT* disabled,
-                                                     UINT disabledCount, UINT* pChosen) = 0;
+    virtual HRESULT STDMETHODCALLTYPE TrackPopupMenu(DWORD moduleId, UINT menuId,
+                                                     const UINT* disabled, UINT disabledCount,
+                                                     UINT* pChosen) = 0;
 };
 
 struct IHostWindowService : IUnknown {
@@ -76,7 +81,8 @@ struct IHostCommandHandler : IUnknown {
 
 struct IHostSceneGraph : IUnknown {
     // The axis-aligned box of part `partId`.
-    virtual HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD partId, float minimum[3], float maximum[3]) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD partId, float minimum[3],
+                                                         float maximum[3]) = 0;
 };
 
 struct IHostPickService : IUnknown {

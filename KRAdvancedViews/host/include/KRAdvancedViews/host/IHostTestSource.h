@@ -8,7 +8,8 @@
 struct IHostTestResults : IUnknown {
     // `check` names the check; `reason` says why it failed ("" when it passed).
     // A failing return asks the source to stop running further checks.
-    virtual HRESULT STDMETHODCALLTYPE Report(const char* check, BOOL passed, const char* reason) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Report(const char* check, BOOL passed,
+                                             const char* reason) = 0;
 };
 
 struct IHostTestSource : IUnknown {

@@ -25,5 +25,3 @@ struct IHostUIService : IUnknown {
 
 ZUL_DECLARE_IID(IHostUIService, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0301");
 inline constexpr IID IID_IHostUIService = zul::com::iidOf<IHostUIService>();
-
-

@@ -15,8 +15,10 @@
 #include "zul/com/com.h"
 
 // The projection classes of the host (IHostView3D::SetProjectionClass).
-inline constexpr CLSID CLSID_HostOrthographicProjection = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0401");
-inline constexpr CLSID CLSID_HostPerspectiveProjection = zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0402");
+inline constexpr CLSID CLSID_HostOrthographicProjection =
+    zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0401");
+inline constexpr CLSID CLSID_HostPerspectiveProjection =
+    zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0402");
 
 struct IHostCamera : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) = 0;
@@ -78,7 +80,8 @@ struct IHostApplication : IUnknown {
     // The current 3D view; E_FAIL when there is none.
     virtual HRESULT STDMETHODCALLTYPE GetActiveView3D(IHostView3D** ppView) = 0;
     // Connects `pEvents` to the view events; *pCookie names the connection.
-    virtual HRESULT STDMETHODCALLTYPE AdviseViewEvents(IHostViewEvents* pEvents, DWORD* pCookie) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AdviseViewEvents(IHostViewEvents* pEvents,
+                                                       DWORD* pCookie) = 0;
     virtual HRESULT STDMETHODCALLTYPE UnadviseViewEvents(DWORD cookie) = 0;
 };
 

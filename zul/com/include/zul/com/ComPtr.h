@@ -54,7 +54,8 @@ public:
     // QueryInterface into another smart pointer.
     template <class U> HRESULT As(ComPtr<U>& out) const noexcept {
         if (!p_) return E_POINTER;
-        return p_->QueryInterface(iidOf<U>(), reinterpret_cast<void**>(out.ReleaseAndGetAddressOf()));
+        return p_->QueryInterface(iidOf<U>(),
+                                  reinterpret_cast<void**>(out.ReleaseAndGetAddressOf()));
     }
     // Hands out a new reference.
     HRESULT CopyTo(T** out) const noexcept {

@@ -30,9 +30,15 @@ namespace zul::com {
 // into (hidden visibility makes it per library); DllCanUnloadNow answers from it.
 inline std::atomic<long> g_moduleLockCount{0};
 
-inline long moduleLockCount() { return g_moduleLockCount.load(std::memory_order_acquire); }
-inline void lockModule() { g_moduleLockCount.fetch_add(1, std::memory_order_acq_rel); }
-inline void unlockModule() { g_moduleLockCount.fetch_sub(1, std::memory_order_acq_rel); }
+inline long moduleLockCount() {
+    return g_moduleLockCount.load(std::memory_order_acquire);
+}
+inline void lockModule() {
+    g_moduleLockCount.fetch_add(1, std::memory_order_acq_rel);
+}
+inline void unlockModule() {
+    g_moduleLockCount.fetch_sub(1, std::memory_order_acq_rel);
+}
 
 // Runs `body` (returning HRESULT) so that no exception crosses an interface:
 // std::bad_alloc becomes E_OUTOFMEMORY, anything else E_FAIL.
@@ -170,23 +176,23 @@ public:
 
 protected:
     const InterfaceEntry* interfaceMap() const noexcept override {
-        static const InterfaceEntry map[] = {
-            {&IID_IClassFactory,
-             [](ObjectRoot* self) -> void* {
-                 return static_cast<IClassFactory*>(static_cast<ClassFactory*>(self));
-             }},
-            {nullptr, nullptr}};
+        static const InterfaceEntry map[] = {{&IID_IClassFactory,
+                                              [](ObjectRoot* self) -> void* {
+                                                  return static_cast<IClassFactory*>(
+                                                      static_cast<ClassFactory*>(self));
+                                              }},
+                                             {nullptr, nullptr}};
         return map;
     }
 };
 
 } // namespace zul::com
 
-#define ZUL_BEGIN_INTERFACE_MAP(Class)                                                            \
-    using ZulMapClass_ = Class;                                                                   \
-                                                                                                  \
-protected:                                                                                        \
-    const ::zul::com::InterfaceEntry* interfaceMap() const noexcept override {                  \
+#define ZUL_BEGIN_INTERFACE_MAP(Class)                                                             \
+    using ZulMapClass_ = Class;                                                                    \
+                                                                                                   \
+protected:                                                                                         \
+    const ::zul::com::InterfaceEntry* interfaceMap() const noexcept override {                     \
         static const ::zul::com::InterfaceEntry map[] = {
 
 // An interface answered by its own IID.
@@ -194,29 +200,33 @@ protected:                                                                      
 
 // `Interface`'s IID answered through the base path `Via` (for an interface that
 // several implemented interfaces derive from).
-#define ZUL_INTERFACE_ENTRY2(Interface, Via)                                                      \
-    {&::zul::com::iidOf<Interface>(), [](::zul::com::ObjectRoot* self) -> void* {                 \
-         return static_cast<Interface*>(static_cast<Via*>(static_cast<ZulMapClass_*>(self)));     \
+#define ZUL_INTERFACE_ENTRY2(Interface, Via)                                                       \
+    {&::zul::com::iidOf<Interface>(), [](::zul::com::ObjectRoot* self) -> void* {                  \
+         return static_cast<Interface*>(static_cast<Via*>(static_cast<ZulMapClass_*>(self)));      \
      }},
 
 // Every interface the base class `Base` (itself an ObjectRoot class with a map) answers.
-#define ZUL_INTERFACE_ENTRY_CHAIN(Base)                                                           \
-    {nullptr, nullptr, [](const ::zul::com::ObjectRoot* self) {                                   \
-         return static_cast<const ZulMapClass_*>(self)->Base::interfaceMap();                     \
+#define ZUL_INTERFACE_ENTRY_CHAIN(Base)                                                            \
+    {nullptr, nullptr, [](const ::zul::com::ObjectRoot* self) {                                    \
+         return static_cast<const ZulMapClass_*>(self)->Base::interfaceMap();                      \
      }},
 
-#define ZUL_END_INTERFACE_MAP()                                                                   \
-    { nullptr, nullptr }                                                                          \
-    }                                                                                             \
-    ;                                                                                             \
-    return map;                                                                                   \
-    }                                                                                             \
-                                                                                                  \
+#define ZUL_END_INTERFACE_MAP()                                                                    \
+    { nullptr, nullptr }                                                                           \
+    }                                                                                              \
+    ;                                                                                              \
+    return map;                                                                                    \
+    }                                                                                              \
+                                                                                                   \
 public:
 
-#define ZUL_DELEGATING_IUNKNOWN                                                                   \
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override {                   \
-        return delegatingQueryInterface(iid, ppv);                                                \
-    }                                                                                             \
-    ULONG STDMETHODCALLTYPE AddRef() override { return delegatingAddRef(); }                     \
-    ULONG STDMETHODCALLTYPE Release() override { return delegatingRelease(); }
+#define ZUL_DELEGATING_IUNKNOWN                                                                    \
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override {                    \
+        return delegatingQueryInterface(iid, ppv);                                                 \
+    }                                                                                              \
+    ULONG STDMETHODCALLTYPE AddRef() override {                                                    \
+        return delegatingAddRef();                                                                 \
+    }                                                                                              \
+    ULONG STDMETHODCALLTYPE Release() override {                                                   \
+        return delegatingRelease();                                                                \
+    }

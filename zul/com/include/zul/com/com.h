@@ -59,13 +59,18 @@ constexpr HRESULT CO_E_DLLNOTFOUND = static_cast<HRESULT>(0x800401F8u);
 constexpr HRESULT CO_E_ERRORINDLL = static_cast<HRESULT>(0x800401F9u);
 constexpr HRESULT SELFREG_E_CLASS = static_cast<HRESULT>(0x80040201u);
 
-constexpr bool SUCCEEDED(HRESULT hr) { return hr >= 0; }
-constexpr bool FAILED(HRESULT hr) { return hr < 0; }
+constexpr bool SUCCEEDED(HRESULT hr) {
+    return hr >= 0;
+}
+constexpr bool FAILED(HRESULT hr) {
+    return hr < 0;
+}
 
 // A Win32 error code as an HRESULT (FACILITY_WIN32).
 constexpr HRESULT HRESULT_FROM_WIN32(LONG err) {
-    return err <= 0 ? static_cast<HRESULT>(err)
-                    : static_cast<HRESULT>((static_cast<uint32_t>(err) & 0x0000FFFFu) | 0x80070000u);
+    return err <= 0
+               ? static_cast<HRESULT>(err)
+               : static_cast<HRESULT>((static_cast<uint32_t>(err) & 0x0000FFFFu) | 0x80070000u);
 }
 
 struct GUID {
@@ -82,7 +87,9 @@ constexpr bool operator==(const GUID& a, const GUID& b) {
         if (a.Data4[i] != b.Data4[i]) return false;
     return true;
 }
-constexpr bool IsEqualGUID(const GUID& a, const GUID& b) { return a == b; }
+constexpr bool IsEqualGUID(const GUID& a, const GUID& b) {
+    return a == b;
+}
 
 using IID = GUID;
 using CLSID = GUID;
@@ -126,7 +133,8 @@ constexpr uint32_t hexDigit(char c) {
 }
 constexpr uint32_t hexField(const char* s, int digits) {
     uint32_t v = 0;
-    for (int i = 0; i < digits; ++i) v = (v << 4) | hexDigit(s[i]);
+    for (int i = 0; i < digits; ++i)
+        v = (v << 4) | hexDigit(s[i]);
     return v;
 }
 } // namespace detail
@@ -148,14 +156,17 @@ consteval GUID makeGuid(const char (&s)[37]) {
 // ZUL_DECLARE_IID next to its definition.
 template <class T> struct InterfaceTraits;
 
-template <class T> constexpr const IID& iidOf() { return InterfaceTraits<T>::iid; }
+template <class T> constexpr const IID& iidOf() {
+    return InterfaceTraits<T>::iid;
+}
 
 // Formats a GUID as the registry writes it: "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
 inline void formatGuid(const GUID& g, char (&out)[39]) {
     static constexpr char hex[] = "0123456789ABCDEF";
     char* p = out;
     auto put = [&p](uint32_t v, int digits) {
-        for (int i = digits - 1; i >= 0; --i) *p++ = hex[(v >> (4 * i)) & 0xF];
+        for (int i = digits - 1; i >= 0; --i)
+            *p++ = hex[(v >> (4 * i)) & 0xF];
     };
     *p++ = '{';
     put(g.Data1, 8);
@@ -167,7 +178,8 @@ inline void formatGuid(const GUID& g, char (&out)[39]) {
     put(g.Data4[0], 2);
     put(g.Data4[1], 2);
     *p++ = '-';
-    for (int i = 2; i < 8; ++i) put(g.Data4[i], 2);
+    for (int i = 2; i < 8; ++i)
+        put(g.Data4[i], 2);
     *p++ = '}';
     *p = '\0';
 }
@@ -199,9 +211,9 @@ inline bool parseGuid(const char* text, GUID& out) {
 
 } // namespace zul::com
 
-#define ZUL_DECLARE_IID(Interface, text)                                                          \
-    template <> struct zul::com::InterfaceTraits<Interface> {                                     \
-        static constexpr IID iid = zul::com::makeGuid(text);                                      \
+#define ZUL_DECLARE_IID(Interface, text)                                                           \
+    template <> struct zul::com::InterfaceTraits<Interface> {                                      \
+        static constexpr IID iid = zul::com::makeGuid(text);                                       \
     }
 
 #ifndef _WIN32

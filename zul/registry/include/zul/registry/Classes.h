@@ -29,13 +29,13 @@ namespace zul::registry {
 // What one class registers.
 struct ClassRegistration {
     CLSID clsid{};
-    std::string progId;                  // "KRAdvancedViews.ViewManager.1"
+    std::string progId;                   // "KRAdvancedViews.ViewManager.1"
     std::string versionIndependentProgId; // "KRAdvancedViews.ViewManager"
-    std::string description;             // default value of the ProgID keys
-    std::string classText;               // default value of the class key
+    std::string description;              // default value of the ProgID keys
+    std::string classText;                // default value of the class key
     std::string threadingModel = "Apartment";
-    const GUID* typeLib = nullptr;       // written as the class's TypeLib when set
-    std::vector<GUID> categories;        // implemented categories
+    const GUID* typeLib = nullptr; // written as the class's TypeLib when set
+    std::vector<GUID> categories;  // implemented categories
 };
 
 // The product key name for a server or host whose files are in `folder`: the
@@ -52,10 +52,12 @@ ZUL_PLATFORM_API LSTATUS registerClass(HKEY classesRoot, const std::string& prod
 
 // Removes the class key of `clsid` under the product and the programmatic
 // identifiers that name it. ERROR_SUCCESS when nothing of it was registered.
-ZUL_PLATFORM_API LSTATUS unregisterClass(HKEY classesRoot, const std::string& product, REFCLSID clsid);
+ZUL_PLATFORM_API LSTATUS unregisterClass(HKEY classesRoot, const std::string& product,
+                                         REFCLSID clsid);
 
 // Names a component category (locale 409, English).
-ZUL_PLATFORM_API LSTATUS registerCategory(HKEY classesRoot, REFGUID catid, const std::string& englishName);
+ZUL_PLATFORM_API LSTATUS registerCategory(HKEY classesRoot, REFGUID catid,
+                                          const std::string& englishName);
 
 // Removes a category's name once no class key under any product (or under
 // "CLSID") implements it any more; other servers' classes keep it alive.
@@ -74,14 +76,16 @@ ZUL_PLATFORM_API LSTATUS classFromProgId(const std::string& progId, CLSID& clsid
 // Where a host finds a class: the class key under the product, the user's
 // registration first, then the machine's.
 struct ClassServer {
-    std::string modulePath;     // InprocServer32
+    std::string modulePath; // InprocServer32
     std::string threadingModel;
     bool perUser = false;
 };
-ZUL_PLATFORM_API LSTATUS findClassServer(const std::string& product, REFCLSID clsid, ClassServer& out);
+ZUL_PLATFORM_API LSTATUS findClassServer(const std::string& product, REFCLSID clsid,
+                                         ClassServer& out);
 
 // The classes under the product that implement `catid`, the user's first,
 // each once, in key order.
-ZUL_PLATFORM_API LSTATUS classesInCategory(const std::string& product, REFGUID catid, std::vector<CLSID>& out);
+ZUL_PLATFORM_API LSTATUS classesInCategory(const std::string& product, REFGUID catid,
+                                           std::vector<CLSID>& out);
 
 } // namespace zul::registry

@@ -22,8 +22,8 @@ ZUL_PLATFORM_API LSTATUS exportKey(const std::string& fullPath, std::string& out
 // One change an import makes, in file order.
 struct RegFileOp {
     enum Kind { CreateKey, DeleteKey, SetValue, DeleteValue } kind;
-    std::string key;   // full path with its root name
-    std::string name;  // value name ("" = default value)
+    std::string key;  // full path with its root name
+    std::string name; // value name ("" = default value)
     DWORD type = REG_NONE;
     std::string data;
     int line = 0;
@@ -32,9 +32,9 @@ struct RegFileOp {
 struct RegFileParse {
     bool ok = false;
     std::vector<RegFileOp> ops;
-    size_t skipped = 0;               // lines with a type word the editor does not know
+    size_t skipped = 0; // lines with a type word the editor does not know
     std::vector<int> skippedLines;
-    std::string error;                // "FILE:LINE: what" when !ok
+    std::string error; // "FILE:LINE: what" when !ok
 };
 
 // Parses a REGEDIT4 (8-bit) or "Windows Registry Editor Version 5.00"
@@ -43,6 +43,7 @@ ZUL_PLATFORM_API RegFileParse parseRegFile(const std::string& bytes, const std::
 
 // Applies parsed changes in one transaction: all of them, or none. On
 // failure `error` says which line could not be applied and why.
-ZUL_PLATFORM_API LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std::string& error);
+ZUL_PLATFORM_API LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source,
+                                      std::string& error);
 
 } // namespace zul::registry

@@ -17,12 +17,12 @@
 namespace zul::runtime {
 
 class CCameraModel : public zul::com::ObjectRoot,
-                      public IHostApplication,
-                      public IHostView3D,
-                      public IHostCamera,
-                      public IHostCameraProjection,
-                      public IHostViewControl,
-                      public IHostUIService {
+                     public IHostApplication,
+                     public IHostView3D,
+                     public IHostCamera,
+                     public IHostCameraProjection,
+                     public IHostViewControl,
+                     public IHostUIService {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CCameraModel)
     ZUL_INTERFACE_ENTRY(IHostApplication)
@@ -46,7 +46,7 @@ public:
     bool hasView = true;
 
     std::vector<std::string> messages;
-    bool printMessages = false; // also to standard error (a headless host)
+    bool printMessages = false;        // also to standard error (a headless host)
     IHostViewEvents* events = nullptr; // not owned: the navigator unadvises
     // Tells the listener the camera changed. A listener that redraws from
     // inside the event gets no second one (that would never end).
@@ -78,11 +78,16 @@ public:
     // IHostView3D
     HRESULT STDMETHODCALLTYPE GetViewControl(IHostViewControl** pp) override { return hand(pp); }
     HRESULT STDMETHODCALLTYPE GetCamera(IHostCamera** pp) override { return hand(pp); }
-    HRESULT STDMETHODCALLTYPE GetCameraProjection(IHostCameraProjection** pp) override { return hand(pp); }
+    HRESULT STDMETHODCALLTYPE GetCameraProjection(IHostCameraProjection** pp) override {
+        return hand(pp);
+    }
     HRESULT STDMETHODCALLTYPE SetProjectionClass(REFCLSID cls) override {
-        if (cls == CLSID_HostPerspectiveProjection) perspective = true;
-        else if (cls == CLSID_HostOrthographicProjection) perspective = false;
-        else return E_INVALIDARG;
+        if (cls == CLSID_HostPerspectiveProjection)
+            perspective = true;
+        else if (cls == CLSID_HostOrthographicProjection)
+            perspective = false;
+        else
+            return E_INVALIDARG;
         return S_OK;
     }
     // Nothing to paint; the camera-change event follows, as on every host.
@@ -91,12 +96,24 @@ public:
         return S_OK;
     }
     // IHostCamera
-    HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override { return set3(up, x, y, z); }
-    HRESULT STDMETHODCALLTYPE GetUpVector(float* x, float* y, float* z) override { return get3(up, x, y, z); }
-    HRESULT STDMETHODCALLTYPE SetPosition(float x, float y, float z) override { return set3(eye, x, y, z); }
-    HRESULT STDMETHODCALLTYPE GetPosition(float* x, float* y, float* z) override { return get3(eye, x, y, z); }
-    HRESULT STDMETHODCALLTYPE SetTarget(float x, float y, float z) override { return set3(target, x, y, z); }
-    HRESULT STDMETHODCALLTYPE GetTarget(float* x, float* y, float* z) override { return get3(target, x, y, z); }
+    HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override {
+        return set3(up, x, y, z);
+    }
+    HRESULT STDMETHODCALLTYPE GetUpVector(float* x, float* y, float* z) override {
+        return get3(up, x, y, z);
+    }
+    HRESULT STDMETHODCALLTYPE SetPosition(float x, float y, float z) override {
+        return set3(eye, x, y, z);
+    }
+    HRESULT STDMETHODCALLTYPE GetPosition(float* x, float* y, float* z) override {
+        return get3(eye, x, y, z);
+    }
+    HRESULT STDMETHODCALLTYPE SetTarget(float x, float y, float z) override {
+        return set3(target, x, y, z);
+    }
+    HRESULT STDMETHODCALLTYPE GetTarget(float* x, float* y, float* z) override {
+        return get3(target, x, y, z);
+    }
     // IHostCameraProjection
     HRESULT STDMETHODCALLTYPE GetClassId(CLSID* cls) override {
         *cls = perspective ? CLSID_HostPerspectiveProjection : CLSID_HostOrthographicProjection;
@@ -116,11 +133,13 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetClippingMatrix(float m[4]) override {
-        for (int i = 0; i < 4; ++i) m[i] = clipping[i];
+        for (int i = 0; i < 4; ++i)
+            m[i] = clipping[i];
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE SetClippingMatrix(const float m[4]) override {
-        for (int i = 0; i < 4; ++i) clipping[i] = m[i];
+        for (int i = 0; i < 4; ++i)
+            clipping[i] = m[i];
         return S_OK;
     }
     // IHostViewControl
@@ -141,15 +160,19 @@ public:
         const double r = degrees * 3.14159265358979323846 / 180.0, c = std::cos(r), s = std::sin(r);
         auto turn = [&](float v[3]) {
             const double d = ax * v[0] + ay * v[1] + az * v[2];
-            const double cx = ay * v[2] - az * v[1], cy = az * v[0] - ax * v[2], cz = ax * v[1] - ay * v[0];
-            const double n[3] = {v[0] * c + cx * s + ax * d * (1 - c), v[1] * c + cy * s + ay * d * (1 - c),
+            const double cx = ay * v[2] - az * v[1], cy = az * v[0] - ax * v[2],
+                         cz = ax * v[1] - ay * v[0];
+            const double n[3] = {v[0] * c + cx * s + ax * d * (1 - c),
+                                 v[1] * c + cy * s + ay * d * (1 - c),
                                  v[2] * c + cz * s + az * d * (1 - c)};
-            for (int i = 0; i < 3; ++i) v[i] = static_cast<float>(n[i]);
+            for (int i = 0; i < 3; ++i)
+                v[i] = static_cast<float>(n[i]);
         };
         float rel[3] = {eye[0] - target[0], eye[1] - target[1], eye[2] - target[2]};
         turn(rel);
         turn(up);
-        for (int i = 0; i < 3; ++i) eye[i] = target[i] + rel[i];
+        for (int i = 0; i < 3; ++i)
+            eye[i] = target[i] + rel[i];
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE TranslateCamera(float dx, float dy, float dz) override {
@@ -161,7 +184,8 @@ public:
         return S_OK;
     }
     // IHostUIService
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* result) override {
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT,
+                                          int* result) override {
         messages.emplace_back(text);
         if (printMessages) std::fprintf(stderr, "%s\n", text);
         if (result) *result = 1;

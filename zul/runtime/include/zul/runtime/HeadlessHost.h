@@ -39,7 +39,8 @@ public:
 
     CHeadlessHost() {
         IHostApplication* app = nullptr;
-        zul::com::createInstance<CCameraModel>(nullptr, zul::com::iidOf<IHostApplication>(), reinterpret_cast<void**>(&app));
+        zul::com::createInstance<CCameraModel>(nullptr, zul::com::iidOf<IHostApplication>(),
+                                               reinterpret_cast<void**>(&app));
         viewer.Attach(static_cast<CCameraModel*>(app));
         if (viewer) viewer->printMessages = true;
     }
@@ -48,7 +49,8 @@ public:
     template <class I> zul::com::ComPtr<I> object(DWORD cookie) const {
         zul::com::ComPtr<I> out;
         if (auto it = objects_.find(cookie); it != objects_.end())
-            it->second->QueryInterface(zul::com::iidOf<I>(), reinterpret_cast<void**>(out.GetAddressOf()));
+            it->second->QueryInterface(zul::com::iidOf<I>(),
+                                       reinterpret_cast<void**>(out.GetAddressOf()));
         return out;
     }
     // The first module object that answers I.
@@ -61,9 +63,12 @@ public:
     // IHostModuleSite
     HRESULT STDMETHODCALLTYPE GetModuleValue(REFGUID key, DWORD* v) override {
         if (!v) return E_POINTER;
-        if (key == KEY_HostModuleId) *v = kModuleId;
-        else if (key == KEY_HostFrameId) *v = kFrameId;
-        else return E_INVALIDARG;
+        if (key == KEY_HostModuleId)
+            *v = kModuleId;
+        else if (key == KEY_HostFrameId)
+            *v = kFrameId;
+        else
+            return E_INVALIDARG;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetObject(DWORD id, REFIID riid, void** ppv) override {
@@ -99,21 +104,29 @@ public:
         return S_OK;
     }
     // IHostMenuManager: there are no menus to show.
-    HRESULT STDMETHODCALLTYPE InstallMenuWithHandler(DWORD, UINT, IHostCommandHandler*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD, UINT, IHostCommandHandler*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE InstallMenuWithHandler(DWORD, UINT, IHostCommandHandler*) override {
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE RemoveMenuWithHandler(DWORD, UINT, IHostCommandHandler*) override {
+        return S_OK;
+    }
     HRESULT STDMETHODCALLTYPE InstallMenu(DWORD, DWORD* handle, UINT) override {
         if (handle) *handle = 1;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE RemoveMenu(DWORD, DWORD, UINT) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE RemoveMenuItems(DWORD, UINT, UINT) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD, UINT, UINT, const char*, BOOL) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE TrackPopupMenu(DWORD, UINT, const UINT*, UINT, UINT* chosen) override {
+    HRESULT STDMETHODCALLTYPE AddMenuItem(DWORD, UINT, UINT, const char*, BOOL) override {
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE TrackPopupMenu(DWORD, UINT, const UINT*, UINT,
+                                             UINT* chosen) override {
         if (chosen) *chosen = 0;
         return S_OK;
     }
     // IHostUIService: standard error.
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int* result) override {
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT,
+                                          int* result) override {
         std::fprintf(stderr, "%s\n", text ? text : "");
         if (result) *result = 1;
         return S_OK;

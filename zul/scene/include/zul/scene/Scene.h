@@ -93,7 +93,8 @@ ZUL_PLATFORM_API bool upParallelToView(const float up[3], const float view[3]);
 // camera's VTK eye stands behind the scene's bounds whatever the model's
 // eye distance, and a perspective camera's near plane lies before every
 // part in front of the eye.
-ZUL_PLATFORM_API void applyCamera(const Camera& camera, vtkRenderer* renderer, vtkRenderer* axes = nullptr);
+ZUL_PLATFORM_API void applyCamera(const Camera& camera, vtkRenderer* renderer,
+                                  vtkRenderer* axes = nullptr);
 // A VTK camera the user moved, back into the model (the focal distance is
 // the host's own and stays; a parallel camera's eye keeps its distance from
 // the target).
@@ -113,7 +114,8 @@ struct Shot {
     std::string name;
     Camera camera;
 };
-ZUL_PLATFORM_API bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int height, bool labels,
-                 const std::string& path, std::string& error);
+ZUL_PLATFORM_API bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width,
+                                  int height, bool labels, const std::string& path,
+                                  std::string& error);
 
 } // namespace zul::scene

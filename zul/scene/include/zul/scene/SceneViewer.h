@@ -13,7 +13,9 @@ class vtkRenderWindow;
 
 namespace zul::scene {
 
-class ZUL_PLATFORM_API CSceneViewer : public runtime::CCameraModel, public IHostSceneGraph, public IHostPickService {
+class ZUL_PLATFORM_API CSceneViewer : public runtime::CCameraModel,
+                                      public IHostSceneGraph,
+                                      public IHostPickService {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CSceneViewer)
     ZUL_INTERFACE_ENTRY(IHostSceneGraph)
@@ -30,7 +32,8 @@ public:
     // Null: they are kept in `messages` as the in-memory viewer keeps them.
     IHostUIService* messageService = nullptr;
 
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char* caption, UINT type, int* result) override;
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char* caption, UINT type,
+                                          int* result) override;
 
     // Draws the scene with the model's camera, then sends the camera-change
     // event (flags 0) to the view's listener.
@@ -59,7 +62,8 @@ public:
     bool Picking() const { return picking_; }
 
     // IHostSceneGraph: part ids are the scene's (1-based).
-    HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD partId, float minimum[3], float maximum[3]) override;
+    HRESULT STDMETHODCALLTYPE GetPartBoundingBox(DWORD partId, float minimum[3],
+                                                 float maximum[3]) override;
     // IHostPickService
     HRESULT STDMETHODCALLTYPE BeginPick() override;
     HRESULT STDMETHODCALLTYPE EndPick() override;

@@ -96,5 +96,5 @@ private:
 #endif
 
 // Opens the trace scope of an operation of `object` (null for a free function).
-#define ZUL_TRACE_SCOPE(object, qualifiedName)                                                    \
+#define ZUL_TRACE_SCOPE(object, qualifiedName)                                                     \
     ::zul::trace::Scope zulTraceScope_(object, qualifiedName, ZUL_FUNCSIG, __FILE__, __LINE__)
