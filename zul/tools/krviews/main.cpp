@@ -287,74 +287,296 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
     return kDone;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    CLI::App app{"krviews: the view store from the command line"};
-    app.require_subcommand(1);
-    std::string hive;
-    app.add_option("--hive", hive,
-                   "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
-
-    std::string name, newName;
+// Everything the command line said.
+struct Args {
+    std::string command;
+    std::string hive, name, newName;
     RecordOptions addOpts, editOpts;
-    bool clearDefault = false;
-
-    app.add_subcommand("list", "List the stored views: index, tab, name (tab default)");
-    auto* show = app.add_subcommand("show", "Print a view's record");
-    show->add_option("NAME", name, "View name")->required();
-    auto* add = app.add_subcommand("add", "Create a view (record defaults for what is not given)");
-    add->add_option("NAME", name, "View name")->required();
-    addOpts.attach(add);
-    auto* edit = app.add_subcommand("edit", "Change a stored view by the options given");
-    edit->add_option("NAME", name, "View name")->required();
-    editOpts.attach(edit);
-    auto* rename = app.add_subcommand("rename", "Rename a view");
-    rename->add_option("OLD", name, "Current name")->required();
-    rename->add_option("NEW", newName, "New name")->required();
-    auto* del = app.add_subcommand("delete", "Delete a view");
-    del->add_option("NAME", name, "View name")->required();
-    auto* def =
-        app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
-    auto* defName = def->add_option("NAME", name, "View to mark as the default");
-    def->add_flag("--clear", clearDefault, "Remove the default mark");
-    app.add_subcommand("names", "Print the names of the stored views, separated by ';'");
-    app.add_subcommand("selftest",
-                       "Run the self-tests of every class registered as a unit-test source");
+    bool clearDefault = false, defaultNamed = false;
     std::string file, fileType;
-    auto* save = app.add_subcommand(
-        "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
-    save->add_option("FILE", file, "File to write")->required();
-    save->add_option("--type", fileType, "qjv or reg (default: from the extension)");
-    auto* load = app.add_subcommand(
-        "load", "Load the views of FILE into the store (same names are replaced)");
-    load->add_option("FILE", file, "File to read")->required();
-    load->add_option("--type", fileType, "qjv or reg (default: from the extension)");
     std::string model, output, size = "640x480";
     std::vector<std::string> viewNames;
     bool sample = false;
+};
+
+// The module started on a headless host with its viewer attached, and what
+// the commands reach it through. Stopped when it goes.
+struct Session {
+    zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
+    zul::com::ComPtr<IZulModule> module;
+    zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
+    zul::com::ComPtr<IObjectWithSite> site;
+    zul::com::ComPtr<IViewManager2> store;
+    zul::runtime::ZulGetModuleResourceFn resource = nullptr;
+    bool started = false, attached = false;
+
+    ~Session() {
+        if (attached) module->DetachViewer(zul::runtime::CHeadlessHost::kViewerId);
+        if (started) module->Stop();
+        if (site) site->SetSite(nullptr);
+    }
+};
+
+// Finds the view module (registered, or $KRAV_MODULE), starts it on a
+// headless host and attaches the viewer; kDone, or the exit status after
+// saying why not.
+int startSession(zul::runtime::Activator& activator, bool overridden, Session& s) {
+    {
+        IHostModuleSite* site = nullptr;
+        zul::com::createInstance<zul::runtime::CHeadlessHost>(
+            nullptr, zul::com::iidOf<IHostModuleSite>(), reinterpret_cast<void**>(&site));
+        s.host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
+    }
+    if (!s.host) return failure("cannot make the host", E_OUTOFMEMORY);
+    // The host makes module objects through the activator, as it makes the module.
+    s.host->createObject = [&activator](REFCLSID clsid, IUnknown** pp) -> HRESULT {
+        return activator.createInstance(clsid, nullptr, IID_IUnknown, reinterpret_cast<void**>(pp));
+    };
+    // The late-loadable module that is the view module; others are not ours to start.
+    zul::runtime::ViewModule loaded;
+    std::string why;
+    if (FAILED(zul::runtime::createViewModule(activator, overridden, loaded, why))) {
+        std::cerr << "krviews: " << why << "\n";
+        return kFailure;
+    }
+    s.resource = loaded.resource;
+    zul::com::ComPtr<IObjectWithSite> site;
+    if (FAILED(loaded.object.As(s.module)) || FAILED(loaded.object.As(s.mgr)) ||
+        FAILED(loaded.object.As(site)))
+        return failure("the module manager lacks an interface", E_NOINTERFACE);
+    s.site = site;
+    s.site->SetSite(static_cast<IHostModuleSite*>(s.host.Get()));
+    // Once the site is set the module is stopped and detached on every way
+    // out, whatever failed (a failed start keeps what it got until Stop).
+    s.started = s.attached = true;
+    HRESULT hr = s.module->Start();
+    if (FAILED(hr)) return failure("cannot start the module", hr);
+    if (FAILED(hr = s.module->AttachViewer(zul::runtime::CHeadlessHost::kViewerId)))
+        return failure("cannot attach the viewer", hr);
+    s.store = s.host->firstObject<IViewManager2>();
+    if (!s.store) return failure("the module made no view store", E_FAIL);
+    return kDone;
+}
+
+int cmdList(Session& s, Args&) {
+    std::vector<Listed> views;
+    const HRESULT hr = listViews(s.store.Get(), views);
+    if (FAILED(hr)) return failure("cannot list the views", hr);
+    for (const Listed& v : views)
+        std::printf("%d\t%s%s\n", v.index, v.name.c_str(), v.isDefault ? "\tdefault" : "");
+    return kDone;
+}
+
+int cmdShow(Session& s, Args& a) {
+    FullViewInfo info;
+    const HRESULT hr = s.store->GetViewInfo(a.name.c_str(), &info);
+    if (hr == S_FALSE) return nothing("there is no view '" + a.name + "'");
+    if (hr != S_OK) return failure("cannot read '" + a.name + "'", hr);
+    std::printf("Name:%s\n", a.name.c_str());
+    printVector("Up", info.pUpVector);
+    printVector("View", info.pViewVector);
+    std::printf("Type:%d\nNum:%d\n", static_cast<int>(info.cameraType), info.iViewIndex);
+    printVector("From", info.pFromVector);
+    printVector("At", info.pAtVector);
+    std::printf("Fov:%g\nHasAtAndFrom:%d\nChange:%d\n", info.viewAngle, info.bHasFromAndAt,
+                info.iChangeBits);
+    return kDone;
+}
+
+int cmdAdd(Session& s, Args& a) {
+    FullViewInfo info;
+    info.bHasFromAndAt = a.addOpts.from || a.addOpts.at ? 1 : 0;
+    if (!a.addOpts.apply(info)) return kUsage;
+    const HRESULT hr = s.store->CreateViewInfo(a.name.c_str(), info);
+    if (hr == S_FALSE) return nothing("a view named '" + a.name + "' exists already");
+    if (hr != S_OK) return failure("cannot add '" + a.name + "'", hr);
+    warnIfUpAlongView(info);
+    return kDone;
+}
+
+int cmdEdit(Session& s, Args& a) {
+    FullViewInfo info;
+    HRESULT hr = s.store->GetViewInfo(a.name.c_str(), &info);
+    if (hr == S_FALSE) return nothing("there is no view '" + a.name + "'");
+    if (hr != S_OK) return failure("cannot read '" + a.name + "'", hr);
+    if (!a.editOpts.apply(info)) return kUsage;
+    if (a.editOpts.from || a.editOpts.at) info.bHasFromAndAt = 1;
+    hr = s.store->EditViewInfo(a.name.c_str(), info);
+    if (hr != S_OK) return failure("cannot edit '" + a.name + "'", hr);
+    warnIfUpAlongView(info);
+    return kDone;
+}
+
+int cmdRename(Session& s, Args& a) {
+    FullViewInfo info;
+    if (s.store->GetViewInfo(a.newName.c_str(), &info) == S_OK)
+        return nothing("a view named '" + a.newName + "' exists already");
+    const HRESULT hr = s.mgr->RenameView(a.name.c_str(), a.newName.c_str());
+    if (hr == S_FALSE) return nothing("there is no view '" + a.name + "'");
+    if (hr != S_OK) return failure("cannot rename '" + a.name + "'", hr);
+    return kDone;
+}
+
+int cmdDelete(Session& s, Args& a) {
+    const HRESULT hr = s.mgr->DeleteView(a.name.c_str());
+    // The module answers E_POINTER for a name its view menu lacks.
+    if (hr == S_FALSE || hr == E_POINTER) return nothing("there is no view '" + a.name + "'");
+    if (hr != S_OK) return failure("cannot delete '" + a.name + "'", hr);
+    return kDone;
+}
+
+// save and load.
+int cmdFile(Session& s, Args& a) {
+    FileTypeEnum type = TextFile;
+    if (!fileTypeOf(a.file, a.fileType, type)) {
+        std::cerr << "krviews: " << moduleMessage(s.resource, 109, a.file) << "\n";
+        return kUsage;
+    }
+    std::vector<char> path(a.file.begin(), a.file.end());
+    path.push_back('\0');
+    if (a.command == "save") {
+        const HRESULT hr = s.mgr->SaveViews(path.data(), type);
+        if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
+        if (hr != S_OK) return failure("cannot save to '" + a.file + "'", hr);
+        return kDone;
+    }
+    const HRESULT hr = s.mgr->LoadViews(path.data(), type);
+    if (FAILED(hr)) {
+        const bool foreign = type == RegistryFile && hr == E_FAIL;
+        std::cerr << "krviews: " << moduleMessage(s.resource, foreign ? 104 : 109, a.file) << "\n";
+        return kFailure;
+    }
+    return kDone;
+}
+
+int cmdDefault(Session& s, Args& a) {
+    if (a.clearDefault && a.defaultNamed) {
+        std::cerr << "krviews: default takes a NAME or --clear, not both\n";
+        return kUsage;
+    }
+    HRESULT hr = S_OK;
+    if (a.clearDefault) {
+        hr = s.mgr->SetDefaultView(nullptr);
+        if (hr != S_OK) return failure("cannot clear the default view", hr);
+    } else if (a.defaultNamed) {
+        FullViewInfo info;
+        hr = s.store->GetViewInfo(a.name.c_str(), &info);
+        if (hr == S_FALSE) return nothing("there is no view '" + a.name + "'");
+        if (hr != S_OK) return failure("cannot read '" + a.name + "'", hr);
+        hr = s.mgr->SetDefaultView(a.name.c_str());
+        if (hr != S_OK) return failure("cannot mark '" + a.name + "' as the default view", hr);
+    } else {
+        ULONG len = 0;
+        hr = s.mgr->GetDefaultView(&len, nullptr);
+        if (hr == E_FAIL) return kNothing; // no default view
+        std::vector<char> buf(len ? len : 1);
+        if (hr == E_OUTOFMEMORY) hr = s.mgr->GetDefaultView(&len, buf.data());
+        if (hr != S_OK) return failure("cannot read the default view", hr);
+        std::printf("%s\n", buf.data());
+    }
+    return kDone;
+}
+
+// render and sheet.
+int cmdRender(Session& s, Args& a) {
+    if (a.sample == !a.model.empty()) {
+        std::cerr << "krviews: " << a.command << " takes a MODEL file or --sample (one of them)\n";
+        return kUsage;
+    }
+    int width = 0, height = 0;
+    char x = 0;
+    if (std::sscanf(a.size.c_str(), "%d%c%d", &width, &x, &height) != 3 || (x != 'x' && x != 'X')) {
+        std::cerr << "krviews: --size is WIDTHxHEIGHT, e.g. 640x480\n";
+        return kUsage;
+    }
+    if (a.command == "sheet") {
+        std::vector<Listed> views;
+        if (const HRESULT hr = listViews(s.store.Get(), views); FAILED(hr))
+            return failure("cannot list the views", hr);
+        a.viewNames.clear();
+        for (const Listed& v : views)
+            a.viewNames.push_back(v.name);
+        if (a.viewNames.empty()) return nothing("the store holds no views; nothing was rendered");
+    }
+    return renderViews(s.host.Get(), s.store.Get(), a.model, a.viewNames, width, height, a.output);
+}
+
+int cmdNames(Session& s, Args&) {
+    ULONG len = 0;
+    HRESULT hr = s.mgr->GetViewNamesExt(&len, nullptr);
+    std::vector<char> buf(len ? len : 1);
+    if (hr == E_OUTOFMEMORY) hr = s.mgr->GetViewNamesExt(&len, buf.data());
+    if (hr != S_OK) return failure("cannot list the view names", hr);
+    std::printf("%s\n", buf.data());
+    return kDone;
+}
+
+// The command line: each command with its arguments, into `a`.
+void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
+    app.require_subcommand(1);
+    app.add_option("--hive", a.hive,
+                   "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
+    app.add_subcommand("list", "List the stored views: index, tab, name (tab default)");
+    auto* show = app.add_subcommand("show", "Print a view's record");
+    show->add_option("NAME", a.name, "View name")->required();
+    auto* add = app.add_subcommand("add", "Create a view (record defaults for what is not given)");
+    add->add_option("NAME", a.name, "View name")->required();
+    a.addOpts.attach(add);
+    auto* edit = app.add_subcommand("edit", "Change a stored view by the options given");
+    edit->add_option("NAME", a.name, "View name")->required();
+    a.editOpts.attach(edit);
+    auto* rename = app.add_subcommand("rename", "Rename a view");
+    rename->add_option("OLD", a.name, "Current name")->required();
+    rename->add_option("NEW", a.newName, "New name")->required();
+    auto* del = app.add_subcommand("delete", "Delete a view");
+    del->add_option("NAME", a.name, "View name")->required();
+    auto* def =
+        app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
+    defaultName = def->add_option("NAME", a.name, "View to mark as the default");
+    def->add_flag("--clear", a.clearDefault, "Remove the default mark");
+    app.add_subcommand("names", "Print the names of the stored views, separated by ';'");
+    app.add_subcommand("selftest",
+                       "Run the self-tests of every class registered as a unit-test source");
+    auto* save = app.add_subcommand(
+        "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
+    save->add_option("FILE", a.file, "File to write")->required();
+    save->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
+    auto* load = app.add_subcommand(
+        "load", "Load the views of FILE into the store (same names are replaced)");
+    load->add_option("FILE", a.file, "File to read")->required();
+    load->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
     auto* render = app.add_subcommand(
         "render", "Render MODEL (or --sample) as stored views show it: one view, one "
                   "picture; several, a contact sheet with each name under its picture");
     auto* sheet = app.add_subcommand(
         "sheet", "Render a contact sheet of every stored view of MODEL (or --sample)");
     for (CLI::App* r : {render, sheet}) {
-        r->add_option("MODEL", model, "An STL, OBJ, PLY or VTP file");
-        r->add_flag("--sample", sample, "The built-in sample assembly instead of a model file");
-        r->add_option("-o,--output", output, "PNG file to write")->required();
-        r->add_option("--size", size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
+        r->add_option("MODEL", a.model, "An STL, OBJ, PLY or VTP file");
+        r->add_flag("--sample", a.sample, "The built-in sample assembly instead of a model file");
+        r->add_option("-o,--output", a.output, "PNG file to write")->required();
+        r->add_option("--size", a.size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
     }
-    render->add_option("--view", viewNames, "A stored view to show (repeatable)")->required();
+    render->add_option("--view", a.viewNames, "A stored view to show (repeatable)")->required();
     for (CLI::App* sub : app.get_subcommands({}))
         sub->positionals_at_end(false);
+}
 
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"krviews: the view store from the command line"};
+    Args a;
+    CLI::Option* defaultName = nullptr;
+    describeCommands(app, a, defaultName);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         const int code = app.exit(e);
         return e.get_exit_code() == 0 ? code : kUsage;
     }
-    if (!hive.empty()) ::setenv("ZUL_USER_HIVE", hive.c_str(), 1);
+    a.command = app.get_subcommands().front()->get_name();
+    a.defaultNamed = defaultName->count() > 0;
+    if (!a.hive.empty()) ::setenv("ZUL_USER_HIVE", a.hive.c_str(), 1);
 
     // A hive that cannot be read is reported before anything is tried.
     {
@@ -373,8 +595,7 @@ int main(int argc, char** argv) {
         std::cerr << "krviews: " << why << "\n";
         return kFailure;
     }
-    const std::string sub = app.get_subcommands().front()->get_name();
-    if (sub == "selftest") {
+    if (a.command == "selftest") {
         std::vector<CLSID> sources;
         if (!zul::runtime::classesOf(activator, overridden, CATID_KRUnitTestSources,
                                      CLSID_AdvancedViewsTests, sources, why)) {
@@ -383,180 +604,13 @@ int main(int argc, char** argv) {
         }
         return runSelfTests(activator, sources);
     }
-    int result = kDone;
-    {
-        // The host makes module objects through the activator, as it makes the module.
-        auto create = [&activator](REFCLSID clsid, IUnknown** pp) -> HRESULT {
-            return activator.createInstance(clsid, nullptr, IID_IUnknown,
-                                            reinterpret_cast<void**>(pp));
-        };
-        zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
-        {
-            IHostModuleSite* site = nullptr;
-            zul::com::createInstance<zul::runtime::CHeadlessHost>(
-                nullptr, zul::com::iidOf<IHostModuleSite>(), reinterpret_cast<void**>(&site));
-            host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
-        }
-        if (!host) return failure("cannot make the host", E_OUTOFMEMORY);
-        host->createObject = create;
-        // The late-loadable module that is the view module; others are not ours to start.
-        zul::runtime::ViewModule loaded;
-        if (FAILED(zul::runtime::createViewModule(activator, overridden, loaded, why))) {
-            std::cerr << "krviews: " << why << "\n";
-            return kFailure;
-        }
-        const zul::com::ComPtr<IUnknown>& moduleObject = loaded.object;
-        const auto resource = loaded.resource;
-        HRESULT hr = S_OK;
-        zul::com::ComPtr<IZulModule> zulModule;
-        zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
-        zul::com::ComPtr<IObjectWithSite> withSite;
-        if (FAILED(moduleObject.As(zulModule)) || FAILED(moduleObject.As(mgr)) ||
-            FAILED(moduleObject.As(withSite)))
-            return failure("the module manager lacks an interface", E_NOINTERFACE);
-        withSite->SetSite(static_cast<IHostModuleSite*>(host.Get()));
-        struct Shutdown {
-            IZulModule* module;
-            IObjectWithSite* site;
-            ~Shutdown() {
-                module->DetachViewer(zul::runtime::CHeadlessHost::kViewerId);
-                module->Stop();
-                site->SetSite(nullptr);
-            }
-        } shutdown{zulModule.Get(), withSite.Get()};
-        if (FAILED(hr = zulModule->Start())) return failure("cannot start the module", hr);
-        if (FAILED(hr = zulModule->AttachViewer(zul::runtime::CHeadlessHost::kViewerId)))
-            return failure("cannot attach the viewer", hr);
-        auto store = host->firstObject<IViewManager2>();
-        if (!store) return failure("the module made no view store", E_FAIL);
-
-        if (sub == "list") {
-            std::vector<Listed> views;
-            hr = listViews(store.Get(), views);
-            if (FAILED(hr)) return failure("cannot list the views", hr);
-            for (const Listed& v : views)
-                std::printf("%d\t%s%s\n", v.index, v.name.c_str(), v.isDefault ? "\tdefault" : "");
-        } else if (sub == "show") {
-            FullViewInfo info;
-            hr = store->GetViewInfo(name.c_str(), &info);
-            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
-            if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
-            std::printf("Name:%s\n", name.c_str());
-            printVector("Up", info.pUpVector);
-            printVector("View", info.pViewVector);
-            std::printf("Type:%d\nNum:%d\n", static_cast<int>(info.cameraType), info.iViewIndex);
-            printVector("From", info.pFromVector);
-            printVector("At", info.pAtVector);
-            std::printf("Fov:%g\nHasAtAndFrom:%d\nChange:%d\n", info.viewAngle, info.bHasFromAndAt,
-                        info.iChangeBits);
-        } else if (sub == "add") {
-            FullViewInfo info;
-            info.bHasFromAndAt = addOpts.from || addOpts.at ? 1 : 0;
-            if (!addOpts.apply(info)) return kUsage;
-            hr = store->CreateViewInfo(name.c_str(), info);
-            if (hr == S_FALSE) return nothing("a view named '" + name + "' exists already");
-            if (hr != S_OK) return failure("cannot add '" + name + "'", hr);
-            warnIfUpAlongView(info);
-        } else if (sub == "edit") {
-            FullViewInfo info;
-            hr = store->GetViewInfo(name.c_str(), &info);
-            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
-            if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
-            if (!editOpts.apply(info)) return kUsage;
-            if (editOpts.from || editOpts.at) info.bHasFromAndAt = 1;
-            hr = store->EditViewInfo(name.c_str(), info);
-            if (hr != S_OK) return failure("cannot edit '" + name + "'", hr);
-            warnIfUpAlongView(info);
-        } else if (sub == "rename") {
-            FullViewInfo info;
-            if (store->GetViewInfo(newName.c_str(), &info) == S_OK)
-                return nothing("a view named '" + newName + "' exists already");
-            hr = mgr->RenameView(name.c_str(), newName.c_str());
-            if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
-            if (hr != S_OK) return failure("cannot rename '" + name + "'", hr);
-        } else if (sub == "delete") {
-            hr = mgr->DeleteView(name.c_str());
-            // The module answers E_POINTER for a name its view menu lacks.
-            if (hr == S_FALSE || hr == E_POINTER) return nothing("there is no view '" + name + "'");
-            if (hr != S_OK) return failure("cannot delete '" + name + "'", hr);
-        } else if (sub == "save" || sub == "load") {
-            FileTypeEnum type = TextFile;
-            if (!fileTypeOf(file, fileType, type)) {
-                std::cerr << "krviews: " << moduleMessage(resource, 109, file) << "\n";
-                return kUsage;
-            }
-            std::vector<char> path(file.begin(), file.end());
-            path.push_back('\0');
-            if (sub == "save") {
-                hr = mgr->SaveViews(path.data(), type);
-                if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
-                if (hr != S_OK) return failure("cannot save to '" + file + "'", hr);
-            } else {
-                hr = mgr->LoadViews(path.data(), type);
-                if (FAILED(hr)) {
-                    const bool foreign = type == RegistryFile && hr == E_FAIL;
-                    std::cerr << "krviews: " << moduleMessage(resource, foreign ? 104 : 109, file)
-                              << "\n";
-                    return kFailure;
-                }
-            }
-        } else if (sub == "default") {
-            if (clearDefault && defName->count()) {
-                std::cerr << "krviews: default takes a NAME or --clear, not both\n";
-                return kUsage;
-            }
-            if (clearDefault) {
-                hr = mgr->SetDefaultView(nullptr);
-                if (hr != S_OK) return failure("cannot clear the default view", hr);
-            } else if (defName->count()) {
-                FullViewInfo info;
-                hr = store->GetViewInfo(name.c_str(), &info);
-                if (hr == S_FALSE) return nothing("there is no view '" + name + "'");
-                if (hr != S_OK) return failure("cannot read '" + name + "'", hr);
-                hr = mgr->SetDefaultView(name.c_str());
-                if (hr != S_OK)
-                    return failure("cannot mark '" + name + "' as the default view", hr);
-            } else {
-                ULONG len = 0;
-                hr = mgr->GetDefaultView(&len, nullptr);
-                if (hr == E_FAIL) return kNothing; // no default view
-                std::vector<char> buf(len ? len : 1);
-                if (hr == E_OUTOFMEMORY) hr = mgr->GetDefaultView(&len, buf.data());
-                if (hr != S_OK) return failure("cannot read the default view", hr);
-                std::printf("%s\n", buf.data());
-            }
-        } else if (sub == "render" || sub == "sheet") {
-            if (sample == !model.empty()) {
-                std::cerr << "krviews: " << sub
-                          << " takes a MODEL file or --sample (one of them)\n";
-                return kUsage;
-            }
-            int width = 0, height = 0;
-            char x = 0;
-            if (std::sscanf(size.c_str(), "%d%c%d", &width, &x, &height) != 3 ||
-                (x != 'x' && x != 'X')) {
-                std::cerr << "krviews: --size is WIDTHxHEIGHT, e.g. 640x480\n";
-                return kUsage;
-            }
-            if (sub == "sheet") {
-                std::vector<Listed> views;
-                if (FAILED(hr = listViews(store.Get(), views)))
-                    return failure("cannot list the views", hr);
-                viewNames.clear();
-                for (const Listed& v : views)
-                    viewNames.push_back(v.name);
-                if (viewNames.empty())
-                    return nothing("the store holds no views; nothing was rendered");
-            }
-            return renderViews(host.Get(), store.Get(), model, viewNames, width, height, output);
-        } else if (sub == "names") {
-            ULONG len = 0;
-            hr = mgr->GetViewNamesExt(&len, nullptr);
-            std::vector<char> buf(len ? len : 1);
-            if (hr == E_OUTOFMEMORY) hr = mgr->GetViewNamesExt(&len, buf.data());
-            if (hr != S_OK) return failure("cannot list the view names", hr);
-            std::printf("%s\n", buf.data());
-        }
-    }
-    return result;
+    static const std::map<std::string, int (*)(Session&, Args&)> commands = {
+        {"list", cmdList},       {"show", cmdShow},     {"add", cmdAdd},      {"edit", cmdEdit},
+        {"rename", cmdRename},   {"delete", cmdDelete}, {"save", cmdFile},    {"load", cmdFile},
+        {"default", cmdDefault}, {"render", cmdRender}, {"sheet", cmdRender}, {"names", cmdNames},
+    };
+    Session session;
+    if (const int started = startSession(activator, overridden, session); started != kDone)
+        return started;
+    return commands.at(a.command)(session, a);
 }
