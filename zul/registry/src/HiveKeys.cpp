@@ -1,0 +1,204 @@
+// Keys and values. The caller holds the lock through run().
+#include "Hive.h"
+
+#include "HiveStatement.h"
+
+namespace zul::registry {
+
+LSTATUS Hive::keyExists(int64_t id) {
+    if (!db_) return id == kRootKeyId ? ERROR_SUCCESS : ERROR_KEY_DELETED;
+    Stmt q(*this, "SELECT 1 FROM keys WHERE id=?1");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, id).step();
+    if (rc == SQLITE_ROW) return ERROR_SUCCESS;
+    if (rc == SQLITE_DONE) {
+        setErrorDetail("the key was deleted while open");
+        return ERROR_KEY_DELETED;
+    }
+    return fail(rc, "reading a key");
+}
+
+LSTATUS Hive::findChild(int64_t parent, std::string_view fold, int64_t& id) {
+    if (!db_) return ERROR_FILE_NOT_FOUND;
+    Stmt q(*this, "SELECT id FROM keys WHERE parent=?1 AND fold=?2");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, parent).bind(2, fold).step();
+    if (rc == SQLITE_ROW) {
+        id = q.int64(0);
+        return ERROR_SUCCESS;
+    }
+    return rc == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : fail(rc, "finding a key");
+}
+
+LSTATUS Hive::resolve(int64_t from, const std::vector<std::string>& path, int64_t& id) {
+    int64_t cur = from;
+    for (const std::string& part : path) {
+        const LSTATUS st = findChild(cur, foldName(part), cur);
+        if (st != ERROR_SUCCESS) return st;
+    }
+    id = cur;
+    return ERROR_SUCCESS;
+}
+
+LSTATUS Hive::createPath(int64_t from, const std::vector<std::string>& path, int64_t& id,
+                         bool& created) {
+    created = false;
+    int64_t cur = from;
+    for (const std::string& part : path) {
+        const std::string fold = foldName(part);
+        LSTATUS st = findChild(cur, fold, cur);
+        if (st == ERROR_FILE_NOT_FOUND) {
+            Stmt ins(*this, "INSERT INTO keys(parent, name, fold) VALUES(?1, ?2, ?3)");
+            if (!ins) return ERROR_CANTWRITE;
+            const int rc = ins.bind(1, cur).bind(2, part).bind(3, fold).step();
+            if (rc != SQLITE_DONE) return fail(rc, "creating a key");
+            cur = sqlite3_last_insert_rowid(db_);
+            created = true;
+        } else if (st != ERROR_SUCCESS) {
+            return st;
+        }
+    }
+    id = cur;
+    return ERROR_SUCCESS;
+}
+
+LSTATUS Hive::childAt(int64_t parent, DWORD index, std::string& name) {
+    if (!db_) return ERROR_NO_MORE_ITEMS;
+    Stmt q(*this, "SELECT name FROM keys WHERE parent=?1 ORDER BY fold LIMIT 1 OFFSET ?2");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, parent).bind(2, static_cast<int64_t>(index)).step();
+    if (rc == SQLITE_ROW) {
+        name = q.text(0);
+        return ERROR_SUCCESS;
+    }
+    return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : fail(rc, "enumerating keys");
+}
+
+LSTATUS Hive::childNames(int64_t parent, std::vector<std::string>& names) {
+    names.clear();
+    if (!db_) return ERROR_SUCCESS;
+    Stmt q(*this, "SELECT name FROM keys WHERE parent=?1 ORDER BY fold");
+    if (!q) return ERROR_CANTREAD;
+    q.bind(1, parent);
+    int rc;
+    while ((rc = q.step()) == SQLITE_ROW)
+        names.push_back(q.text(0));
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "enumerating keys");
+}
+
+LSTATUS Hive::keyInfo(int64_t id, DWORD& subkeys, DWORD& maxSubkeyLen, DWORD& values,
+                      DWORD& maxValueNameLen, DWORD& maxValueLen) {
+    subkeys = maxSubkeyLen = values = maxValueNameLen = maxValueLen = 0;
+    if (!db_) return ERROR_SUCCESS;
+    Stmt k(*this, "SELECT count(*), coalesce(max(length(CAST(name AS BLOB))), 0)"
+                  " FROM keys WHERE parent=?1");
+    if (!k) return ERROR_CANTREAD;
+    int rc = k.bind(1, id).step();
+    if (rc != SQLITE_ROW) return fail(rc, "reading key information");
+    subkeys = static_cast<DWORD>(k.int64(0));
+    maxSubkeyLen = static_cast<DWORD>(k.int64(1));
+    Stmt v(*this, "SELECT count(*), coalesce(max(length(CAST(name AS BLOB))), 0),"
+                  " coalesce(max(length(data)), 0) FROM vals WHERE key=?1");
+    if (!v) return ERROR_CANTREAD;
+    rc = v.bind(1, id).step();
+    if (rc != SQLITE_ROW) return fail(rc, "reading key information");
+    values = static_cast<DWORD>(v.int64(0));
+    maxValueNameLen = static_cast<DWORD>(v.int64(1));
+    maxValueLen = static_cast<DWORD>(v.int64(2));
+    return ERROR_SUCCESS;
+}
+
+LSTATUS Hive::getValue(int64_t key, std::string_view fold, ValueRecord& out) {
+    if (!db_) return ERROR_FILE_NOT_FOUND;
+    Stmt q(*this, "SELECT name, type, data FROM vals WHERE key=?1 AND fold=?2");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, key).bind(2, fold).step();
+    if (rc == SQLITE_ROW) {
+        out.name = q.text(0);
+        out.type = static_cast<DWORD>(q.int64(1));
+        out.data = q.text(2);
+        return ERROR_SUCCESS;
+    }
+    return rc == SQLITE_DONE ? ERROR_FILE_NOT_FOUND : fail(rc, "reading a value");
+}
+
+LSTATUS Hive::valueAt(int64_t key, DWORD index, ValueRecord& out) {
+    if (!db_) return ERROR_NO_MORE_ITEMS;
+    // Values enumerate in the order they were first set, as on Windows.
+    Stmt q(*this,
+           "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY rowid LIMIT 1 OFFSET ?2");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, key).bind(2, static_cast<int64_t>(index)).step();
+    if (rc == SQLITE_ROW) {
+        out.name = q.text(0);
+        out.type = static_cast<DWORD>(q.int64(1));
+        out.data = q.text(2);
+        return ERROR_SUCCESS;
+    }
+    return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : fail(rc, "enumerating values");
+}
+
+LSTATUS Hive::setValue(int64_t key, std::string_view name, DWORD type, std::string_view data) {
+    const std::string fold = foldName(name);
+    // An existing value keeps its place in the enumeration order and the case
+    // of its name.
+    Stmt up(*this, "UPDATE vals SET type=?3, data=?4 WHERE key=?1 AND fold=?2");
+    if (!up) return ERROR_CANTWRITE;
+    int rc =
+        up.bind(1, key).bind(2, fold).bind(3, static_cast<int64_t>(type)).bindBlob(4, data).step();
+    if (rc != SQLITE_DONE) return fail(rc, "writing a value");
+    if (sqlite3_changes(db_) > 0) return ERROR_SUCCESS;
+    Stmt ins(*this, "INSERT INTO vals(key, name, fold, type, data) VALUES(?1, ?2, ?3, ?4, ?5)");
+    if (!ins) return ERROR_CANTWRITE;
+    rc = ins.bind(1, key)
+             .bind(2, name)
+             .bind(3, fold)
+             .bind(4, static_cast<int64_t>(type))
+             .bindBlob(5, data)
+             .step();
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "writing a value");
+}
+
+LSTATUS Hive::deleteValue(int64_t key, std::string_view fold) {
+    Stmt del(*this, "DELETE FROM vals WHERE key=?1 AND fold=?2");
+    if (!del) return ERROR_CANTWRITE;
+    const int rc = del.bind(1, key).bind(2, fold).step();
+    if (rc != SQLITE_DONE) return fail(rc, "deleting a value");
+    return sqlite3_changes(db_) > 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+}
+
+LSTATUS Hive::deleteKey(int64_t id) {
+    if (id == kRootKeyId) return ERROR_ACCESS_DENIED;
+    {
+        Stmt q(*this, "SELECT 1 FROM keys WHERE parent=?1 LIMIT 1");
+        if (!q) return ERROR_CANTREAD;
+        const int rc = q.bind(1, id).step();
+        if (rc == SQLITE_ROW) {
+            setErrorDetail("the key has subkeys; delete them first or delete the tree");
+            return ERROR_ACCESS_DENIED;
+        }
+        if (rc != SQLITE_DONE) return fail(rc, "deleting a key");
+    }
+    Stmt dv(*this, "DELETE FROM vals WHERE key=?1");
+    Stmt dk(*this, "DELETE FROM keys WHERE id=?1");
+    if (!dv || !dk) return ERROR_CANTWRITE;
+    int rc = dv.bind(1, id).step();
+    if (rc == SQLITE_DONE) rc = dk.bind(1, id).step();
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "deleting a key");
+}
+
+LSTATUS Hive::deleteTree(int64_t id, bool includeSelf) {
+    Stmt dv(*this, "WITH RECURSIVE sub(id) AS (SELECT ?1 UNION ALL"
+                   " SELECT k.id FROM keys k JOIN sub ON k.parent = sub.id)"
+                   " DELETE FROM vals WHERE key IN (SELECT id FROM sub)");
+    Stmt dk(*this, "WITH RECURSIVE sub(id) AS (SELECT ?1 UNION ALL"
+                   " SELECT k.id FROM keys k JOIN sub ON k.parent = sub.id)"
+                   " DELETE FROM keys WHERE id IN (SELECT id FROM sub) AND (?2 OR id <> ?1)");
+    if (!dv || !dk) return ERROR_CANTWRITE;
+    int rc = dv.bind(1, id).step();
+    if (rc == SQLITE_DONE)
+        rc = dk.bind(1, id).bind(2, static_cast<int64_t>(includeSelf && id != kRootKeyId)).step();
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "deleting a key tree");
+}
+
+} // namespace zul::registry
