@@ -12,6 +12,7 @@
 #include "dialogs/DialogSupport.h"
 #include "dialogs/NameDialog.h"
 #include "dialogs/ViewAngles.h"
+#include "dialogs/ViewEdits.h"
 #include "resources/StringTable.h"
 #include "ui_ViewEditDlg.h"
 
@@ -26,16 +27,6 @@ constexpr int kFieldIds[] = {264, 265, 266, 268, 269, 270, 271, 272, 273, 277, 2
 constexpr int kVectorIds[3][3] = {{268, 269, 270}, {271, 272, 273}, {277, 278, 279}};
 constexpr int kAngleIds[3] = {264, 265, 266};
 constexpr int kCommandShowDialog = krav::ids::kEditDialog;
-
-double s_length(const double v[3]) {
-    return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-}
-
-bool s_parallel(const double a[3], const double b[3]) {
-    const double c[3] = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2],
-                         a[0] * b[1] - a[1] * b[0]};
-    return s_length(c) <= 1e-6 * s_length(a) * s_length(b);
-}
 
 } // namespace
 
@@ -282,12 +273,7 @@ void CViewEditDlg::_replace() {
         !_readFields(record, false))
         return;
     record.iViewIndex = row + 1;
-    // The record from the camera never carries the mark; replacing the
-    // default view must not take it away.
-    if (name == defaultName_)
-        record.iChangeBits |= ViewChangeDefaultView;
-    else
-        record.iChangeBits &= ~ViewChangeDefaultView;
+    KeepDefaultMark(record, name == defaultName_);
     if (FAILED(store_->EditViewInfo(name.c_str(), record))) return;
     _loadFields(record);
     for (int r = 0; r < list->count(); ++r)
@@ -317,18 +303,7 @@ void CViewEditDlg::_delete() {
     std::vector<std::string> names;
     for (int r : rows)
         names.push_back(list->item(r)->text().toStdString());
-    store_->BeginBatchViewEdit();
-    for (const std::string& name : names)
-        store_->DestroyView(name.c_str());
-    // Close the gaps: every remaining view takes the position it has in the list.
-    int position = 0;
-    for (StoredView& view : ListStoredViews(store_.Get())) {
-        ++position;
-        if (view.info.iViewIndex == position) continue;
-        view.info.iViewIndex = position;
-        store_->EditViewInfo(view.name.c_str(), view.info);
-    }
-    store_->EndBatchViewEdit();
+    DeleteClosingGaps(store_.Get(), names);
     if (list->count()) {
         const int row = std::min(rows.front(), list->count() - 1);
         list->scrollToItem(list->item(row));
@@ -339,21 +314,8 @@ void CViewEditDlg::_delete() {
 bool CViewEditDlg::_swap(int row, int direction) {
     QListWidget* list = ui_->viewList;
     const int other = direction == 1 ? row + 1 : row - 1;
-    const std::string a = list->item(row)->text().toStdString(),
-                      b = list->item(other)->text().toStdString();
-    FullViewInfo recordA, recordB;
-    if (store_->GetViewInfo(a.c_str(), &recordA) != S_OK ||
-        store_->GetViewInfo(b.c_str(), &recordB) != S_OK)
-        return false;
-    std::swap(recordA.iViewIndex, recordB.iViewIndex);
-    // The names change places by renames (the positions stay), then each name
-    // gets its own record back at its new position.
-    const bool ok = SUCCEEDED(store_->RenameView(a.c_str(), kPlaceholderViewName)) &&
-                    SUCCEEDED(store_->RenameView(b.c_str(), a.c_str())) &&
-                    SUCCEEDED(store_->RenameView(kPlaceholderViewName, b.c_str())) &&
-                    SUCCEEDED(store_->EditViewInfo(a.c_str(), recordA)) &&
-                    SUCCEEDED(store_->EditViewInfo(b.c_str(), recordB));
-    return ok;
+    return SwapViews(store_.Get(), list->item(row)->text().toStdString(),
+                     list->item(other)->text().toStdString());
 }
 
 void CViewEditDlg::_move(int direction) {
@@ -541,23 +503,19 @@ bool CViewEditDlg::_readFields(FullViewInfo& record, bool pose) {
             if (!read(kVectorIds[v][i], out[i])) return false;
         return true;
     };
-    const bool angles = ui_->anglesRadio->isChecked(), from = ui_->lookFromRadio->isChecked();
-    const bool perspective = ui_->perspectiveRadio->isChecked();
-    const bool fov = perspective && ui_->fieldOfViewCheck->isChecked();
-    double a[3], at[3], up[3], eye[3], view[3], angle = record.viewAngle;
+    RecordChoices choices;
+    choices.angles = ui_->anglesRadio->isChecked();
+    choices.lookFrom = ui_->lookFromRadio->isChecked();
+    choices.perspective = ui_->perspectiveRadio->isChecked();
+    choices.fieldOfView = choices.perspective && ui_->fieldOfViewCheck->isChecked();
+    choices.angle = record.viewAngle;
+    double a[3], at[3], up[3], eye[3];
     if (!pose) {
-        if (fov && !read(280, angle)) return false;
-        int bits = record.iChangeBits &
-                   ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried |
-                     ViewChangeFromPoint | ViewChangeViewAngle | ViewChangeDefaultView);
-        record.iChangeBits =
-            bits | ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
-            (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
-        if (fov) record.viewAngle = float(angle);
-        record.cameraType = perspective ? Perspective : Orthographic;
+        if (choices.fieldOfView && !read(280, choices.angle)) return false;
+        ApplyChoices(record, choices);
         return true;
     }
-    if (angles) {
+    if (choices.angles) {
         for (int i = 0; i < 3; ++i) {
             if (!read(kAngleIds[i], a[i])) return false;
             if (a[i] > 360.0 || a[i] < -360.0) {
@@ -568,46 +526,12 @@ bool CViewEditDlg::_readFields(FullViewInfo& record, bool pose) {
     } else if (!readVector(AtVector, at) || !readVector(UpVector, up)) {
         return false;
     }
-    if (from && !readVector(FromVector, eye)) return false;
-    if (fov && !read(280, angle)) return false;
-
-    if (angles) {
-        AnglesToVectors(a, view, up);
-    } else {
-        if (s_length(up) == 0.0) {
-            _message(IDS_ZERO_VECTOR, MB_ICONEXCLAMATION | MB_OK);
-            return false;
-        }
-        for (int i = 0; i < 3; ++i)
-            view[i] = from ? at[i] - eye[i] : fields_.pViewVector[i];
-        if (from && s_length(view) == 0.0) {
-            _message(IDS_IDENTICAL_POINTS, MB_ICONEXCLAMATION | MB_OK);
-            return false;
-        }
-        if (s_length(view) == 0.0) {
-            _message(IDS_ZERO_VECTOR, MB_ICONEXCLAMATION | MB_OK);
-            return false;
-        }
-        if (s_parallel(view, up)) {
-            _message(IDS_PARALLEL_VECTORS, MB_ICONEXCLAMATION | MB_OK);
-            return false;
-        }
+    if (choices.lookFrom && !readVector(FromVector, eye)) return false;
+    if (choices.fieldOfView && !read(280, choices.angle)) return false;
+    if (const unsigned wrong = AssemblePose(record, choices, a, at, up, eye, fields_.pViewVector)) {
+        _message(wrong, MB_ICONEXCLAMATION | MB_OK);
+        return false;
     }
-    int bits =
-        record.iChangeBits & ~(ViewChangeViewVector | ViewChangeAtPoint | ViewChangeCarried |
-                               ViewChangeFromPoint | ViewChangeViewAngle | ViewChangeDefaultView);
-    bits |= ViewChangeCameraType | (angles ? ViewChangeViewVector : ViewChangeAtPoint) |
-            (from ? ViewChangeFromPoint : ViewChangeCarried) | (fov ? ViewChangeViewAngle : 0);
-    for (int i = 0; i < 3; ++i) {
-        record.pViewVector[i] = float(view[i]);
-        record.pUpVector[i] = float(up[i]);
-        if (!angles) record.pAtVector[i] = float(at[i]);
-        if (from) record.pFromVector[i] = float(eye[i]);
-    }
-    if (!angles || from) record.bHasFromAndAt = 1;
-    if (fov) record.viewAngle = float(angle);
-    record.cameraType = perspective ? Perspective : Orthographic;
-    record.iChangeBits = bits;
     return true;
 }
 

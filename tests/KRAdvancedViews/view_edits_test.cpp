@@ -1,0 +1,101 @@
+// What the Standard Views dialog does to records and the store, without a
+// QApplication: the record its choices give, the pose checks, the multiple
+// delete and the move by swap.
+#include <cstring>
+
+#include "ComTest.h"
+#include "RecordingSink.h"
+#include "TempHive.h"
+#include "ViewList.h"
+#include "ViewManager.h"
+#include "dialogs/ViewEdits.h"
+#include "resources/StringTable.h"
+
+using krav::dialogs::AssemblePose;
+using krav::dialogs::RecordChoices;
+using zul::com::ComPtr;
+using zul::test::make;
+
+TEST(ViewEdits, ChoicesDecideBitsTypeAndAngleAndDropTheMark) {
+    FullViewInfo r;
+    r.iChangeBits = ViewChangeDefaultView | ViewChangeFromPoint | 0x40000; // an unknown bit stays
+    r.viewAngle = 28;
+    RecordChoices c;
+    c.angles = true, c.perspective = true, c.fieldOfView = true, c.angle = 40;
+    krav::dialogs::ApplyChoices(r, c);
+    EXPECT_EQ(r.iChangeBits, 0x40000 | ViewChangeCameraType | ViewChangeViewVector |
+                                 ViewChangeCarried | ViewChangeViewAngle);
+    EXPECT_EQ(r.cameraType, Perspective);
+    EXPECT_EQ(r.viewAngle, 40.0f);
+    c = RecordChoices{};
+    c.lookFrom = true, c.angle = 70; // orthographic: the angle is not taken
+    krav::dialogs::ApplyChoices(r, c);
+    EXPECT_EQ(r.iChangeBits,
+              0x40000 | ViewChangeCameraType | ViewChangeAtPoint | ViewChangeFromPoint);
+    EXPECT_EQ(r.cameraType, Orthographic);
+    EXPECT_EQ(r.viewAngle, 40.0f);
+    krav::dialogs::KeepDefaultMark(r, true);
+    EXPECT_TRUE(r.iChangeBits & ViewChangeDefaultView);
+    krav::dialogs::KeepDefaultMark(r, false);
+    EXPECT_FALSE(r.iChangeBits & ViewChangeDefaultView);
+}
+
+TEST(ViewEdits, APoseIsCheckedBeforeItIsTaken) {
+    RecordChoices lookAt, lookFrom;
+    lookFrom.lookFrom = true;
+    const double none[3] = {0, 0, 0}, at[3] = {1, 2, 3}, up[3] = {0, 0, 1}, zero[3] = {0, 0, 0};
+    const double eye[3] = {1, 12, 3}, same[3] = {1, 2, 3}, above[3] = {1, 2, 8};
+    const float current[3] = {0, 1, 0}, alongUp[3] = {0, 0, -4}, noView[3] = {0, 0, 0};
+    FullViewInfo r, before;
+    EXPECT_EQ(AssemblePose(r, lookAt, none, at, zero, eye, current),
+              unsigned(krav::IDS_ZERO_VECTOR));
+    EXPECT_EQ(AssemblePose(r, lookFrom, none, at, up, same, current),
+              unsigned(krav::IDS_IDENTICAL_POINTS));
+    EXPECT_EQ(AssemblePose(r, lookAt, none, at, up, eye, noView), unsigned(krav::IDS_ZERO_VECTOR));
+    EXPECT_EQ(AssemblePose(r, lookAt, none, at, up, eye, alongUp),
+              unsigned(krav::IDS_PARALLEL_VECTORS));
+    EXPECT_EQ(AssemblePose(r, lookFrom, none, at, up, above, current),
+              unsigned(krav::IDS_PARALLEL_VECTORS));
+    EXPECT_EQ(std::memcmp(&r, &before, sizeof r), 0) << "a refused pose leaves the record";
+
+    ASSERT_EQ(AssemblePose(r, lookFrom, none, at, up, eye, current), 0u);
+    EXPECT_EQ(r.pViewVector[1], -10.0f) << "from the eye to the look-at point";
+    EXPECT_EQ(r.pFromVector[1], 12.0f);
+    EXPECT_EQ(r.pAtVector[1], 2.0f);
+    EXPECT_EQ(r.bHasFromAndAt, 1);
+    EXPECT_EQ(r.iChangeBits & (ViewChangeAtPoint | ViewChangeFromPoint),
+              ViewChangeAtPoint | ViewChangeFromPoint);
+}
+
+class ViewEditsOnAStore : public zul::test::TempHiveTest {};
+
+TEST_F(ViewEditsOnAStore, ADeleteClosesTheGapsAndAMoveKeepsRecordsAndMark) {
+    auto store = make<CViewManager, IViewManager2>();
+    auto sink = make<krav::test::CRecordingSink, IViewManagerSink>();
+    ASSERT_EQ(store->RegisterInterest(sink.Get()), S_OK);
+    krav::dialogs::DeleteClosingGaps(store.Get(), {"+X", "+Z", "-Y"});
+    const auto left = krav::ListStoredViews(store.Get());
+    ASSERT_EQ(left.size(), 5u);
+    for (size_t i = 0; i < left.size(); ++i)
+        EXPECT_EQ(left[i].info.iViewIndex, int(i + 1)) << left[i].name;
+    EXPECT_EQ(left[0].name, "+Y");
+    EXPECT_EQ(sink->events.front(), "BatchBegin()");
+    EXPECT_EQ(sink->events.back(), "BatchEnd()") << "one batch";
+
+    ASSERT_EQ(store->SetDefaultView("+Y"), S_OK);
+    FullViewInfo y, x;
+    ASSERT_EQ(store->GetViewInfo("+Y", &y), S_OK);
+    ASSERT_EQ(store->GetViewInfo("-X", &x), S_OK);
+    ASSERT_TRUE(krav::dialogs::SwapViews(store.Get(), "+Y", "-X"));
+    FullViewInfo y2, x2;
+    ASSERT_EQ(store->GetViewInfo("+Y", &y2), S_OK);
+    ASSERT_EQ(store->GetViewInfo("-X", &x2), S_OK);
+    EXPECT_EQ(y2.iViewIndex, x.iViewIndex);
+    EXPECT_EQ(x2.iViewIndex, y.iViewIndex);
+    EXPECT_EQ(y2.pViewVector[1], y.pViewVector[1]) << "each name keeps its own record";
+    EXPECT_EQ(x2.pViewVector[0], x.pViewVector[0]);
+    EXPECT_TRUE(y2.iChangeBits & ViewChangeDefaultView) << "and its mark";
+    EXPECT_FALSE(x2.iChangeBits & ViewChangeDefaultView);
+    EXPECT_FALSE(krav::dialogs::SwapViews(store.Get(), "+Y", "Absent"));
+    store->UnregisterInterest(sink.Get());
+}
