@@ -12,6 +12,7 @@
 
 #include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/StoreLayout.h"
+#include "formats/QjvUnicode.h"
 #include "KRAdvancedViews/host/IHostUIService.h"
 #include "Site.h"
 #include "zul/com/ComPtr.h"
@@ -173,8 +174,8 @@ private:
     HRESULT _parseTextFileVer1(std::istream* stream);
     HRESULT _parseTextFileVer2(std::istream* stream);
     HRESULT _loadFromUnicodeFile(std::istream* stream, bool swapBytes, bool* allLoaded);
-    HRESULT _parseUnicodeFileVer1(std::istream* stream, bool swapBytes);
-    HRESULT _parseUnicodeFileVer2(std::istream* stream, bool swapBytes);
+    HRESULT _parseUnicodeFileVer1(krav::format::QjvUnicodeReader& reader);
+    HRESULT _parseUnicodeFileVer2(krav::format::QjvUnicodeReader& reader);
     HRESULT _parseVersion1(const LineReader& readLine);
     HRESULT _parseVersion2(const LineReader& readLine, int cap, bool* leftOut);
     HRESULT _loadFromRegFile(std::istream* stream);

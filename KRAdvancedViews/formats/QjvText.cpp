@@ -1,0 +1,217 @@
+#include "formats/QjvText.h"
+
+#include <cctype>
+#include <charconv>
+#include <cstring>
+
+namespace krav::format {
+
+namespace {
+
+bool s_iequals(const std::string& a, const char* b) {
+    if (a.size() != std::strlen(b)) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) !=
+            std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+std::string s_vec(const float v[3]) {
+    return FormatNumber(v[0]) + " " + FormatNumber(v[1]) + " " + FormatNumber(v[2]);
+}
+
+} // namespace
+
+bool ReadTextLine(std::istream& in, std::string& line, size_t limit) {
+    line.clear();
+    if (!in.good()) return false;
+    std::getline(in, line);
+    if (in.bad() || (in.fail() && line.empty())) {
+        line.clear();
+        return false;
+    }
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.size() > limit - 1) {
+        in.setstate(std::ios::failbit);
+        line.clear();
+        return false;
+    }
+    return true;
+}
+
+std::string Trim(const std::string& s) {
+    const char* ws = " \t\r\n\v\f";
+    const size_t b = s.find_first_not_of(ws);
+    if (b == std::string::npos) return {};
+    return s.substr(b, s.find_last_not_of(ws) - b + 1);
+}
+
+int ScanFloats(const std::string& text, float* out, int n) {
+    const char* p = text.c_str();
+    const char* end = p + text.size();
+    int got = 0;
+    while (got < n) {
+        while (p < end && std::isspace(static_cast<unsigned char>(*p)))
+            ++p;
+        if (p < end && *p == '+') ++p;
+        float v = 0;
+        const auto r = std::from_chars(p, end, v);
+        if (r.ec != std::errc()) break;
+        out[got++] = v;
+        p = r.ptr;
+    }
+    return got;
+}
+
+bool ScanInt(const std::string& text, int& out) {
+    const char* p = text.c_str();
+    const char* end = p + text.size();
+    while (p < end && std::isspace(static_cast<unsigned char>(*p)))
+        ++p;
+    if (p < end && *p == '+') ++p;
+    int v = 0;
+    const auto r = std::from_chars(p, end, v);
+    if (r.ec != std::errc()) return false;
+    out = v;
+    return true;
+}
+
+float LeadingFloat(const std::string& text) {
+    float v = 0;
+    ScanFloats(text, &v, 1);
+    return v;
+}
+
+int LeadingInt(const std::string& text) {
+    int v = 0;
+    ScanInt(text, v);
+    return v;
+}
+
+std::string FormatNumber(double v) {
+    char buf[64];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
+    std::string s(buf, r.ptr);
+    // printf pads the exponent to two digits; to_chars does not.
+    const size_t e = s.find('e');
+    if (e != std::string::npos) {
+        size_t digits = e + 2;
+        if (s.size() - digits < 2) s.insert(digits, 2 - (s.size() - digits), '0');
+    }
+    return s;
+}
+
+void ClearFlagWithoutPoints(FullViewInfo& r) {
+    for (int i = 0; i < 3; ++i)
+        if (r.pFromVector[i] != 0.0f || r.pAtVector[i] != 0.0f) return;
+    r.bHasFromAndAt = 0;
+}
+
+std::string QjvRecordLines(const std::string& name, const FullViewInfo& r) {
+    std::string out;
+    out += "Name:" + name + "\n";
+    out += "Up:" + s_vec(r.pUpVector) + "\n";
+    out += "View:" + s_vec(r.pViewVector) + "\n";
+    out += "Type:" + std::to_string(static_cast<int>(r.cameraType)) + "\n";
+    out += "Num:" + std::to_string(r.iViewIndex) + "\n";
+    out += "From:" + s_vec(r.pFromVector) + "\n";
+    out += "At:" + s_vec(r.pAtVector) + "\n";
+    out += "Fov:" + FormatNumber(r.viewAngle) + "\n";
+    out += "HasAtAndFrom:" + std::to_string(r.bHasFromAndAt) + "\n";
+    out += "Change:" + std::to_string(r.iChangeBits) + "\n";
+    return out;
+}
+
+std::string QjvHeaderLines() {
+    return std::string(kQjvHeader) + "\n" + FormatNumber(2.0) + "\n";
+}
+
+bool ReadQjvTextHeader(std::istream& in, double& version) {
+    std::string line;
+    if (!ReadTextLine(in, line, kQjvTextLineLimit) || line != kQjvHeader) return false;
+    version = 2.0;
+    if (ReadTextLine(in, line, kQjvTextLineLimit)) {
+        const std::string v = Trim(line);
+        double parsed = 0;
+        const auto r = std::from_chars(v.data(), v.data() + v.size(), parsed);
+        if (r.ec == std::errc()) version = parsed;
+    }
+    return true;
+}
+
+std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next) {
+    std::vector<NamedRecord> out;
+    std::string name, line;
+    while (next(name) && !name.empty()) {
+        FullViewInfo r;
+        bool ok = next(line) && ScanFloats(line, r.pUpVector, 3) == 3;
+        ok = ok && next(line) && ScanFloats(line, r.pViewVector, 3) == 3;
+        int type = r.cameraType;
+        ok = ok && next(line) && ScanInt(line, type);
+        ok = ok && next(line) && ScanInt(line, r.iViewIndex);
+        if (!ok) break;
+        r.cameraType = static_cast<CameraTypeEnum>(type);
+        out.push_back({name, r});
+    }
+    return out;
+}
+
+std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next) {
+    std::vector<NamedRecord> out;
+    auto split = [](const std::string& line, std::string& key, std::string& value) {
+        const size_t colon = line.find(':');
+        key = Trim(colon == std::string::npos ? line : line.substr(0, colon));
+        value = colon == std::string::npos ? std::string() : Trim(line.substr(colon + 1));
+    };
+    std::string line, key, value;
+    bool more = next(line) && !line.empty();
+    while (more) {
+        split(line, key, value);
+        while (!s_iequals(key, "Name")) {
+            if (!next(line)) {
+                more = false;
+                break;
+            }
+            split(line, key, value);
+        }
+        if (!more) break;
+        std::string name = value;
+        FullViewInfo r;
+        bool complete = false;
+        while (!complete) {
+            if (!next(line)) break;
+            split(line, key, value);
+            int type = r.cameraType;
+            if (s_iequals(key, "Name"))
+                name = value;
+            else if (s_iequals(key, "Up"))
+                ScanFloats(value, r.pUpVector, 3);
+            else if (s_iequals(key, "View"))
+                ScanFloats(value, r.pViewVector, 3);
+            else if (s_iequals(key, "Type") && ScanInt(value, type))
+                r.cameraType = static_cast<CameraTypeEnum>(type);
+            else if (s_iequals(key, "Num"))
+                ScanInt(value, r.iViewIndex);
+            else if (s_iequals(key, "From"))
+                ScanFloats(value, r.pFromVector, 3);
+            else if (s_iequals(key, "At"))
+                ScanFloats(value, r.pAtVector, 3);
+            else if (s_iequals(key, "Fov"))
+                ScanFloats(value, &r.viewAngle, 1);
+            else if (s_iequals(key, "HasAtAndFrom"))
+                ScanInt(value, r.bHasFromAndAt);
+            else if (s_iequals(key, "Change")) {
+                ScanInt(value, r.iChangeBits);
+                complete = true;
+            }
+        }
+        if (!complete) break; // cut off by the end of the file: dropped
+        ClearFlagWithoutPoints(r);
+        out.push_back({std::move(name), r});
+        more = next(line) && !line.empty();
+    }
+    return out;
+}
+
+} // namespace krav::format

@@ -1,0 +1,134 @@
+#include "formats/RegExport.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "KRAdvancedViews/StoreLayout.h"
+#include "formats/QjvText.h"
+
+namespace krav::format {
+
+namespace {
+
+struct RegValueLine {
+    std::string name; // between the first pair of quotes
+    std::string value;
+    bool empty = true; // the part before "=" is empty
+};
+
+RegValueLine s_splitRegLine(const std::string& line) {
+    RegValueLine r;
+    const size_t eq = line.find('=');
+    const std::string before = eq == std::string::npos ? line : line.substr(0, eq);
+    r.empty = Trim(before).empty();
+    if (r.empty || eq == std::string::npos) return r;
+    const size_t q1 = before.find('"');
+    const size_t q2 = q1 == std::string::npos ? std::string::npos : before.find('"', q1 + 1);
+    r.name = q2 == std::string::npos ? Trim(before) : before.substr(q1 + 1, q2 - q1 - 1);
+    const std::string rest = line.substr(eq + 1);
+    if (!rest.empty() && rest.front() == '"') {
+        const size_t last = rest.rfind('"');
+        r.value = last > 0 ? rest.substr(1, last - 1) : rest.substr(1);
+    } else {
+        const size_t colon = rest.find(':');
+        r.value = colon == std::string::npos ? rest : rest.substr(colon + 1);
+    }
+    return r;
+}
+
+} // namespace
+
+bool LooksLikeRegExport(std::istream& in) {
+    char first[80] = {};
+    in.getline(first, sizeof first);
+    return std::strncmp(first, "REGEDIT", 7) == 0;
+}
+
+std::vector<MergedSection> ReadRegExport(std::istream& in) {
+    std::vector<MergedSection> out;
+    std::string line, lastKey;
+    while (ReadTextLine(in, line, kRegLineLimit)) {
+        if (!line.empty() && line[0] == '[') {
+            lastKey = line;
+            continue;
+        }
+        if (line.compare(0, 10, "@=\"Merged\"") != 0) continue;
+        // The key header just before names the view's key.
+        MergedSection s;
+        s.key = lastKey.size() >= 2 ? lastKey.substr(1, lastKey.rfind(']') - 1) : std::string();
+        FullViewInfo& r = s.info;
+        for (;;) {
+            const bool got = ReadTextLine(in, line, kRegLineLimit);
+            const RegValueLine v = got ? s_splitRegLine(line) : RegValueLine();
+            if (!got || v.empty) break;
+            static const char* axes[3] = {"X", "Y", "Z"};
+            for (int k = 0; k < 3; ++k) {
+                if (v.name == std::string("UpVector ") + axes[k])
+                    r.pUpVector[k] = LeadingFloat(v.value);
+                if (v.name == std::string("ViewVector ") + axes[k])
+                    r.pViewVector[k] = LeadingFloat(v.value);
+                if (v.name == std::string("FromPoint ") + axes[k])
+                    r.pFromVector[k] = LeadingFloat(v.value);
+                if (v.name == std::string("AtPoint ") + axes[k])
+                    r.pAtVector[k] = LeadingFloat(v.value);
+            }
+            if (v.name == "FOV")
+                r.viewAngle = LeadingFloat(v.value);
+            else if (v.name == "Camera Type")
+                r.cameraType = static_cast<CameraTypeEnum>(LeadingInt(v.value));
+            else if (v.name == kViewIndexValue)
+                r.iViewIndex = LeadingInt(v.value);
+            else if (v.name == "Change Bits")
+                r.iChangeBits = LeadingInt(v.value);
+            else if (v.name == kViewNameValue)
+                s.viewName = v.value;
+        }
+        ClearFlagWithoutPoints(r);
+        out.push_back(std::move(s));
+    }
+    return out;
+}
+
+std::string WriteRegExport(const std::string& storePath, const std::vector<NamedRecord>& views,
+                           std::string (*keyName)(int index)) {
+    std::string out = "REGEDIT4\n\n";
+    // The parents of the store key first, one header line each.
+    for (size_t cut = storePath.find('\\'); cut != std::string::npos;
+         cut = storePath.find('\\', cut + 1)) {
+        const size_t next = storePath.find('\\', cut + 1);
+        out +=
+            "[" + storePath.substr(0, next == std::string::npos ? storePath.size() : next) + "]\n";
+    }
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "\"Merged Views\"=dword:%.8i\n\n",
+                  static_cast<int>(views.size()));
+    out += buf;
+    auto f = [&out](const std::string& name, float v) {
+        out += "\"" + name + "\"=float:" + FormatNumber(v) + "\n";
+    };
+    auto i = [&out](const char* name, int v) {
+        out += std::string("\"") + name + "\"=int:" + std::to_string(v) + "\n";
+    };
+    const char* axes[3] = {"X", "Y", "Z"};
+    for (const auto& [name, r] : views) {
+        out += "[" + storePath + "\\" + keyName(r.iViewIndex) + "]\n@=\"Merged\"\n";
+        for (int k = 0; k < 3; ++k)
+            f("UpVector " + std::string(axes[k]), r.pUpVector[k]);
+        for (int k = 0; k < 3; ++k)
+            f("ViewVector " + std::string(axes[k]), r.pViewVector[k]);
+        std::snprintf(buf, sizeof buf, "\"Camera Type\"=dword:%.8i\n",
+                      static_cast<int>(r.cameraType));
+        out += buf;
+        i(kViewIndexValue, r.iViewIndex);
+        for (int k = 0; k < 3; ++k)
+            f("FromPoint " + std::string(axes[k]), r.pFromVector[k]);
+        for (int k = 0; k < 3; ++k)
+            f("AtPoint " + std::string(axes[k]), r.pAtVector[k]);
+        f("FOV", r.viewAngle);
+        i("Change Bits", r.iChangeBits);
+        out += std::string("\"") + kViewNameValue + "\"=\"" + name + "\"\n\n";
+    }
+    return out;
+}
+
+} // namespace krav::format
