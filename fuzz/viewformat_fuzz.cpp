@@ -1,0 +1,117 @@
+// Fuzzes one view file format unit directly, the input being the whole file;
+// the build picks it: KRAV_VIEWFILE_QJV8 (the 8-bit .qjv reader),
+// KRAV_VIEWFILE_QJV16 (the UTF-16 reader; the first byte picks the byte
+// order) or KRAV_VIEWFILE_REG (the .reg export reader). Besides crashes and
+// undefined behaviour it checks that what was read can be written and read
+// back to the same text (the writer and the reader agree), and that no line
+// the reader took was longer than its limit.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "KRAdvancedViews/StoreLayout.h"
+#include "formats/QjvText.h"
+#include "formats/QjvUnicode.h"
+#include "formats/RegExport.h"
+
+using namespace krav::format;
+
+namespace {
+
+[[maybe_unused]] std::string s_asV2(const std::vector<NamedRecord>& records) {
+    std::string text = QjvHeaderLines();
+    for (const NamedRecord& r : records)
+        text += QjvRecordLines(r.name, r.info);
+    return text;
+}
+
+#if defined(KRAV_VIEWFILE_QJV8)
+std::vector<NamedRecord> s_read(const std::string& bytes, bool& ok) {
+    std::istringstream in(bytes);
+    double version = 0;
+    ok = ReadQjvTextHeader(in, version);
+    const LineSource next = [&in](std::string& line) {
+        const bool got = ReadTextLine(in, line, kQjvTextLineLimit);
+        if (got && line.size() >= kQjvTextLineLimit) std::abort();
+        return got;
+    };
+    if (!ok || (version != 1.0 && version != 2.0)) return {};
+    return version == 1.0 ? ParseQjvVersion1(next) : ParseQjvVersion2(next);
+}
+std::string s_encode(const std::string& text) { return text; }
+#elif defined(KRAV_VIEWFILE_QJV16)
+bool g_swap = false;
+std::vector<NamedRecord> s_read(const std::string& bytes, bool& ok) {
+    std::istringstream in(bytes);
+    QjvUnicodeReader reader(in, g_swap);
+    double version = 0;
+    ok = ReadQjvUnicodeHeader(reader, version);
+    if (!ok || (version != 1.0 && version != 2.0)) return {};
+    const LineSource next = [&reader](std::string& line) {
+        const bool got = reader.Next(line);
+        if (got && line.size() > 1024) std::abort();
+        return got;
+    };
+    return version == 1.0 ? ParseQjvVersion1(next) : ParseQjvVersion2(next);
+}
+std::string s_encode(const std::string& text) {
+    std::string bytes;
+    if (!EncodeUtf16(text, bytes)) return {};
+    if (g_swap)
+        for (size_t i = 0; i + 1 < bytes.size(); i += 2)
+            std::swap(bytes[i], bytes[i + 1]);
+    return bytes;
+}
+#endif
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+#if defined(KRAV_VIEWFILE_QJV8) || defined(KRAV_VIEWFILE_QJV16)
+#if defined(KRAV_VIEWFILE_QJV16)
+    if (size == 0) return 0;
+    g_swap = data[0] & 1;
+    ++data, --size;
+#endif
+    bool ok = false;
+    const auto records = s_read(std::string(reinterpret_cast<const char*>(data), size), ok);
+    // Written as version 2 and read back, the records settle after one pass
+    // (reading normalises: names are trimmed, an all-zero pair of points
+    // drops its flag) and then give the same text again.
+    std::string text = s_asV2(records);
+    for (int pass = 0; pass < 2; ++pass) {
+        const std::string bytes = s_encode(text);
+        if (bytes.empty()) return 0; // a name that is not UTF-8 is not written
+        bool again = false;
+        const std::string next = s_asV2(s_read(bytes, again));
+        if (!again || (pass == 1 && next != text)) std::abort();
+        text = next;
+    }
+#elif defined(KRAV_VIEWFILE_REG)
+    std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));
+    const auto sections = ReadRegExport(in);
+    // Views whose names travel in a .reg line (no quote, no backslash, short
+    // enough for the reader's line) come back as they were written.
+    std::vector<NamedRecord> views;
+    for (const MergedSection& s : sections)
+        if (s.viewName.find_first_of("\"\\") == std::string::npos && s.viewName.size() < 200)
+            views.push_back({s.viewName, s.info});
+    const std::string written =
+        WriteRegExport("HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2", views, &krav::ViewKeyName);
+    std::istringstream back(written);
+    const auto reread = ReadRegExport(back);
+    if (reread.size() != views.size()) std::abort();
+    std::vector<NamedRecord> again;
+    for (const MergedSection& s : reread)
+        again.push_back({s.viewName, s.info});
+    if (WriteRegExport("HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2", again, &krav::ViewKeyName) !=
+        written)
+        std::abort();
+#else
+#error "define the format to fuzz"
+#endif
+    return 0;
+}
