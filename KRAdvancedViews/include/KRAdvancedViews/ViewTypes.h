@@ -49,7 +49,7 @@ struct FullViewInfo {
     float pAtVector[3] = {0.0f, 0.0f, 0.0f};   // valid when bHasFromAndAt
     float viewAngle = 28.0f;                   // degrees
     int32_t iViewIndex = -1;                   // 1-based list position; < 1: none yet
-    int32_t iChangeBits = 0x212;
+    int32_t iChangeBits = ViewChangeCameraType | ViewChangeCarried | ViewChangeViewVector; // 0x212
     BOOL bHasFromAndAt = 1;
 };
 

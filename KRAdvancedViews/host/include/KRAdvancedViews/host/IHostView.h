@@ -20,27 +20,47 @@ inline constexpr CLSID CLSID_HostOrthographicProjection =
 inline constexpr CLSID CLSID_HostPerspectiveProjection =
     zul::com::makeGuid("8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0402");
 
+// The places of the orthographic projection's four clipping values
+// (IHostCameraProjection::GetClippingMatrix): the depth range of the view box
+// about the target, and the near and far planes from the eye.
+enum HostClippingValue : int {
+    ClippingDepthMin = 0,
+    ClippingDepthMax = 1,
+    ClippingNear = 2,
+    ClippingFar = 3,
+};
+
 struct IHostCamera : IUnknown {
+    // The camera's up direction (any length). A host whose user locked the up
+    // vector keeps the locked one and answers S_OK.
     virtual HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetUpVector(float* x, float* y, float* z) = 0;
     // Moves the eye only; the target stays.
     virtual HRESULT STDMETHODCALLTYPE SetPosition(float x, float y, float z) = 0;
+    // The eye, model units.
     virtual HRESULT STDMETHODCALLTYPE GetPosition(float* x, float* y, float* z) = 0;
     // Moves the looked-at point only; the eye stays.
     virtual HRESULT STDMETHODCALLTYPE SetTarget(float x, float y, float z) = 0;
+    // The looked-at point, model units.
     virtual HRESULT STDMETHODCALLTYPE GetTarget(float* x, float* y, float* z) = 0;
 };
 
 struct IHostCameraProjection : IUnknown {
     // CLSID_HostOrthographicProjection or CLSID_HostPerspectiveProjection.
     virtual HRESULT STDMETHODCALLTYPE GetClassId(CLSID* pClassId) = 0;
+    // The height the view shows, model units: the orthographic extent, or
+    // for perspective the height seen at the focal distance.
     virtual HRESULT STDMETHODCALLTYPE GetViewHeight(float* pHeight) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetViewHeight(float height) = 0;
     // Perspective projection only: the full vertical angle in degrees; sets
     // the view height to 2 x focal distance x tan(angle / 2). E_FAIL on an
     // orthographic projection.
     virtual HRESULT STDMETHODCALLTYPE SetFieldOfView(float degrees) = 0;
-    // The four clipping values of the orthographic projection.
+    // The four clipping values of the orthographic projection, indexed by
+    // HostClippingValue. The module saves them before a switch to the
+    // perspective projection and puts them back after the switch back, as a
+    // whole; a host keeps them as given (the desktop viewer draws with
+    // clipping planes of its own that clip nothing in the view volume).
     virtual HRESULT STDMETHODCALLTYPE GetClippingMatrix(float m[4]) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetClippingMatrix(const float m[4]) = 0;
 };
@@ -48,6 +68,8 @@ struct IHostCameraProjection : IUnknown {
 struct IHostViewControl : IUnknown {
     // Non-zero while the user has locked the up direction.
     virtual HRESULT STDMETHODCALLTYPE IsUpVectorLocked(int* pLocked) = 0;
+    // The focal distance, model units: the camera's own value (not the eye's
+    // distance from the target), with the view height the field of view.
     virtual HRESULT STDMETHODCALLTYPE GetFocalDistance(float* pDistance) = 0;
     virtual HRESULT STDMETHODCALLTYPE SetFocalDistance(float distance) = 0;
     // Turns eye and up about the target around the world direction (ax, ay,
@@ -58,13 +80,16 @@ struct IHostViewControl : IUnknown {
 };
 
 struct IHostView3D : IUnknown {
+    // The view's control, camera and projection (a reference each).
+    // E_POINTER for null.
     virtual HRESULT STDMETHODCALLTYPE GetViewControl(IHostViewControl** ppControl) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetCamera(IHostCamera** ppCamera) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetCameraProjection(IHostCameraProjection** ppProjection) = 0;
     // Replaces the projection by one of the given class; the camera frame,
     // focal distance and view height stay. E_INVALIDARG for an unknown class.
     virtual HRESULT STDMETHODCALLTYPE SetProjectionClass(REFCLSID classId) = 0;
-    // Repaints the view; the host then sends its camera-change event.
+    // Repaints the view; the host then sends its camera-change event (flags
+    // 0) to the view's listener, once, after the redraw.
     virtual HRESULT STDMETHODCALLTYPE Redraw() = 0;
 };
 
@@ -82,6 +107,7 @@ struct IHostApplication : IUnknown {
     // Connects `pEvents` to the view events; *pCookie names the connection.
     virtual HRESULT STDMETHODCALLTYPE AdviseViewEvents(IHostViewEvents* pEvents,
                                                        DWORD* pCookie) = 0;
+    // Disconnects the listener of that connection.
     virtual HRESULT STDMETHODCALLTYPE UnadviseViewEvents(DWORD cookie) = 0;
 };
 

@@ -41,7 +41,7 @@ public:
     bool perspective = true;
     float focal = 100.0f;
     float viewHeight = 2.0f * 100.0f * 0.2679492f; // 30 degrees at the focal distance
-    float clipping[4] = {-10, 10, 1, 1000};
+    float clipping[4] = {-10, 10, 1, 1000};        // by HostClippingValue
     int upLocked = 0;
     bool hasView = true;
 
