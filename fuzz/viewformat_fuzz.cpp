@@ -41,7 +41,9 @@ std::vector<NamedRecord> s_read(const std::string& bytes, bool& ok) {
     if (!ok || (version != 1.0 && version != 2.0)) return {};
     return version == 1.0 ? ParseQjvVersion1(next) : ParseQjvVersion2(next);
 }
-std::string s_encode(const std::string& text) { return text; }
+std::string s_encode(const std::string& text) {
+    return text;
+}
 #elif defined(KRAV_VIEWFILE_QJV16)
 bool g_swap = false;
 std::vector<NamedRecord> s_read(const std::string& bytes, bool& ok) {
@@ -99,16 +101,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const MergedSection& s : sections)
         if (s.viewName.find_first_of("\"\\") == std::string::npos && s.viewName.size() < 200)
             views.push_back({s.viewName, s.info});
-    const std::string written =
-        WriteRegExport("HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2", views, &krav::ViewKeyName);
+    const std::string written = WriteRegExport("HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2",
+                                               views, &krav::ViewKeyName);
     std::istringstream back(written);
     const auto reread = ReadRegExport(back);
     if (reread.size() != views.size()) std::abort();
     std::vector<NamedRecord> again;
     for (const MergedSection& s : reread)
         again.push_back({s.viewName, s.info});
-    if (WriteRegExport("HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2", again, &krav::ViewKeyName) !=
-        written)
+    if (WriteRegExport("HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2", again,
+                       &krav::ViewKeyName) != written)
         std::abort();
 #else
 #error "define the format to fuzz"
