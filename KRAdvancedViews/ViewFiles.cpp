@@ -14,6 +14,7 @@
 #include <fstream>
 #include <istream>
 #include <ostream>
+#include <sstream>
 
 #include "Trace.h"
 #include "ViewInfo.h"
@@ -23,6 +24,7 @@
 #include "formats/RegExport.h"
 #include "resources/StringTable.h"
 #include "zul/registry/RegHelper.h"
+#include "zul/registry/SafeFile.h"
 #include "zul/registry/Transaction.h"
 
 namespace {
@@ -81,22 +83,14 @@ HRESULT CViewManager::SaveViewsExt(const char* pFileName, FileTypeEnum fileType)
     if (!pFileName) return E_FAIL;
     if (fileType != RegistryFile && fileType != TextFile) return E_INVALIDARG;
     return zul::com::firewall([&]() -> HRESULT {
-        // Written beside the target and renamed over it: a failed save never
-        // leaves half a file where a good one stood.
-        const std::string tmp = std::string(pFileName) + ".saving";
-        HRESULT hr = E_FAIL;
-        {
-            std::ofstream out(tmp, std::ios::out | std::ios::binary | std::ios::trunc);
-            if (!out.good()) return E_FAIL;
-            hr = _saveToFile(&out, fileType);
-            out.flush();
-            if (!out.good() && SUCCEEDED(hr)) hr = E_FAIL;
-        }
-        std::error_code ec;
-        if (FAILED(hr) || (std::filesystem::rename(tmp, pFileName, ec), ec)) {
-            std::filesystem::remove(tmp, ec);
-            return FAILED(hr) ? hr : E_FAIL;
-        }
+        // Written beside the target under a name made exclusively and
+        // renamed over it: a failed save never leaves half a file where a
+        // good one stood, and no link planted in a shared folder is followed.
+        std::ostringstream out(std::ios::out | std::ios::binary);
+        const HRESULT hr = _saveToFile(&out, fileType);
+        if (FAILED(hr)) return hr;
+        std::string why;
+        if (!zul::registry::writeFileReplacing(pFileName, out.view(), why)) return E_FAIL;
         return hr;
     });
 }

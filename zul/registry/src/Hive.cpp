@@ -2,6 +2,7 @@
 // statements on it with busy retries.
 #include "Hive.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "HiveStatement.h"
 #include "zul/registry/Transaction.h"
@@ -18,6 +20,27 @@
 namespace zul::registry {
 
 namespace {
+
+// Creates the missing folders of `dir`, each 0700 whatever the umask; the
+// folders that exist are left as they are.
+void s_createPrivateFolders(const std::filesystem::path& dir, std::error_code& ec) {
+    ec.clear();
+    std::vector<std::filesystem::path> missing;
+    for (std::filesystem::path p = dir; !p.empty() && !std::filesystem::exists(p, ec);
+         p = p.parent_path()) {
+        missing.push_back(p);
+        if (p == p.parent_path()) break;
+    }
+    ec.clear();
+    for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
+        if (::mkdir(it->c_str(), 0700) == 0)
+            ::chmod(it->c_str(), 0700); // the umask may have taken bits the owner needs
+        else if (errno != EEXIST) {
+            ec = std::error_code(errno, std::generic_category());
+            return;
+        }
+    }
+}
 
 // "ZULR": marks a database as a registry hive, so a foreign SQLite file is
 // refused rather than written into.
@@ -208,7 +231,7 @@ LSTATUS Hive::open(Access access) {
     const fs::path dir = file.has_parent_path() ? file.parent_path() : fs::path(".");
     if (!exists) {
         std::error_code ec;
-        fs::create_directories(dir, ec);
+        s_createPrivateFolders(dir, ec);
         if (ec) {
             setErrorDetail("registry hive '" + path_ + "': cannot create folder '" + dir.string() +
                            "': " + ec.message());
@@ -232,7 +255,27 @@ LSTATUS Hive::open(Access access) {
         return ERROR_ACCESS_DENIED;
     }
     int flags = SQLITE_OPEN_NOMUTEX | (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
-    if (!exists) flags |= SQLITE_OPEN_CREATE;
+    if (!exists) {
+        // A user's views and settings are the user's: a new hive is made
+        // readable by its owner only, whatever the umask (SQLite gives its
+        // journal the mode of the database file).
+        const int fd =
+            ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd >= 0) {
+            ::fchmod(fd, 0600);
+            ::close(fd);
+        } else if (struct stat link{};
+                   errno == EEXIST && ::lstat(path_.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
+            // A link to nothing: SQLite would create whatever it names.
+            setErrorDetail("registry hive '" + path_ + "' is a link to a file that does not exist");
+            return ERROR_CANTOPEN;
+        } else if (errno != EEXIST) { // another process made it first: theirs stands
+            setErrorDetail("registry hive '" + path_ +
+                           "' cannot be created: " + std::strerror(errno));
+            return errno == EACCES || errno == EROFS ? ERROR_ACCESS_DENIED : ERROR_CANTOPEN;
+        }
+        flags |= SQLITE_OPEN_CREATE;
+    }
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(path_.c_str(), &db, flags, nullptr);
     if (rc != SQLITE_OK) {

@@ -22,6 +22,7 @@
 #include <sstream>
 
 #include "zul/registry/RegFile.h"
+#include "zul/registry/SafeFile.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Library.h"
 
@@ -74,22 +75,12 @@ int cmdExport(const std::string& key, const std::string& file) {
         std::cout << text;
         return std::cout.good() ? 0 : kFailure;
     }
-    // Written beside the target and renamed over it, so a failed export never
-    // leaves half a file where a good one stood.
-    const std::string tmp = file + ".tmp";
-    {
-        std::ofstream out(tmp, std::ios::binary | std::ios::trunc);
-        out << text;
-        out.flush();
-        if (!out) {
-            std::cerr << "zulreg: cannot write '" << file << "': " << std::strerror(errno) << "\n";
-            std::remove(tmp.c_str());
-            return kFailure;
-        }
-    }
-    if (std::rename(tmp.c_str(), file.c_str()) != 0) {
-        std::cerr << "zulreg: cannot write '" << file << "': " << std::strerror(errno) << "\n";
-        std::remove(tmp.c_str());
+    // Written beside the target under a name made exclusively and renamed
+    // over it: a failed export never leaves half a file where a good one
+    // stood, and no link planted in a shared folder is followed.
+    std::string why;
+    if (!zul::registry::writeFileReplacing(file, text, why)) {
+        std::cerr << "zulreg: cannot write '" << file << "': " << why << "\n";
         return kFailure;
     }
     return 0;

@@ -1,0 +1,103 @@
+// Hostile surroundings: other local users, planted links. What is the user's
+// stays readable by the user alone, and nothing is followed where it should
+// not be.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "RunProgram.h"
+#include "TempHive.h"
+#include "ViewManager.h"
+#include "zul/com/ComPtr.h"
+#include "zul/registry/Transaction.h"
+
+namespace {
+
+using zul::com::ComPtr;
+
+class Hostile : public zul::test::TempHiveTest {};
+
+mode_t modeOf(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
+}
+
+LSTATUS setValue(const char* name) {
+    HKEY key = nullptr;
+    LSTATUS st = RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\Test", 0, nullptr, 0,
+                                 KEY_ALL_ACCESS, nullptr, &key, nullptr);
+    if (st != ERROR_SUCCESS) return st;
+    const DWORD v = 7;
+    st = RegSetValueExA(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+    RegCloseKey(key);
+    return st;
+}
+
+} // namespace
+
+TEST_F(Hostile, AUsersHiveAndItsJournalAreTheUsersAlone) {
+    const mode_t old = ::umask(022);
+    const std::string folder = (dir_ / "config" / "zul").string(), hive = folder + "/user.db";
+    ::setenv("ZUL_USER_HIVE", hive.c_str(), 1);
+    {
+        zul::registry::Transaction tx;
+        ASSERT_EQ(setValue("a"), ERROR_SUCCESS);
+        EXPECT_EQ(modeOf(hive + "-journal"), 0600u) << "the journal, while the write is open";
+        ASSERT_EQ(tx.commit(), ERROR_SUCCESS);
+    }
+    EXPECT_EQ(modeOf(hive), 0600u);
+    EXPECT_EQ(modeOf(folder), 0700u);
+    EXPECT_EQ(modeOf((dir_ / "config").string()), 0700u) << "every folder made for it";
+
+    // A hive that exists keeps the mode its owner gave it.
+    ASSERT_EQ(::chmod(hive.c_str(), 0640), 0);
+    ASSERT_EQ(setValue("b"), ERROR_SUCCESS);
+    EXPECT_EQ(modeOf(hive), 0640u);
+
+    // A link to nothing where the hive should be is not followed.
+    const std::string planted = (dir_ / "planted.db").string(),
+                      target = (dir_ / "elsewhere.db").string();
+    ASSERT_EQ(::symlink(target.c_str(), planted.c_str()), 0);
+    ::setenv("ZUL_USER_HIVE", planted.c_str(), 1);
+    EXPECT_NE(setValue("c"), ERROR_SUCCESS);
+    EXPECT_NE(zul::registry::lastErrorDetail().find("link"), std::string::npos)
+        << zul::registry::lastErrorDetail();
+    EXPECT_FALSE(std::filesystem::exists(target)) << "nothing created through the link";
+    ::umask(old);
+}
+
+// A shared folder where another user planted links at the names a save used
+// to write through.
+TEST_F(Hostile, ASaveFollowsNoPlantedLinkKeepsTheModeAndSparesTheHive) {
+    ComPtr<IViewManager2> store;
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK);
+    const std::string victim = (dir_ / "victim").string(), target = (dir_ / "views.qjv").string();
+    writeFile(victim, "another user's file");
+    ASSERT_EQ(::chmod(victim.c_str(), 0600), 0);
+    for (const char* suffix : {".saving", ".tmp"})
+        ASSERT_EQ(::symlink(victim.c_str(), (target + suffix).c_str()), 0);
+    writeFile(target, "old");
+    ASSERT_EQ(::chmod(target.c_str(), 0640), 0);
+    ASSERT_EQ(store->SaveViewsExt(target.c_str(), TextFile), S_OK);
+    EXPECT_EQ(readFile(victim), "another user's file");
+    EXPECT_EQ(modeOf(target), 0640u) << "the file keeps its mode";
+    EXPECT_EQ(readFile(target).substr(0, 2), "\xFF\xFE");
+    size_t left = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_))
+        left += entry.path().filename().string().rfind(".views.qjv", 0) == 0;
+    EXPECT_EQ(left, 0u) << "no scratch file left behind";
+
+    // The hive itself is never a view file's target.
+    const std::string hive = readFile(userHive_);
+    EXPECT_EQ(store->SaveViewsExt(userHive_.c_str(), RegistryFile), E_FAIL);
+    EXPECT_EQ(readFile(userHive_), hive);
+    const auto r =
+        zul::test::runProgram(std::string(ZULREG_PATH) + " export 'HKEY_CURRENT_USER\\Software' '" +
+                              userHive_ + "' 2>&1");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("registry hive in use"), std::string::npos) << r.out;
+    EXPECT_EQ(readFile(userHive_), hive);
+}

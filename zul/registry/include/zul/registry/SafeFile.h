@@ -1,0 +1,20 @@
+// Replacing a file as one step, safely in a folder other users can write.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "zul/com/com.h"
+
+namespace zul::registry {
+
+// Writes `bytes` to `path` as one step: into a new file created exclusively
+// beside it (a name no one can have planted a link at), with the mode the
+// target has (a new target: 0666 less the umask), flushed to disk and
+// renamed over the target; a failure leaves the target as it was and no
+// scratch file behind. A target that is one of this registry's hive files
+// is refused. False with `why` (the system's reason) on failure.
+ZUL_PLATFORM_API bool writeFileReplacing(const std::string& path, std::string_view bytes,
+                                         std::string& why);
+
+} // namespace zul::registry

@@ -1,0 +1,69 @@
+#include "zul/registry/SafeFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "zul/registry/registry.h"
+
+namespace zul::registry {
+
+namespace {
+
+bool s_sameFile(const struct stat& a, const std::string& other) {
+    struct stat b {};
+    return !other.empty() && ::stat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
+           a.st_ino == b.st_ino;
+}
+
+} // namespace
+
+bool writeFileReplacing(const std::string& path, std::string_view bytes, std::string& why) {
+    namespace fs = std::filesystem;
+    struct stat target {};
+    const bool exists = ::stat(path.c_str(), &target) == 0;
+    if (exists && (s_sameFile(target, userHivePath()) || s_sameFile(target, machineHivePath()))) {
+        why = "it is the registry hive in use";
+        return false;
+    }
+    if (exists && S_ISDIR(target.st_mode)) {
+        why = std::strerror(EISDIR);
+        return false;
+    }
+    const fs::path file(path);
+    const fs::path dir = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    std::string scratch = (dir / ("." + file.filename().string() + ".XXXXXX")).string();
+    const int fd = ::mkostemp(scratch.data(), O_CLOEXEC);
+    if (fd < 0) {
+        why = std::strerror(errno);
+        return false;
+    }
+    mode_t mode = 0;
+    if (exists) {
+        mode = target.st_mode & 07777;
+    } else {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        mode = 0666 & ~mask;
+    }
+    bool ok = ::fchmod(fd, mode) == 0;
+    for (size_t done = 0; ok && done < bytes.size();) {
+        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        ok = n > 0;
+        if (ok) done += size_t(n);
+    }
+    ok = ok && ::fsync(fd) == 0;
+    const int savedErrno = errno;
+    ok = (::close(fd) == 0) && ok;
+    if (ok && ::rename(scratch.c_str(), path.c_str()) == 0) return true;
+    why = std::strerror(ok ? errno : savedErrno);
+    ::unlink(scratch.c_str());
+    return false;
+}
+
+} // namespace zul::registry
