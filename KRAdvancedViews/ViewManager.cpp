@@ -492,6 +492,16 @@ HRESULT CViewManager::_addLoadedView(const char* name, FullViewInfo info) {
     KRAV_TRACE("CViewManager::_addLoadedView");
     const HRESULT check = _checkRecord(name, info);
     if (FAILED(check)) return check;
+    // At most one view is the default after a load: a loaded view keeps the
+    // mark only while no other view holds it (the one it replaces aside,
+    // so saving and loading back keeps the default where it was; an earlier
+    // view of the same load is stored by now and counts as another).
+    if (info.iChangeBits & ViewChangeDefaultView)
+        for (const std::string& marked : _markedViews())
+            if (marked != name) {
+                info.iChangeBits &= ~ViewChangeDefaultView;
+                break;
+            }
     FullViewInfo present;
     const HRESULT read = GetViewInfo(name, &present);
     if (read == S_OK) {
@@ -505,6 +515,18 @@ HRESULT CViewManager::_addLoadedView(const char* name, FullViewInfo info) {
 
 // ---------------------------------------------------------------------------
 // Default view and applying views
+
+std::vector<std::string> CViewManager::_markedViews() {
+    KRAV_TRACE("CViewManager::_markedViews");
+    std::vector<std::string> marked;
+    for (const std::string& name : m_slots) {
+        FullViewInfo info;
+        if (!name.empty() && GetViewInfo(name.c_str(), &info) == S_OK &&
+            (info.iChangeBits & ViewChangeDefaultView))
+            marked.push_back(name);
+    }
+    return marked;
+}
 
 HRESULT CViewManager::GetDefaultView(FullViewInfo* pViewInfo) {
     KRAV_TRACE("CViewManager::GetDefaultView");
@@ -530,15 +552,17 @@ HRESULT CViewManager::GetDefaultView(FullViewInfo* pViewInfo) {
 HRESULT CViewManager::SetDefaultView(const char* pViewName) {
     KRAV_TRACE("CViewManager::SetDefaultView");
     return zul::com::firewall([&]() -> HRESULT {
-        // Moving the mark is one durable step.
+        // Moving the mark is one durable step. Every view found marked loses
+        // it (files of older versions could mark several), each by an edit.
         OpScope tx(*this, true);
         FullViewInfo info;
-        if (GetDefaultView(&info) == S_OK) {
-            const std::string previous = m_defaultName;
+        for (const std::string& marked : _markedViews()) {
+            if (GetViewInfo(marked.c_str(), &info) != S_OK) continue;
             info.iChangeBits &= ~ViewChangeDefaultView;
-            const HRESULT hr = EditViewInfo(previous.c_str(), info);
+            const HRESULT hr = EditViewInfo(marked.c_str(), info);
             if (FAILED(hr)) return hr;
         }
+        m_defaultName.clear();
         if (pViewName && std::find(m_slots.begin(), m_slots.end(), pViewName) != m_slots.end()) {
             HRESULT hr = GetViewInfo(pViewName, &info);
             if (hr != S_OK) return FAILED(hr) ? hr : E_FAIL;

@@ -163,6 +163,8 @@ private:
     HRESULT _compressViews();
     HRESULT _ensureStandardViews();
     HRESULT _addLoadedView(const char* name, FullViewInfo info);
+    // The stored views that carry the default mark, in slot order.
+    std::vector<std::string> _markedViews();
 
     // View files (ViewFiles.cpp).
     using LineReader = std::function<bool(std::string&)>;

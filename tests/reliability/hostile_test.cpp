@@ -6,6 +6,8 @@
 
 #include <filesystem>
 
+#include "ComTest.h"
+#include "RecordingSink.h"
 #include "RunProgram.h"
 #include "TempHive.h"
 #include "ViewManager.h"
@@ -100,4 +102,71 @@ TEST_F(Hostile, ASaveFollowsNoPlantedLinkKeepsTheModeAndSparesTheHive) {
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.out.find("registry hive in use"), std::string::npos) << r.out;
     EXPECT_EQ(readFile(userHive_), hive);
+}
+
+namespace {
+
+std::vector<std::string> markedViews(IViewManager2* store) {
+    std::vector<std::string> out;
+    for (const std::string& n : static_cast<CViewManager*>(store)->slots()) {
+        FullViewInfo info;
+        if (!n.empty() && store->GetViewInfo(n.c_str(), &info) == S_OK &&
+            (info.iChangeBits & ViewChangeDefaultView))
+            out.push_back(n);
+    }
+    return out;
+}
+
+std::string markedRecord(const std::string& name) {
+    return "Name:" + name +
+           "\nUp:0 0 1\nView:1 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\nHasAtAndFrom:0\n"
+           "Change:" +
+           std::to_string(0x212 | ViewChangeDefaultView) + "\n";
+}
+
+} // namespace
+
+// A view file that marks several views default cannot make a store with
+// several defaults, and SetDefaultView clears every mark it finds.
+TEST_F(Hostile, AtMostOneViewIsTheDefault) {
+    ComPtr<IViewManager2> store;
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK);
+    const std::string marked = (dir_ / "marked.qjv").string();
+    writeFile(marked, "KRAdvancedViews Persistence File\n2\n" + markedRecord("A") +
+                          markedRecord("B") + markedRecord("C"));
+    ASSERT_EQ(store->LoadViewsExt(marked.c_str(), TextFile), S_OK);
+    EXPECT_EQ(markedViews(store.Get()), std::vector<std::string>{"A"}) << "the first keeps it";
+    ASSERT_EQ(store->SetDefaultView(nullptr), S_OK);
+    EXPECT_TRUE(markedViews(store.Get()).empty());
+
+    // Another view holds the mark: the loaded ones do not take it.
+    ASSERT_EQ(store->SetDefaultView("+X"), S_OK);
+    ASSERT_EQ(store->LoadViewsExt(marked.c_str(), TextFile), S_OK);
+    EXPECT_EQ(markedViews(store.Get()), std::vector<std::string>{"+X"});
+    // Saved and loaded back, the default stays where it was.
+    const std::string saved = (dir_ / "saved.qjv").string();
+    ASSERT_EQ(store->SaveViewsExt(saved.c_str(), TextFile), S_OK);
+    ASSERT_EQ(store->LoadViewsExt(saved.c_str(), TextFile), S_OK);
+    EXPECT_EQ(markedViews(store.Get()), std::vector<std::string>{"+X"});
+
+    // A hive an older version left with three marks: SetDefaultView clears
+    // each by an edit, announced, and marks the one asked for.
+    for (const char* name : {"A", "B", "-Y"}) {
+        FullViewInfo info;
+        ASSERT_EQ(store->GetViewInfo(name, &info), S_OK);
+        info.iChangeBits |= ViewChangeDefaultView;
+        ASSERT_EQ(store->EditViewInfo(name, info), S_OK);
+    }
+    ASSERT_EQ(markedViews(store.Get()).size(), 4u);
+    auto sink = zul::test::make<krav::test::CRecordingSink, IViewManagerSink>();
+    ASSERT_EQ(store->RegisterInterest(sink.Get()), S_OK);
+    ASSERT_EQ(store->SetDefaultView("C"), S_OK);
+    EXPECT_EQ(markedViews(store.Get()), std::vector<std::string>{"C"});
+    int edits = 0;
+    for (const std::string& e : sink->events)
+        edits += e.rfind("Edited(", 0) == 0;
+    EXPECT_EQ(edits, 5) << "four marks cleared, one set";
+    store->UnregisterInterest(sink.Get());
 }
