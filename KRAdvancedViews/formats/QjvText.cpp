@@ -1,7 +1,9 @@
 #include "formats/QjvText.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 
 namespace krav::format {
@@ -57,7 +59,8 @@ int ScanFloats(const std::string& text, float* out, int n) {
         if (p < end && *p == '+') ++p;
         float v = 0;
         const auto r = std::from_chars(p, end, v);
-        if (r.ec != std::errc()) break;
+        // Out of the float range, or not a finite number: not read.
+        if (r.ec != std::errc() || !std::isfinite(v)) break;
         out[got++] = v;
         p = r.ptr;
     }
@@ -74,6 +77,13 @@ bool ScanInt(const std::string& text, int& out) {
     const auto r = std::from_chars(p, end, v);
     if (r.ec != std::errc()) return false;
     out = v;
+    return true;
+}
+
+bool ScanVector(const std::string& text, float out[3]) {
+    float v[3] = {out[0], out[1], out[2]};
+    if (ScanFloats(text, v, 3) != 3) return false;
+    std::copy(v, v + 3, out);
     return true;
 }
 
@@ -186,17 +196,17 @@ std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next) {
             if (s_iequals(key, "Name"))
                 name = value;
             else if (s_iequals(key, "Up"))
-                ScanFloats(value, r.pUpVector, 3);
+                ScanVector(value, r.pUpVector);
             else if (s_iequals(key, "View"))
-                ScanFloats(value, r.pViewVector, 3);
+                ScanVector(value, r.pViewVector);
             else if (s_iequals(key, "Type") && ScanInt(value, type))
                 r.cameraType = static_cast<CameraTypeEnum>(type);
             else if (s_iequals(key, "Num"))
                 ScanInt(value, r.iViewIndex);
             else if (s_iequals(key, "From"))
-                ScanFloats(value, r.pFromVector, 3);
+                ScanVector(value, r.pFromVector);
             else if (s_iequals(key, "At"))
-                ScanFloats(value, r.pAtVector, 3);
+                ScanVector(value, r.pAtVector);
             else if (s_iequals(key, "Fov"))
                 ScanFloats(value, &r.viewAngle, 1);
             else if (s_iequals(key, "HasAtAndFrom"))

@@ -40,7 +40,8 @@ std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next);
 
 // The records of a version 2 body: each from its "Name" line (lines before
 // one are skipped) to its "Change" line, keys case-insensitive, unknown keys
-// ignored, numbers that do not read leaving the record's defaults. A record
+// ignored, a vector or number that does not read wholly leaving the
+// record's default. A record
 // cut off by the end of the file is dropped; an empty line ends the body.
 // bHasFromAndAt is cleared for a record whose points are all zero.
 std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next);
@@ -56,10 +57,14 @@ std::string QjvHeaderLines();
 
 // Helpers the other formats share: the leading number of `text` as atof
 // and atoi read it (0 when none), and up to `n` blank-separated floats as
-// "%f %f %f" reads them (returns how many; the rest of `out` stays).
+// "%f %f %f" reads them (returns how many; the rest of `out` stays). A
+// number out of the float range or not finite (nan, inf) is not read.
+// ScanVector takes three such numbers or none: false, `out` unchanged,
+// when any does not read.
 float LeadingFloat(const std::string& text);
 int LeadingInt(const std::string& text);
 int ScanFloats(const std::string& text, float* out, int n);
+bool ScanVector(const std::string& text, float out[3]);
 bool ScanInt(const std::string& text, int& out);
 std::string Trim(const std::string& s);
 void ClearFlagWithoutPoints(FullViewInfo& r);

@@ -1,5 +1,6 @@
 #include "formats/RegExport.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -57,23 +58,29 @@ std::vector<MergedSection> ReadRegExport(std::istream& in) {
         MergedSection s;
         s.key = lastKey.size() >= 2 ? lastKey.substr(1, lastKey.rfind(']') - 1) : std::string();
         FullViewInfo& r = s.info;
+        // A vector with a component that does not read stays the default whole.
+        bool broken[4] = {false, false, false, false};
+        float* vectors[4] = {r.pUpVector, r.pViewVector, r.pFromVector, r.pAtVector};
+        auto component = [&](int vector, int k, const std::string& text) {
+            float v = 0;
+            if (ScanFloats(text, &v, 1) == 1)
+                vectors[vector][k] = v;
+            else
+                broken[vector] = true;
+        };
         for (;;) {
             const bool got = ReadTextLine(in, line, kRegLineLimit);
             const RegValueLine v = got ? s_splitRegLine(line) : RegValueLine();
             if (!got || v.empty) break;
             static const char* axes[3] = {"X", "Y", "Z"};
             for (int k = 0; k < 3; ++k) {
-                if (v.name == std::string("UpVector ") + axes[k])
-                    r.pUpVector[k] = LeadingFloat(v.value);
-                if (v.name == std::string("ViewVector ") + axes[k])
-                    r.pViewVector[k] = LeadingFloat(v.value);
-                if (v.name == std::string("FromPoint ") + axes[k])
-                    r.pFromVector[k] = LeadingFloat(v.value);
-                if (v.name == std::string("AtPoint ") + axes[k])
-                    r.pAtVector[k] = LeadingFloat(v.value);
+                if (v.name == std::string("UpVector ") + axes[k]) component(0, k, v.value);
+                if (v.name == std::string("ViewVector ") + axes[k]) component(1, k, v.value);
+                if (v.name == std::string("FromPoint ") + axes[k]) component(2, k, v.value);
+                if (v.name == std::string("AtPoint ") + axes[k]) component(3, k, v.value);
             }
             if (v.name == "FOV")
-                r.viewAngle = LeadingFloat(v.value);
+                ScanFloats(v.value, &r.viewAngle, 1);
             else if (v.name == "Camera Type")
                 r.cameraType = static_cast<CameraTypeEnum>(LeadingInt(v.value));
             else if (v.name == kViewIndexValue)
@@ -83,6 +90,11 @@ std::vector<MergedSection> ReadRegExport(std::istream& in) {
             else if (v.name == kViewNameValue)
                 s.viewName = v.value;
         }
+        const FullViewInfo defaults;
+        const float* defaultVectors[4] = {defaults.pUpVector, defaults.pViewVector,
+                                          defaults.pFromVector, defaults.pAtVector};
+        for (int i = 0; i < 4; ++i)
+            if (broken[i]) std::copy(defaultVectors[i], defaultVectors[i] + 3, vectors[i]);
         ClearFlagWithoutPoints(r);
         out.push_back(std::move(s));
     }

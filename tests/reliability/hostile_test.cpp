@@ -170,3 +170,36 @@ TEST_F(Hostile, AtMostOneViewIsTheDefault) {
     EXPECT_EQ(edits, 5) << "four marks cleared, one set";
     store->UnregisterInterest(sink.Get());
 }
+
+// Numbers that are not numbers never reach the store: a vector with any
+// component that does not read (not finite, out of the float range, missing)
+// keeps its default whole, a scalar likewise.
+TEST_F(Hostile, NotANumberLeavesTheDefault) {
+    ComPtr<IViewManager2> store;
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK);
+    const std::string qjv = (dir_ / "numbers.qjv").string(), reg = (dir_ / "numbers.reg").string();
+    writeFile(qjv, "KRAdvancedViews Persistence File\n2\nName:N\nUp:nan 0 1\nView:1 inf 0\n"
+                   "Type:0\nNum:1\nFrom:1e50 0 0\nAt:4 5\nFov:-inf\nHasAtAndFrom:1\nChange:530\n");
+    writeFile(reg, "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\VIEW_0001]\n"
+                   "@=\"Merged\"\n\"UpVector X\"=float:0\n\"UpVector Y\"=float:nan\n"
+                   "\"UpVector Z\"=float:1\n\"ViewVector X\"=float:7\n\"FOV\"=float:inf\n"
+                   "\"View Name\"=\"R\"\n\n");
+    ASSERT_EQ(store->LoadViewsExt(qjv.c_str(), TextFile), S_OK);
+    ASSERT_EQ(store->LoadViewsExt(reg.c_str(), RegistryFile), S_OK);
+    const FullViewInfo defaults;
+    FullViewInfo n, r;
+    ASSERT_EQ(store->GetViewInfo("N", &n), S_OK);
+    ASSERT_EQ(store->GetViewInfo("R", &r), S_OK);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(n.pUpVector[i], defaults.pUpVector[i]);
+        EXPECT_EQ(n.pViewVector[i], defaults.pViewVector[i]);
+        EXPECT_EQ(n.pFromVector[i], defaults.pFromVector[i]);
+        EXPECT_EQ(n.pAtVector[i], defaults.pAtVector[i]) << "two numbers are not a vector";
+        EXPECT_EQ(r.pUpVector[i], defaults.pUpVector[i]);
+    }
+    EXPECT_EQ(n.viewAngle, defaults.viewAngle);
+    EXPECT_EQ(r.viewAngle, defaults.viewAngle);
+    EXPECT_EQ(r.pViewVector[0], 7.0f) << "a vector that reads is taken";
+}
