@@ -16,12 +16,12 @@
 #include <ostream>
 #include <sstream>
 
+#include "KRAdvancedViews/formats/QjvText.h"
+#include "KRAdvancedViews/formats/QjvUnicode.h"
+#include "KRAdvancedViews/formats/RegExport.h"
 #include "Trace.h"
 #include "ViewInfo.h"
 #include "ViewManager.h"
-#include "formats/QjvText.h"
-#include "formats/QjvUnicode.h"
-#include "formats/RegExport.h"
 #include "resources/StringTable.h"
 #include "zul/registry/RegHelper.h"
 #include "zul/registry/SafeFile.h"

@@ -12,9 +12,9 @@
 
 #include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/StoreLayout.h"
+#include "KRAdvancedViews/formats/QjvUnicode.h"
 #include "KRAdvancedViews/host/IHostUIService.h"
 #include "Site.h"
-#include "formats/QjvUnicode.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
 #include "zul/registry/Transaction.h"

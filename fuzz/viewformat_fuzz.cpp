@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "KRAdvancedViews/StoreLayout.h"
-#include "formats/QjvText.h"
-#include "formats/QjvUnicode.h"
-#include "formats/RegExport.h"
+#include "KRAdvancedViews/formats/QjvText.h"
+#include "KRAdvancedViews/formats/QjvUnicode.h"
+#include "KRAdvancedViews/formats/RegExport.h"
 
 using namespace krav::format;
 

@@ -1,4 +1,4 @@
-#include "formats/QjvText.h"
+#include "KRAdvancedViews/formats/QjvText.h"
 
 #include <algorithm>
 #include <cctype>

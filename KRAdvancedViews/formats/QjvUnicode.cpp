@@ -1,4 +1,4 @@
-#include "formats/QjvUnicode.h"
+#include "KRAdvancedViews/formats/QjvUnicode.h"
 
 #include <utf8cpp/utf8.h>
 

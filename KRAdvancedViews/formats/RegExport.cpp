@@ -1,11 +1,11 @@
-#include "formats/RegExport.h"
+#include "KRAdvancedViews/formats/RegExport.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "KRAdvancedViews/StoreLayout.h"
-#include "formats/QjvText.h"
+#include "KRAdvancedViews/formats/QjvText.h"
 
 namespace krav::format {
 
@@ -38,6 +38,24 @@ RegValueLine s_splitRegLine(const std::string& line) {
 }
 
 } // namespace
+
+bool TravelsInRegExport(const std::string& name, std::string& why) {
+    if (name.find_first_of("\"\\") != std::string::npos) {
+        why = "it holds a quote or a backslash";
+        return false;
+    }
+    if (name.find_first_of("\r\n") != std::string::npos) {
+        why = "it holds a line break";
+        return false;
+    }
+    const size_t line = std::strlen(kViewNameValue) + 5 + name.size(); // "View Name"="..."
+    if (line > kRegLineLimit - 1) {
+        why = "its line would be " + std::to_string(line) + " characters, longer than the " +
+              std::to_string(kRegLineLimit - 1) + " a reader takes";
+        return false;
+    }
+    return true;
+}
 
 bool LooksLikeRegExport(std::istream& in) {
     char first[80] = {};

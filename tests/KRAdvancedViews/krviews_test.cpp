@@ -318,3 +318,44 @@ TEST_F(Krviews, RenderDrawsOnePictureOrALabelledSheet) {
     r = run("render --sample --view P --size 200x150 -o '" + one + "'", xvfb);
     EXPECT_EQ(r.status, 0) << r.err;
 }
+
+// Names a .reg export cannot carry are kept, with a warning where they come
+// in and where a .reg file would damage them; a rename checks and renames
+// in one step, so two at once never make two views of one name.
+TEST_F(Krviews, NamesThatCannotTravelAndRacingRenames) {
+    Result add = run("add 'Say \"cheese\"'");
+    EXPECT_EQ(add.status, 0);
+    EXPECT_NE(add.err.find("cannot travel in a .reg file (it holds a quote or a backslash)"),
+              std::string::npos)
+        << add.err;
+    const std::string longName(250, 'n');
+    EXPECT_NE(run("add " + longName).err.find("longer than the 255 a reader takes"),
+              std::string::npos);
+    EXPECT_EQ(run("add Plain").err, "");
+    const std::string reg = (dir_ / "views.reg").string();
+    Result save = run("save '" + reg + "'");
+    EXPECT_EQ(save.status, 0);
+    EXPECT_NE(save.err.find("view 'Say \"cheese\"' is not written faithfully"), std::string::npos)
+        << save.err;
+    EXPECT_NE(save.err.find("view '" + longName + "' is not written faithfully"),
+              std::string::npos);
+    EXPECT_EQ(save.err.find("'Plain'"), std::string::npos);
+
+    for (int round = 0; round < 5; ++round) {
+        ASSERT_EQ(run("add A").status, 0);
+        ASSERT_EQ(run("add B").status, 0);
+        const std::string one =
+            "'" + std::string(KRVIEWS_PATH) + "' --hive '" + userHive_ + "' rename ";
+        const auto both = zul::test::runProgram("(" + one + "A C >/dev/null 2>&1 & " + one +
+                                                "B C >/dev/null 2>&1 & wait); " +
+                                                one.substr(0, one.size() - 7) + "list");
+        size_t named = 0;
+        for (size_t at = both.out.find("\tC"); at != std::string::npos;
+             at = both.out.find("\tC", at + 1))
+            named += both.out.compare(at, 3, "\tC\n") == 0 || both.out.compare(at, 3, "\tC\t") == 0;
+        ASSERT_EQ(named, 1u) << both.out;
+        run("delete C");
+        run("delete A");
+        run("delete B");
+    }
+}

@@ -25,9 +25,11 @@
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/Identifiers.h"
 #include "KRAdvancedViews/StoreLayout.h"
+#include "KRAdvancedViews/formats/RegExport.h"
 #include "KRAdvancedViews/host/IHostTestSource.h"
 #include "ViewModule.h"
 #include "zul/com/ComPtr.h"
+#include "zul/registry/Transaction.h"
 #include "zul/registry/registry.h"
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/HeadlessHost.h"
@@ -60,6 +62,15 @@ void warnIfUpAlongView(const FullViewInfo& info) {
         std::cerr << "krviews: warning: the up vector is parallel to the view vector; a viewer "
                      "shows this view with "
                      "another up direction\n";
+}
+
+// A name the .reg export cannot carry is still stored; say so, since a
+// .reg file would bring it back damaged.
+void warnIfNameCannotTravel(const std::string& name) {
+    std::string why;
+    if (!krav::format::TravelsInRegExport(name, why))
+        std::cerr << "krviews: warning: the view name cannot travel in a .reg file (" << why
+                  << "); .qjv files keep it whole\n";
 }
 
 int nothing(const std::string& why) {
@@ -391,6 +402,7 @@ int cmdAdd(Session& s, Args& a) {
     if (hr == S_FALSE) return nothing("a view named '" + a.name + "' exists already");
     if (hr != S_OK) return failure("cannot add '" + a.name + "'", hr);
     warnIfUpAlongView(info);
+    warnIfNameCannotTravel(a.name);
     return kDone;
 }
 
@@ -408,12 +420,18 @@ int cmdEdit(Session& s, Args& a) {
 }
 
 int cmdRename(Session& s, Args& a) {
+    // The check and the rename are one registry transaction: another program
+    // cannot take the new name between them.
+    zul::registry::Transaction tx;
     FullViewInfo info;
     if (s.store->GetViewInfo(a.newName.c_str(), &info) == S_OK)
         return nothing("a view named '" + a.newName + "' exists already");
     const HRESULT hr = s.mgr->RenameView(a.name.c_str(), a.newName.c_str());
     if (hr == S_FALSE) return nothing("there is no view '" + a.name + "'");
     if (hr != S_OK) return failure("cannot rename '" + a.name + "'", hr);
+    if (tx.commit() != ERROR_SUCCESS)
+        return failure("cannot rename '" + a.name + "'", HRESULT_FROM_WIN32(ERROR_CANTWRITE));
+    warnIfNameCannotTravel(a.newName);
     return kDone;
 }
 
@@ -438,6 +456,14 @@ int cmdFile(Session& s, Args& a) {
         const HRESULT hr = s.mgr->SaveViews(path.data(), type);
         if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
         if (hr != S_OK) return failure("cannot save to '" + a.file + "'", hr);
+        if (type == RegistryFile) {
+            std::vector<Listed> views;
+            listViews(s.store.Get(), views);
+            for (const Listed& v : views)
+                if (std::string why; !krav::format::TravelsInRegExport(v.name, why))
+                    std::cerr << "krviews: warning: view '" << v.name
+                              << "' is not written faithfully to the .reg file (" << why << ")\n";
+        }
         return kDone;
     }
     const HRESULT hr = s.mgr->LoadViews(path.data(), type);

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "formats/ViewRecord.h"
+#include "KRAdvancedViews/formats/ViewRecord.h"
 
 namespace krav::format {
 
@@ -31,6 +31,12 @@ bool LooksLikeRegExport(std::istream& in);
 // line whose part before "=" is empty. bHasFromAndAt is cleared for a view
 // whose points are all zero.
 std::vector<MergedSection> ReadRegExport(std::istream& in);
+
+// Whether a view named `name` comes back whole from an export: the writer
+// escapes nothing, so a quote, a backslash or a line break breaks its line,
+// and the reader takes lines of up to kRegLineLimit - 1 characters. False
+// with `why` when not.
+bool TravelsInRegExport(const std::string& name, std::string& why);
 
 // The export of `views` under the key `storePath` ("HKEY_CURRENT_USER\...").
 // Each view's key is named by `keyName` (the store's layout decides it).

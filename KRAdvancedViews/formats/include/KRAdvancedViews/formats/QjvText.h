@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "formats/ViewRecord.h"
+#include "KRAdvancedViews/formats/ViewRecord.h"
 
 namespace krav::format {
 

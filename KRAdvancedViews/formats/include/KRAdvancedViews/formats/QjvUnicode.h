@@ -6,7 +6,7 @@
 #include <istream>
 #include <string>
 
-#include "formats/QjvText.h"
+#include "KRAdvancedViews/formats/QjvText.h"
 
 namespace krav::format {
 
