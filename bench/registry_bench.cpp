@@ -130,6 +130,38 @@ void BM_StartupPatternInTransaction(benchmark::State& state) {
 }
 BENCHMARK(BM_StartupPatternInTransaction)->Unit(benchmark::kMillisecond);
 
+// ms to list every subkey of a key with N subkeys by index (RegEnumKeyExA,
+// as `zulreg list` does); linear in N, as on Windows.
+void BM_ListSubkeys(benchmark::State& state) {
+    const int n = int(state.range(0));
+    const std::string parent = "Software\\ZUL\\BenchList" + std::to_string(n);
+    {
+        zul::registry::Transaction tx;
+        for (int i = 0; i < n; ++i) {
+            HKEY k = nullptr;
+            RegCreateKeyExA(HKEY_CURRENT_USER, (parent + "\\Key" + std::to_string(i)).c_str(), 0,
+                            nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr);
+            RegCloseKey(k);
+        }
+        if (tx.commit() != 0) state.SkipWithError("filling failed");
+    }
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, parent.c_str(), 0, KEY_READ, &key) != 0)
+        state.SkipWithError("cannot open");
+    for (auto _ : state) {
+        char name[256];
+        int listed = 0;
+        for (DWORD i = 0;; ++i) {
+            DWORD cch = sizeof name;
+            if (RegEnumKeyExA(key, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != 0) break;
+            ++listed;
+        }
+        if (listed != n) state.SkipWithError("not every key listed");
+    }
+    RegCloseKey(key);
+}
+BENCHMARK(BM_ListSubkeys)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
 } // namespace
 
 int main(int argc, char** argv) {

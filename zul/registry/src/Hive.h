@@ -48,6 +48,7 @@ public:
     enum class Access { Read, Write };
     template <class F> LSTATUS run(Access access, F&& work) {
         std::lock_guard lock(mu_);
+        if (access == Access::Write) enumeration_.valid = false;
         LSTATUS st = begin(access);
         if (st != ERROR_SUCCESS) return st;
         try {
@@ -117,6 +118,16 @@ private:
     bool aborted_ = false;
     int savepointDepth_ = 0;
     std::unordered_map<const char*, sqlite3_stmt*> stmts_;
+    // The subkeys of the key enumerated last, so that enumerating by index
+    // costs one query for the whole walk rather than one per index. Valid
+    // while no write of this connection (nor an undo of one) and no commit
+    // of another connection (SQLite's data version) came between.
+    struct Enumeration {
+        bool valid = false;
+        int64_t parent = 0;
+        int64_t dataVersion = 0;
+        std::vector<std::string> names;
+    } enumeration_;
 };
 
 } // namespace zul::registry

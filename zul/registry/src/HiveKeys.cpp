@@ -64,14 +64,26 @@ LSTATUS Hive::createPath(int64_t from, const std::vector<std::string>& path, int
 
 LSTATUS Hive::childAt(int64_t parent, DWORD index, std::string& name) {
     if (!db_) return ERROR_NO_MORE_ITEMS;
-    Stmt q(*this, "SELECT name FROM keys WHERE parent=?1 ORDER BY fold LIMIT 1 OFFSET ?2");
-    if (!q) return ERROR_CANTREAD;
-    const int rc = q.bind(1, parent).bind(2, static_cast<int64_t>(index)).step();
-    if (rc == SQLITE_ROW) {
-        name = q.text(0);
-        return ERROR_SUCCESS;
+    int64_t version = 0;
+    {
+        Stmt v(*this, "PRAGMA data_version");
+        if (!v) return ERROR_CANTREAD;
+        const int rc = v.step();
+        if (rc != SQLITE_ROW) return fail(rc, "reading the data version");
+        version = v.int64(0);
     }
-    return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : fail(rc, "enumerating keys");
+    Enumeration& e = enumeration_;
+    if (!e.valid || e.parent != parent || e.dataVersion != version) {
+        e.valid = false;
+        const LSTATUS st = childNames(parent, e.names);
+        if (st != ERROR_SUCCESS) return st;
+        e.valid = true;
+        e.parent = parent;
+        e.dataVersion = version;
+    }
+    if (index >= e.names.size()) return ERROR_NO_MORE_ITEMS;
+    name = e.names[index];
+    return ERROR_SUCCESS;
 }
 
 LSTATUS Hive::childNames(int64_t parent, std::vector<std::string>& names) {

@@ -122,6 +122,7 @@ LSTATUS Hive::joinTransaction(Access access) {
 }
 
 LSTATUS Hive::scope(int level, ScopeStep step) {
+    enumeration_.valid = false; // an undone scope may have held keys
     if (!db_ || !inTransaction_) return ERROR_SUCCESS;
     if (const LSTATUS st = checkJoined(); st != ERROR_SUCCESS)
         return step == ScopeStep::Undo ? ERROR_SUCCESS : st;
@@ -160,6 +161,7 @@ LSTATUS Hive::commitTransaction() {
 }
 
 void Hive::rollbackTransaction() {
+    enumeration_.valid = false;
     if (db_ && inTransaction_ && !sqlite3_get_autocommit(db_))
         sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     inTransaction_ = false;
