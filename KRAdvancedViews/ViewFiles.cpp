@@ -183,28 +183,39 @@ HRESULT CViewManager::LoadViewsExt(const char* pFileName, FileTypeEnum fileType)
         {
             // The whole load is one step: a crash or a failure in the middle
             // leaves the store as it was.
+            // The file is read whole before the registry is touched: an input
+            // that is not a regular file (a FIFO would block the load while
+            // it holds the store's lock) or is larger than any view file is
+            // refused at once.
+            std::string bytes, why;
+            const bool known = fileType == TextFile || fileType == RegistryFile;
+            const bool read =
+                known && zul::registry::readInputFile(pFileName, kMaxViewFileBytes, bytes, why);
             OpScope tx(*this, true);
-            if (fileType == TextFile) {
-                std::ifstream in(pFileName, std::ios::in | std::ios::binary);
-                unsigned char bom[2] = {0, 0};
-                in.read(reinterpret_cast<char*>(bom), 2);
-                const unsigned mark = in.gcount() == 2 ? (bom[0] | (bom[1] << 8)) : 0;
-                if (in.is_open() && (mark == 0xFEFF || mark == 0xFFFE)) {
+            if (!known) {
+                hr = E_INVALIDARG;
+            } else if (!read) {
+                hr = E_FAIL;
+            } else if (fileType == TextFile) {
+                const unsigned mark = bytes.size() >= 2
+                                          ? (static_cast<unsigned char>(bytes[0]) |
+                                             static_cast<unsigned char>(bytes[1]) << 8)
+                                          : 0;
+                if (mark == 0xFEFF || mark == 0xFFFE) {
+                    std::istringstream in(bytes.substr(2), std::ios::in | std::ios::binary);
                     bool allLoaded = true;
                     hr = _loadFromUnicodeFile(&in, mark == 0xFFFE, &allLoaded);
                     if (!allLoaded) _showMessage(krav::IDS_MAX_VIEWS_LOADED, MB_ICONEXCLAMATION);
-                } else if (in.is_open()) {
-                    in.close();
-                    std::ifstream text(pFileName, std::ios::in);
+                } else {
+                    std::istringstream text(bytes);
                     hr = _loadFromTextFile(&text);
                 }
-            } else if (fileType == RegistryFile) {
-                if (_regFileMatchesPlatform(pFileName)) {
-                    std::ifstream in(pFileName, std::ios::in);
-                    if (in.good()) hr = _loadFromRegFile(&in);
-                }
             } else {
-                hr = E_INVALIDARG;
+                std::istringstream in(bytes);
+                if (LooksLikeRegExport(in)) {
+                    std::istringstream body(bytes);
+                    hr = _loadFromRegFile(&body);
+                }
             }
             if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) hr = E_FAIL;
             if (FAILED(hr)) {

@@ -203,3 +203,23 @@ TEST_F(Hostile, NotANumberLeavesTheDefault) {
     EXPECT_EQ(r.viewAngle, defaults.viewAngle);
     EXPECT_EQ(r.pViewVector[0], 7.0f) << "a vector that reads is taken";
 }
+
+// Inputs that are not regular files are refused at once: a FIFO no one
+// writes to would otherwise hold the load, and the hive's lock, forever.
+TEST_F(Hostile, AFifoOrAFolderIsRefusedAtOnce) {
+    ComPtr<IViewManager2> store;
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK);
+    const std::string fifo = (dir_ / "views.qjv").string();
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(store->LoadViewsExt(fifo.c_str(), TextFile), E_FAIL);
+    EXPECT_EQ(store->LoadViewsExt(fifo.c_str(), RegistryFile), E_FAIL);
+    EXPECT_EQ(store->LoadViewsExt(dir_.c_str(), TextFile), E_FAIL);
+    for (const std::string& input : {fifo, dir_.string()}) {
+        const auto r = zul::test::runProgram("timeout 20 " + std::string(ZULREG_PATH) +
+                                             " import '" + input + "' 2>&1");
+        EXPECT_EQ(r.status, 1) << r.out;
+        EXPECT_NE(r.out.find("nothing was imported"), std::string::npos) << r.out;
+    }
+}

@@ -58,3 +58,6 @@ inline constexpr const char* kPlaceholderViewName = "PLACEHOLDER_VIEW_NAME";
 
 // The most views a store holds (indices 1 to 128).
 inline constexpr int kMaxViews = 128;
+
+// The largest view file a store loads: a file of 128 views is about 40 KB.
+inline constexpr uint64_t kMaxViewFileBytes = uint64_t(4) << 20;

@@ -66,4 +66,44 @@ bool writeFileReplacing(const std::string& path, std::string_view bytes, std::st
     return false;
 }
 
+bool readInputFile(const std::string& path, uint64_t limit, std::string& bytes, std::string& why) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        why = std::strerror(errno);
+        return false;
+    }
+    struct stat st {};
+    bool ok = ::fstat(fd, &st) == 0;
+    if (!ok) {
+        why = std::strerror(errno);
+    } else if (!S_ISREG(st.st_mode)) {
+        why = S_ISDIR(st.st_mode) ? "it is a folder, not a file" : "not a regular file";
+        ok = false;
+    } else if (uint64_t(st.st_size) > limit) {
+        why = "larger than the " + std::to_string(limit >> 20) + " MiB such a file may be";
+        ok = false;
+    }
+    bytes.clear();
+    if (ok) {
+        bytes.resize(size_t(st.st_size));
+        size_t done = 0;
+        while (ok && done < bytes.size()) {
+            const ssize_t n = ::read(fd, bytes.data() + done, bytes.size() - done);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) {
+                why = std::strerror(errno);
+                ok = false;
+            } else if (n == 0) {
+                bytes.resize(done); // it shrank while read
+                break;
+            } else {
+                done += size_t(n);
+            }
+        }
+    }
+    ::close(fd);
+    if (!ok) bytes.clear();
+    return ok;
+}
+
 } // namespace zul::registry

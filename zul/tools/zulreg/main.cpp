@@ -86,17 +86,17 @@ int cmdExport(const std::string& key, const std::string& file) {
     return 0;
 }
 
+// The largest registry file `import` takes (a store's export is a few KB).
+constexpr uint64_t kMaxImportBytes = uint64_t(64) << 20;
+
 int cmdImport(const std::string& file) {
     std::string bytes;
     if (file == "-") {
         bytes.assign(std::istreambuf_iterator<char>(std::cin), {});
-    } else {
-        std::ifstream in(file, std::ios::binary);
-        if (!in) {
-            std::cerr << "zulreg: cannot read '" << file << "': " << std::strerror(errno) << "\n";
-            return kFailure;
-        }
-        bytes.assign(std::istreambuf_iterator<char>(in), {});
+    } else if (std::string why; !zul::registry::readInputFile(file, kMaxImportBytes, bytes, why)) {
+        std::cerr << "zulreg: cannot import '" << file << "': " << why
+                  << "; nothing was imported\n";
+        return kFailure;
     }
     const std::string source = file == "-" ? "<stdin>" : file;
     const auto parsed = zul::registry::parseRegFile(bytes, source);

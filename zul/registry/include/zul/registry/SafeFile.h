@@ -1,6 +1,7 @@
 // Replacing a file as one step, safely in a folder other users can write.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,5 +17,12 @@ namespace zul::registry {
 // is refused. False with `why` (the system's reason) on failure.
 ZUL_PLATFORM_API bool writeFileReplacing(const std::string& path, std::string_view bytes,
                                          std::string& why);
+
+// Reads the whole of `path` when it is a regular file of at most `limit`
+// bytes (opened without blocking, so a FIFO or a device is refused at once
+// rather than waited on). False with `why` ("not a regular file", "larger
+// than ...", the system's reason) otherwise.
+ZUL_PLATFORM_API bool readInputFile(const std::string& path, uint64_t limit, std::string& bytes,
+                                    std::string& why);
 
 } // namespace zul::registry
