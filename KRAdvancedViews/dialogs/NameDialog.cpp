@@ -1,10 +1,13 @@
 #include "dialogs/NameDialog.h"
 
+#include <QLayout>
 #include <QLineEdit>
 #include <QPointer>
 #include <QToolTip>
+#include <algorithm>
 #include <functional>
 
+#include "KRAdvancedViews/formats/RegExport.h"
 #include "dialogs/DialogSupport.h"
 #include "resources/StringTable.h"
 #include "ui_NameDialog.h"
@@ -17,6 +20,25 @@ CNameDialog::CNameDialog(QWidget* parent)
     ui_->setupUi(this);
     connect(ui_->okButton, &QPushButton::clicked, this, &QDialog::accept);
     connect(ui_->cancelButton, &QPushButton::clicked, this, &QDialog::reject);
+    // A name the .reg export cannot carry is allowed (the store and .qjv
+    // files keep it whole); a line under the field says so while it is typed.
+    travelWarning_ = new QLabel(this);
+    travelWarning_->setObjectName("travelWarning");
+    travelWarning_->setWordWrap(true);
+    travelWarning_->hide();
+    ui_->nameLayout->insertWidget(1, travelWarning_);
+    connect(ui_->nameEdit, &QLineEdit::textChanged, this, [this](const QString& text) {
+        std::string why;
+        const bool travels = krav::format::TravelsInRegExport(text.toStdString(), why);
+        if (!travels)
+            travelWarning_->setText(
+                tr("This name cannot travel in a .reg file (%1); .qjv files keep it whole.")
+                    .arg(QString::fromStdString(why)));
+        travelWarning_->setVisible(!travels);
+        // The wrapped line needs the height it takes at the dialog's width.
+        layout()->activate();
+        setFixedHeight(std::max(sizeHint().height(), layout()->totalHeightForWidth(width())));
+    });
     setFixedHeight(sizeHint().height());
 }
 

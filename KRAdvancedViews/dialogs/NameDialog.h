@@ -9,9 +9,12 @@
 //   says why. Typing is not cut short, so a pasted name is never truncated
 //   silently into a different one.
 // - After the empty-name message the request counts as refused.
+// - A name the .reg export cannot carry (a quote or a backslash) is allowed;
+//   a line under the field says so while it is typed.
 #pragma once
 
 #include <QDialog>
+#include <QLabel>
 #include <functional>
 #include <memory>
 #include <string>
@@ -40,6 +43,7 @@ public:
 
 private:
     std::unique_ptr<Ui::NameDialog> ui_;
+    QLabel* travelWarning_ = nullptr;
 };
 
 // The name request: shows the dialog modally with `initial`, then checks the

@@ -528,6 +528,28 @@ private Q_SLOTS:
         QCOMPARE(combo->count(), 7);
     }
 
+    // A name a .reg file cannot carry is allowed, with a line saying so.
+    void nameDialogWarnsAboutNamesAnExportCannotCarry() {
+        CNameDialog name(views());
+        name.show();
+        auto* edit = qobject_cast<QLineEdit*>(FindControl(&name, 224));
+        auto* warning = name.findChild<QLabel*>("travelWarning");
+        QVERIFY(edit && warning);
+        edit->setText("Front");
+        QVERIFY(!warning->isVisible());
+        edit->setText("Say \"cheese\"");
+        QVERIFY(warning->isVisible());
+        QVERIFY(warning->text().contains(".reg file"));
+        QVERIFY(name.height() >= name.sizeHint().height());
+        QApplication::processEvents();
+        QVERIFY2(warning->height() >= warning->heightForWidth(warning->width()),
+                 "the line shows whole");
+        edit->setText("Back\\left");
+        QVERIFY(warning->isVisible());
+        edit->setText("Back left");
+        QVERIFY(!warning->isVisible());
+    }
+
     // Every label and button shows its whole text; with KRAV_SCREENSHOTS set
     // to a folder, the three dialogs are saved there as PNG.
     void dialogsShowTheirTextsWhole() {
