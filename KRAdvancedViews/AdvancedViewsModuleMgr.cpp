@@ -5,9 +5,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "KRAdvancedViews/StoreLayout.h"
 #include "Trace.h"
 #include "ViewInfo.h"
-#include "ViewList.h"
 #include "resources/StringTable.h"
 #include "zul/registry/RegHelper.h"
 

@@ -69,6 +69,23 @@ std::string StoredViewName(HKEY base, const std::string& subkey) {
     return buf;
 }
 
+std::vector<StoredView> ListStoredViews(IViewManager2* store, LSTATUS* status) {
+    std::vector<StoredView> views;
+    std::vector<StoredViewKey> keys;
+    const LSTATUS st = store ? ListStoredViewKeys(keys) : ERROR_INVALID_PARAMETER;
+    if (status) *status = st;
+    for (StoredViewKey& key : keys) {
+        StoredView view;
+        view.name = std::move(key.name);
+        if (store->GetViewInfo(view.name.c_str(), &view.info) == S_OK)
+            views.push_back(std::move(view));
+    }
+    std::stable_sort(views.begin(), views.end(), [](const StoredView& a, const StoredView& b) {
+        return a.info.iViewIndex < b.info.iViewIndex;
+    });
+    return views;
+}
+
 LSTATUS ListStoredViewKeys(std::vector<StoredViewKey>& out) {
     out.clear();
     KeyCloser base;

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "AdvancedViewsModuleMgr.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "Trace.h"
 #include "ViewInfo.h"
-#include "ViewList.h"
 
 namespace {
 

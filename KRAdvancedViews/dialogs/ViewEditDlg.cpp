@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ViewList.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "ViewManager.h"
 #include "dialogs/DialogSupport.h"
 #include "dialogs/NameDialog.h"

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "ViewList.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "dialogs/ViewAngles.h"
 #include "resources/StringTable.h"
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "ViewList.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "dialogs/DialogSupport.h"
 #include "resources/StringTable.h"
 #include "ui_ViewNavigatorDlg.h"

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "ComTest.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "RecordingSink.h"
 #include "TempHive.h"
-#include "ViewList.h"
 #include "ViewManager.h"
 #include "dialogs/ViewEdits.h"
 #include "resources/StringTable.h"

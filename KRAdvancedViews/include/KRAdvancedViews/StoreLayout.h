@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "KRAdvancedViews/IViewManager.h"
 #include "zul/registry/registry.h"
 
 namespace krav {
@@ -48,6 +49,15 @@ struct StoredViewKey {
 // ERROR_FILE_NOT_FOUND when there is no store key (no views), else
 // ERROR_SUCCESS or the status of the read that failed.
 LSTATUS ListStoredViewKeys(std::vector<StoredViewKey>& out);
+
+struct StoredView {
+    std::string name;
+    FullViewInfo info;
+};
+// Every view of the user's store whose record `store` can read, ordered by
+// view index (what menus, dialogs and tools list). Empty when the store key
+// does not exist; `status`, when given, receives ListStoredViewKeys' status.
+std::vector<StoredView> ListStoredViews(IViewManager2* store, LSTATUS* status = nullptr);
 
 // The older layout's key-name encoding: uuencoding without line breaks, with
 // the grave accent for 0 and the vertical bar for 60, so no backslash ever

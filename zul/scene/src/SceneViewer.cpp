@@ -9,7 +9,6 @@
 namespace zul::scene {
 
 HRESULT CSceneViewer::Redraw() {
-    ++redraws;
     if (scene && window) {
         applyCamera(cameraOf(*this), scene->renderer(), scene->axesRenderer());
         window->Render();

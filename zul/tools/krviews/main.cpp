@@ -156,19 +156,11 @@ struct Listed {
 // The stored views in index order, read through the store.
 HRESULT listViews(IViewManager2* store, std::vector<Listed>& out) {
     out.clear();
-    std::vector<krav::StoredViewKey> keys;
-    const LSTATUS st = krav::ListStoredViewKeys(keys);
-    if (st == ERROR_FILE_NOT_FOUND) return S_OK;
-    if (st != ERROR_SUCCESS) return HRESULT_FROM_WIN32(st);
-    for (const krav::StoredViewKey& key : keys) {
-        FullViewInfo info;
-        if (store->GetViewInfo(key.name.c_str(), &info) == S_OK)
-            out.push_back(
-                {info.iViewIndex, key.name, (info.iChangeBits & ViewChangeDefaultView) != 0});
-    }
-    std::stable_sort(out.begin(), out.end(),
-                     [](const Listed& a, const Listed& b) { return a.index < b.index; });
-    return S_OK;
+    LSTATUS st = ERROR_SUCCESS;
+    for (const krav::StoredView& v : krav::ListStoredViews(store, &st))
+        out.push_back(
+            {v.info.iViewIndex, v.name, (v.info.iChangeBits & ViewChangeDefaultView) != 0});
+    return st == ERROR_SUCCESS || st == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(st);
 }
 
 // The module's message `id` with `path` in place of its "%s".

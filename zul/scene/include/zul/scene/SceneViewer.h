@@ -27,7 +27,6 @@ public:
     // Not owned; both outlive the viewer's use.
     Scene* scene = nullptr;
     vtkRenderWindow* window = nullptr;
-    int redraws = 0;
     // Where the viewer's messages go (the host's message service; not owned).
     // Null: they are kept in `messages` as the in-memory viewer keeps them.
     IHostUIService* messageService = nullptr;
