@@ -125,9 +125,7 @@ LSTATUS Hive::fail(int rc, const char* what) {
     std::string msg = sqliteMessage(db_, rc);
     if (isDamage(rc)) {
         broken_ = ERROR_BADDB;
-        brokenDetail_ = "registry hive '" + path_ +
-                        "' is damaged or is not a registry hive: " + msg +
-                        "; the file was left untouched";
+        brokenDetail_ = damagedHiveMessage(path_, msg);
         setErrorDetail(brokenDetail_);
         return broken_;
     }
@@ -329,6 +327,20 @@ LSTATUS Hive::open(Access access) {
                         std::to_string(kSchemaVersion) + "); it was left untouched";
         setErrorDetail(brokenDetail_);
         return closeWith(broken_);
+    }
+    if (tables > 0) {
+        // A damaged hive is refused before anything is read from it or
+        // written to it; one that checks whole gets its day's backup.
+        std::string why;
+        rc = checkHiveWhole(db_, uint64_t(st.st_size), why);
+        if (rc == SQLITE_CORRUPT || isDamage(rc)) {
+            broken_ = ERROR_BADDB;
+            brokenDetail_ = damagedHiveMessage(path_, why);
+            setErrorDetail(brokenDetail_);
+            return closeWith(broken_);
+        }
+        if (rc != SQLITE_OK) return closeWith(fail(rc, "checking the hive"));
+        scheduleHiveBackup(path_);
     }
     if (!readOnly_) {
         // WAL is never used (see design); a hive left in WAL by another tool is

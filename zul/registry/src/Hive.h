@@ -27,6 +27,21 @@ size_t nameLength(std::string_view name);
 void setErrorDetail(std::string detail);
 void clearErrorDetail();
 
+// Checks a hive's file as a whole, on the connection `db`: SQLite's own
+// checks (the full integrity check, which also compares every index with its
+// table, up to kFullCheckBytes; the quick one, linear in the size, above) and
+// that every key hangs from the root with the root at the top, so that no
+// walk of the tree can loop. SQLITE_OK; SQLITE_CORRUPT with `why`; or the
+// SQLite error that stopped the check.
+constexpr uint64_t kFullCheckBytes = uint64_t(64) << 20;
+int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why);
+// The refusal of a damaged hive: what is wrong, that the file was left as it
+// was, and where its backup is and how to restore it, when there is one.
+std::string damagedHiveMessage(const std::string& hive, const std::string& why);
+// Starts the day's backup of a hive that has just checked whole, unless a
+// backup less than a day old exists (see zul/registry/Backup.h).
+void scheduleHiveBackup(const std::string& hive);
+
 struct ValueRecord {
     std::string name;
     DWORD type = REG_NONE;

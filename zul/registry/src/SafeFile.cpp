@@ -23,7 +23,6 @@ bool s_sameFile(const struct stat& a, const std::string& other) {
 } // namespace
 
 bool writeFileReplacing(const std::string& path, std::string_view bytes, std::string& why) {
-    namespace fs = std::filesystem;
     struct stat target {};
     const bool exists = ::stat(path.c_str(), &target) == 0;
     if (exists && (s_sameFile(target, userHivePath()) || s_sameFile(target, machineHivePath()))) {
@@ -34,14 +33,6 @@ bool writeFileReplacing(const std::string& path, std::string_view bytes, std::st
         why = std::strerror(EISDIR);
         return false;
     }
-    const fs::path file(path);
-    const fs::path dir = file.has_parent_path() ? file.parent_path() : fs::path(".");
-    std::string scratch = (dir / ("." + file.filename().string() + ".XXXXXX")).string();
-    const int fd = ::mkostemp(scratch.data(), O_CLOEXEC);
-    if (fd < 0) {
-        why = std::strerror(errno);
-        return false;
-    }
     mode_t mode = 0;
     if (exists) {
         mode = target.st_mode & 07777;
@@ -50,7 +41,21 @@ bool writeFileReplacing(const std::string& path, std::string_view bytes, std::st
         ::umask(mask);
         mode = 0666 & ~mask;
     }
-    bool ok = ::fchmod(fd, mode) == 0;
+    return replaceFileContents(path, bytes, mode, why);
+}
+
+bool replaceFileContents(const std::string& path, std::string_view bytes, unsigned mode,
+                         std::string& why) {
+    namespace fs = std::filesystem;
+    const fs::path file(path);
+    const fs::path dir = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    std::string scratch = (dir / ("." + file.filename().string() + ".XXXXXX")).string();
+    const int fd = ::mkostemp(scratch.data(), O_CLOEXEC);
+    if (fd < 0) {
+        why = std::strerror(errno);
+        return false;
+    }
+    bool ok = ::fchmod(fd, mode_t(mode)) == 0;
     for (size_t done = 0; ok && done < bytes.size();) {
         const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
         if (n < 0 && errno == EINTR) continue;

@@ -21,6 +21,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "zul/registry/Backup.h"
 #include "zul/registry/RegFile.h"
 #include "zul/registry/SafeFile.h"
 #include "zul/registry/registry.h"
@@ -244,6 +245,20 @@ int cmdRegsvr(const std::string& module, bool unregister) {
     return 0;
 }
 
+int cmdRestoreBackup(std::string hive, bool force) {
+    if (hive.empty()) hive = zul::registry::userHivePath();
+    zul::registry::RestoreResult done;
+    std::string why;
+    if (!zul::registry::restoreHiveBackup(hive, force, done, why)) {
+        std::cerr << "zulreg: restore-backup: " << why << "\n";
+        return kFailure;
+    }
+    std::cout << "Restored '" << hive << "' from its backup of " << done.backupTime << ".\n";
+    if (!done.keptAside.empty())
+        std::cout << "The hive it replaced is kept as '" << done.keptAside << "'.\n";
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -286,6 +301,14 @@ int main(int argc, char** argv) {
     regsvr->add_flag("-u,--unregister", unregister, "Unregister instead");
     regsvr->add_option("MODULE", file, "The server library")->required();
 
+    bool force = false;
+    std::string hive;
+    auto* restore = app.add_subcommand(
+        "restore-backup", "Put the last good copy of a hive (<hive>.backup, kept daily) in its "
+                          "place; the hive it replaces is kept as <hive>.damaged-<time>");
+    restore->add_option("HIVE", hive, "The hive (default: the user's hive)");
+    restore->add_flag("--force", force, "Restore even when the hive checks whole");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -299,5 +322,6 @@ int main(int argc, char** argv) {
     if (*set) return cmdSet(key, name, type, data);
     if (*del) return cmdDelete(key, nameOpt->count() ? &name : nullptr);
     if (*regsvr) return cmdRegsvr(file, unregister);
+    if (*restore) return cmdRestoreBackup(hive, force);
     return kUsage;
 }

@@ -18,6 +18,11 @@ namespace zul::registry {
 ZUL_PLATFORM_API bool writeFileReplacing(const std::string& path, std::string_view bytes,
                                          std::string& why);
 
+// The same step without the checks of the target: `path` gets `bytes` with
+// `mode`, whatever it was (used to put a hive's backup in its place).
+ZUL_PLATFORM_API bool replaceFileContents(const std::string& path, std::string_view bytes,
+                                          unsigned mode, std::string& why);
+
 // Reads the whole of `path` when it is a regular file of at most `limit`
 // bytes (opened without blocking, so a FIFO or a device is refused at once
 // rather than waited on). False with `why` ("not a regular file", "larger

@@ -1,0 +1,256 @@
+// Damaged hives: never served, never written, and the day's backup puts the
+// views back.
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+#include "ComTest.h"
+#include "HiveIntegrity.h"
+#include "RunProgram.h"
+#include "TempHive.h"
+#include "ViewManager.h"
+#include "zul/com/ComPtr.h"
+#include "zul/registry/Backup.h"
+
+namespace {
+
+using zul::com::ComPtr;
+using zul::test::runProgram;
+
+class Damage : public zul::test::TempHiveTest {
+protected:
+    // The user's hive with `n` views, written by the store itself.
+    void fillViews(int n) {
+        ComPtr<IViewManager2> store;
+        ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                      nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+                  S_OK);
+        for (int i = 1; i <= n; ++i) {
+            FullViewInfo info;
+            info.pViewVector[0] = float(i);
+            ASSERT_EQ(store->CreateViewInfo(("View " + std::to_string(i)).c_str(), info), S_OK);
+        }
+    }
+    // krviews on the hive `hive`, standard error merged into the output.
+    static zul::test::ProgramResult krviews(const std::string& hive, const std::string& args) {
+        return runProgram("ZUL_USER_HIVE='" + hive +
+                          "' KRAV_MODULE='" KRAV_MODULE_PATH "' '" KRVIEWS_PATH "' " + args +
+                          " 2>&1");
+    }
+    static zul::test::ProgramResult zulreg(const std::string& args) {
+        return runProgram("'" ZULREG_PATH "' " + args + " 2>&1");
+    }
+    static size_t lines(const std::string& s) {
+        size_t n = 0;
+        for (char c : s)
+            n += c == '\n';
+        return n;
+    }
+    static void sqlite(const std::string& path, const char* sql) {
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+        ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+        sqlite3_close(db);
+    }
+};
+
+int envInt(const char* name, int fallback) {
+    const char* v = std::getenv(name);
+    return v && std::atoi(v) > 0 ? std::atoi(v) : fallback;
+}
+
+} // namespace
+
+// Single bit flips anywhere in a hive of 108 views. Whatever SQLite's full
+// check finds damaged must be refused by the first command, and no command
+// may change the file; what it finds whole may be served.
+TEST_F(Damage, NoFlippedHiveIsServedOrWritten) {
+    fillViews(108);
+    const std::string good = readFile(userHive_);
+    ASSERT_GT(good.size(), 64u * 1024);
+    const std::string flipped = (dir_ / "flipped.db").string(),
+                      oracle = (dir_ / "oracle.db").string();
+    std::mt19937 rng(unsigned(envInt("KRAV_FLIP_SEED", 20261122)));
+    const int flips = envInt("KRAV_FLIPS", 200);
+    int whole = 0, refused = 0, refusedWhole = 0, served = 0, late = 0, written = 0;
+    for (int i = 0; i < flips; ++i) {
+        std::string bytes = good;
+        const size_t at = rng() % bytes.size();
+        bytes[at] = char(bytes[at] ^ (1 << (rng() % 8)));
+        for (const char* suffix : {"", "-journal", ".backup"})
+            std::filesystem::remove(flipped + suffix);
+        writeFile(flipped, bytes);
+        writeFile(oracle, bytes);
+        const bool damaged = zul::test::hiveIntegrity(oracle) != "ok";
+        const auto list = krviews(flipped, "list");
+        const auto add = krviews(flipped, "add 'Added after the flip'");
+        const bool changed = readFile(flipped) != bytes;
+        if (list.status != 0) {
+            EXPECT_NE(list.out.find("damaged"), std::string::npos) << list.out;
+            ++(damaged ? refused : refusedWhole);
+            EXPECT_NE(add.status, 0) << "byte " << at << ": refused, then written";
+            EXPECT_FALSE(changed) << "byte " << at;
+        } else if (damaged) {
+            ++served;
+            if (add.status != 0) ++late;
+            if (changed) ++written;
+            ADD_FAILURE() << "byte " << at << ": a damaged hive was served:\n" << list.out;
+        } else {
+            ++whole;
+        }
+    }
+    std::printf("%d flips: %d damaged and refused, %d whole by SQLite's check but refused "
+                "(broken key links), %d whole and served, %d damaged but served (%d of them "
+                "refused at the write, %d written)\n",
+                flips, refused, refusedWhole, whole, served, late, written);
+    EXPECT_EQ(served, 0);
+    EXPECT_EQ(written, 0);
+    EXPECT_GT(refused, flips / 5) << "the flips should damage a fair share";
+}
+
+// Keys that hang from nothing or from each other pass SQLite's check but
+// would send a walk of the tree round for ever: they are damage too.
+TEST_F(Damage, BrokenKeyLinksAreRefusedNotWalked) {
+    fillViews(3);
+    const std::string hive = readFile(userHive_);
+    struct Case {
+        const char* what;
+        const char* sql;
+    } cases[] = {
+        {"a key its own parent", "UPDATE keys SET parent=id WHERE name='VIEW_0002'"},
+        {"the root below a key", "UPDATE keys SET parent=(SELECT max(id) FROM keys) WHERE id=1"},
+        {"two keys each other's parent",
+         "UPDATE keys SET parent=(SELECT id FROM keys WHERE name='VIEW_0003') WHERE "
+         "name='VIEW_0001'; UPDATE keys SET parent=(SELECT id FROM keys WHERE name='VIEW_0001') "
+         "WHERE name='VIEW_0003'"},
+    };
+    for (const Case& c : cases) {
+        const std::string path = (dir_ / "loop.db").string();
+        writeFile(path, hive);
+        sqlite(path, c.sql);
+        ASSERT_EQ(zul::test::hiveIntegrity(path), "ok") << c.what;
+        const std::string before = readFile(path);
+        const auto list = krviews(path, "list");
+        EXPECT_NE(list.status, 0) << c.what;
+        EXPECT_NE(list.out.find("root"), std::string::npos) << c.what << ": " << list.out;
+        const auto exp = runProgram("ZUL_USER_HIVE='" + path +
+                                    "' '" ZULREG_PATH "' export HKEY_CURRENT_USER 2>&1");
+        EXPECT_EQ(exp.status, 1) << c.what << ": " << exp.out;
+        EXPECT_EQ(readFile(path), before) << c.what;
+        std::filesystem::remove(path);
+        std::filesystem::remove(path + ".backup");
+    }
+}
+
+// Damage found by a statement after the open check (another process broke
+// the file meanwhile) stops every later write of the process too.
+TEST_F(Damage, DamageFoundLaterStopsWrites) {
+    fillViews(60);
+    HKEY store = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &store),
+              ERROR_SUCCESS);
+    // Ruin the middle pages' headers and bump the change counter, as a
+    // writer would, so that the connection drops its cache.
+    std::string bytes = readFile(userHive_);
+    for (size_t page = 3; (page + 1) * 4096 <= bytes.size(); page += 2)
+        bytes.replace(page * 4096, 8, std::string(8, '\x07'));
+    bytes[27] = char(bytes[27] + 1);
+    writeFile(userHive_, bytes);
+
+    LSTATUS st = ERROR_SUCCESS;
+    char name[64];
+    for (DWORD i = 0; st == ERROR_SUCCESS || st == ERROR_FILE_NOT_FOUND; ++i) {
+        DWORD cch = sizeof name;
+        st = RegEnumKeyExA(store, i, name, &cch, nullptr, nullptr, nullptr, nullptr);
+        if (st != ERROR_SUCCESS) break;
+        HKEY view = nullptr;
+        st = RegOpenKeyExA(store, name, 0, KEY_READ, &view);
+        if (st != ERROR_SUCCESS) break;
+        char data[256];
+        DWORD size = sizeof data;
+        st = RegQueryValueExA(view, "View Name", nullptr, nullptr, reinterpret_cast<BYTE*>(data),
+                              &size);
+        RegCloseKey(view);
+    }
+    EXPECT_EQ(st, ERROR_BADDB);
+    EXPECT_NE(zul::registry::lastErrorDetail().find("nothing will be written"), std::string::npos)
+        << zul::registry::lastErrorDetail();
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\After", 0, nullptr, 0, KEY_ALL_ACCESS,
+                              nullptr, &key, nullptr),
+              ERROR_BADDB);
+    RegCloseKey(store);
+    EXPECT_EQ(readFile(userHive_), bytes) << "never written";
+}
+
+// The day's backup: made by the first program that finds the hive whole, not
+// again within a day, never from a damaged hive; zulreg restore-backup puts it
+// back and keeps the damaged file.
+TEST_F(Damage, TheLastGoodCopyComesBack) {
+    fillViews(40);
+    const std::string backup = zul::registry::hiveBackupPath(userHive_);
+    zul::registry::waitForHiveBackups();
+    ASSERT_EQ(krviews(userHive_, "list").status, 0);
+    struct stat st {};
+    ASSERT_EQ(::stat(backup.c_str(), &st), 0) << "a backup after the first whole open";
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(zul::test::hiveIntegrity(backup), "ok");
+
+    // Taken at most once a day.
+    ASSERT_EQ(krviews(userHive_, "add 'Only in the hive'").status, 0);
+    const std::string first = readFile(backup);
+    ASSERT_EQ(krviews(userHive_, "list").status, 0);
+    EXPECT_EQ(readFile(backup), first) << "a backup of today stays";
+    const timespec old[2] = {{std::time(nullptr) - 2 * 86400, 0},
+                             {std::time(nullptr) - 2 * 86400, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, backup.c_str(), old, 0), 0);
+    ASSERT_EQ(krviews(userHive_, "list").status, 0);
+    EXPECT_NE(readFile(backup), first) << "an old backup is renewed";
+    ::utimensat(AT_FDCWD, backup.c_str(), old, 0);
+    const std::string good = readFile(backup);
+    const size_t listed = lines(krviews(userHive_, "list").out);
+
+    // A damaged hive: refused with the way back, and never copied.
+    std::string bytes = readFile(userHive_);
+    for (size_t page = 2; (page + 1) * 4096 <= bytes.size(); ++page)
+        bytes.replace(page * 4096, 8, std::string(8, '\x07'));
+    writeFile(userHive_, bytes);
+    ASSERT_NE(zul::test::hiveIntegrity(userHive_), "ok");
+    const auto refused = krviews(userHive_, "list");
+    EXPECT_NE(refused.status, 0);
+    EXPECT_NE(refused.out.find("zulreg restore-backup"), std::string::npos) << refused.out;
+    EXPECT_NE(refused.out.find(backup), std::string::npos) << refused.out;
+    EXPECT_EQ(readFile(backup), good) << "a damaged hive never replaces the backup";
+
+    const auto restored = zulreg("restore-backup '" + userHive_ + "'");
+    ASSERT_EQ(restored.status, 0) << restored.out;
+    const auto list = krviews(userHive_, "list");
+    ASSERT_EQ(list.status, 0) << list.out;
+    EXPECT_EQ(lines(list.out), listed) << list.out;
+    size_t kept = 0;
+    for (const auto& e : std::filesystem::directory_iterator(dir_))
+        if (e.path().filename().string().rfind("user.db.damaged-", 0) == 0) {
+            ++kept;
+            EXPECT_EQ(readFile(e.path().string()), bytes) << "the damaged file, kept as it was";
+            EXPECT_NE(restored.out.find(e.path().string()), std::string::npos) << restored.out;
+        }
+    EXPECT_EQ(kept, 1u);
+    EXPECT_EQ(readFile(backup), good) << "the backup stays";
+
+    // A whole hive is not replaced unless asked; a damaged backup never
+    // replaces anything.
+    const auto again = zulreg("restore-backup '" + userHive_ + "'");
+    EXPECT_EQ(again.status, 1);
+    EXPECT_NE(again.out.find("--force"), std::string::npos) << again.out;
+    writeFile(backup, bytes);
+    const std::string now = readFile(userHive_);
+    const auto bad = zulreg("restore-backup --force '" + userHive_ + "'");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.out.find("damaged too"), std::string::npos) << bad.out;
+    EXPECT_EQ(readFile(userHive_), now);
+}
