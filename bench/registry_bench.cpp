@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "zul/registry/RegFile.h"
 #include "zul/registry/RegHelper.h"
 #include "zul/registry/Transaction.h"
 
@@ -163,6 +164,32 @@ void BM_ListSubkeys(benchmark::State& state) {
     RegCloseKey(key);
 }
 BENCHMARK(BM_ListSubkeys)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+// ms to export a key with N subkeys of one value each as registry editor
+// text (`zulreg export`); linear in N.
+void BM_ExportSubkeys(benchmark::State& state) {
+    const int n = int(state.range(0));
+    const std::string parent = "Software\\ZUL\\BenchExport" + std::to_string(n);
+    {
+        zul::registry::Transaction tx;
+        for (int i = 0; i < n; ++i) {
+            HKEY k = nullptr;
+            RegCreateKeyExA(HKEY_CURRENT_USER, (parent + "\\Key" + std::to_string(i)).c_str(), 0,
+                            nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr);
+            const DWORD v = DWORD(i);
+            RegSetValueExA(k, "Index", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+            RegCloseKey(k);
+        }
+        if (tx.commit() != 0) state.SkipWithError("filling failed");
+    }
+    for (auto _ : state) {
+        std::string text;
+        if (zul::registry::exportKey("HKEY_CURRENT_USER\\" + parent, text) != 0)
+            state.SkipWithError("export failed");
+        benchmark::DoNotOptimize(text.data());
+    }
+}
+BENCHMARK(BM_ExportSubkeys)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 // The hive check a process pays when it first opens a hive: ms for the first
 // call on a copy no connection has opened yet (open, header, check, one key

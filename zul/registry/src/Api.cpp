@@ -320,6 +320,13 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM 
         if (st != ERROR_FILE_NOT_FOUND) return st;
         if (!(access & KEY_CREATE_SUB_KEY)) return ERROR_ACCESS_DENIED;
         const Binding& target = bs.back();
+        if (target.path.size() + parts.size() > zul::registry::kMaxKeyDepth) {
+            zul::registry::setErrorDetail(
+                "the key would lie " + std::to_string(target.path.size() + parts.size()) +
+                " levels deep; a registry key lies at most " +
+                std::to_string(zul::registry::kMaxKeyDepth) + " levels below its root");
+            return ERROR_INVALID_PARAMETER;
+        }
         int64_t child = 0;
         bool created = false;
         st = target.hive->run(Access::Write, [&]() -> LSTATUS {

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "Hive.h"
 #include "zul/registry/Transaction.h"
@@ -83,7 +84,9 @@ void appendValue(std::string& out, const std::string& name, DWORD type, const st
     out += '\n';
 }
 
-LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
+// Writes one key's section and gives the names of its subkeys.
+LSTATUS exportSection(HKEY key, const std::string& path, std::string& out,
+                      std::vector<std::string>& children) {
     DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
     LSTATUS st = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr,
                                   &values, &maxName, &maxData, nullptr, nullptr);
@@ -99,7 +102,7 @@ LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
         appendValue(out, std::string(name.data(), cchName), type, data.substr(0, cbData));
     }
     out += '\n';
-    std::vector<std::string> children;
+    children.clear();
     std::string child(maxSub + 1, '\0');
     for (DWORD i = 0;; ++i) {
         DWORD cch = maxSub + 1;
@@ -108,14 +111,38 @@ LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
         if (st != ERROR_SUCCESS) return st;
         children.emplace_back(child.data(), cch);
     }
-    for (const std::string& c : children) {
+    return ERROR_SUCCESS;
+}
+
+// Writes `key` and everything below it, parents before children and
+// siblings in enumeration order. The walk keeps its own stack, so a tree as
+// deep as the registry allows costs no call stack.
+LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
+    struct Pending {
+        std::shared_ptr<KeyHandle> parent;
+        std::string name;
+        std::string path;
+    };
+    std::vector<std::string> children;
+    LSTATUS st = exportSection(key, path, out, children);
+    if (st != ERROR_SUCCESS) return st;
+    std::vector<Pending> stack;
+    auto pushChildren = [&](const std::shared_ptr<KeyHandle>& parent, const std::string& at) {
+        for (auto it = children.rbegin(); it != children.rend(); ++it)
+            stack.push_back({parent, *it, at + "\\" + *it});
+    };
+    pushChildren(nullptr, path); // no parent: `key`, which the caller owns
+    while (!stack.empty()) {
+        Pending next = std::move(stack.back());
+        stack.pop_back();
         HKEY raw = nullptr;
-        st = RegOpenKeyExA(key, c.c_str(), 0, KEY_READ, &raw);
+        st = RegOpenKeyExA(next.parent ? next.parent->get() : key, next.name.c_str(), 0, KEY_READ,
+                           &raw);
         if (st == ERROR_FILE_NOT_FOUND) continue; // deleted meanwhile by another process
         if (st != ERROR_SUCCESS) return st;
-        KeyHandle sub(raw);
-        st = exportTree(sub.get(), path + "\\" + c, out);
-        if (st != ERROR_SUCCESS) return st;
+        auto sub = std::make_shared<KeyHandle>(raw);
+        if ((st = exportSection(raw, next.path, out, children)) != ERROR_SUCCESS) return st;
+        pushChildren(sub, next.path);
     }
     return ERROR_SUCCESS;
 }
@@ -454,7 +481,12 @@ LSTATUS applyRegFile(const RegFileParse& parsed, const std::string& source, std:
     KeyHandle current;
     std::string currentPath;
     auto failed = [&](const RegFileOp& op, const char* what, LSTATUS st) {
-        error = source + ":" + std::to_string(op.line) + ": cannot " + what + " '" + op.key +
+        // A key path can be thousands of names long: the message keeps its
+        // two ends.
+        const std::string key = op.key.size() <= 200 ? op.key
+                                                     : op.key.substr(0, 120) + "..." +
+                                                           op.key.substr(op.key.size() - 60);
+        error = source + ":" + std::to_string(op.line) + ": cannot " + what + " '" + key +
                 "': " + describeStatus(st);
         const std::string detail = lastErrorDetail();
         if (!detail.empty()) error += " (" + detail + ")";

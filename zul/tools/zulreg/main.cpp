@@ -93,7 +93,18 @@ constexpr uint64_t kMaxImportBytes = uint64_t(64) << 20;
 int cmdImport(const std::string& file) {
     std::string bytes;
     if (file == "-") {
-        bytes.assign(std::istreambuf_iterator<char>(std::cin), {});
+        // Standard input may never end (/dev/zero): it is read up to the
+        // same bound as a file.
+        char chunk[1 << 16];
+        while (std::cin.read(chunk, sizeof chunk) || std::cin.gcount() > 0) {
+            bytes.append(chunk, size_t(std::cin.gcount()));
+            if (bytes.size() > kMaxImportBytes) {
+                std::cerr << "zulreg: cannot import standard input: larger than the "
+                          << (kMaxImportBytes >> 20)
+                          << " MiB such a file may be; nothing was imported\n";
+                return kFailure;
+            }
+        }
     } else if (std::string why; !zul::registry::readInputFile(file, kMaxImportBytes, bytes, why)) {
         std::cerr << "zulreg: cannot import '" << file << "': " << why
                   << "; nothing was imported\n";

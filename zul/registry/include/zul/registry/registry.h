@@ -114,6 +114,9 @@ namespace zul::registry {
 
 // Longest key name component and value name, in characters.
 constexpr size_t kMaxKeyNameLength = 255;
+// The deepest a key may lie below its hive's root, as in the Windows
+// registry; creating a key deeper fails with ERROR_INVALID_PARAMETER.
+constexpr size_t kMaxKeyDepth = 512;
 constexpr size_t kMaxValueNameLength = 16383;
 
 // The detailed reason of the last failing call on this thread (the hive file
