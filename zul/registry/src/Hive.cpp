@@ -154,6 +154,7 @@ LSTATUS Hive::fail(int rc, const char* what) {
         st = ERROR_CANTREAD;
         break;
     }
+    lastFailure_ = msg;
     setErrorDetail(std::string("registry hive '") + path_ + "': " + what + ": " + msg);
     return st;
 }

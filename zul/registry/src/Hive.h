@@ -126,6 +126,9 @@ private:
     bool readOnly_ = false;
     LSTATUS broken_ = ERROR_SUCCESS; // a damaged file stays refused, never rewritten
     std::string brokenDetail_;
+    // What the last failing statement said: the cause a later "transaction
+    // undone" names.
+    std::string lastFailure_;
     bool inTransaction_ = false; // joined by the thread's Transaction
     // SQLite undid the joined transaction on its own (it does after some I/O
     // errors): every further call of the scope fails, and so does its commit,

@@ -35,9 +35,9 @@ LSTATUS Hive::begin(Access access) {
 LSTATUS Hive::checkJoined() {
     if (!aborted_ && sqlite3_get_autocommit(db_)) aborted_ = true;
     if (!aborted_) return ERROR_SUCCESS;
-    setErrorDetail("registry hive '" + path_ +
-                   "': a write failed and the transaction was undone; nothing of it " +
-                   "was stored");
+    setErrorDetail("registry hive '" + path_ + "': a write failed" +
+                   (lastFailure_.empty() ? std::string() : " (" + lastFailure_ + ")") +
+                   " and the transaction was undone; nothing of it was stored");
     return ERROR_CANTWRITE;
 }
 
@@ -107,6 +107,7 @@ LSTATUS Hive::joinTransaction(Access access) {
     // each can still be undone on its own.
     for (int level = 2; st == ERROR_SUCCESS && level <= t_tx.depth; ++level) {
         inTransaction_ = true;
+        lastFailure_.clear();
         st = scope(level, ScopeStep::Open);
     }
     if (st != ERROR_SUCCESS) {
@@ -117,6 +118,7 @@ LSTATUS Hive::joinTransaction(Access access) {
         return st;
     }
     inTransaction_ = true;
+    lastFailure_.clear();
     t_tx.joined.push_back(Hive::forPath(path_));
     return ERROR_SUCCESS;
 }
