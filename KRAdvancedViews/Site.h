@@ -32,6 +32,13 @@ public:
             ui->ShowMessage(LoadModuleString(id), "Standard Views", type, nullptr);
     }
 
+    // Shows `text` the same way; false without a UI service.
+    bool showText(const std::string& text, UINT type) const {
+        auto ui = query<IHostUIService>();
+        if (ui) ui->ShowMessage(text.c_str(), "Standard Views", type, nullptr);
+        return bool(ui);
+    }
+
 private:
     zul::com::ComPtr<IUnknown> site_;
 };

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <istream>
+#include <iterator>
 #include <ostream>
 #include <sstream>
 
@@ -83,15 +84,22 @@ HRESULT CViewManager::SaveViewsExt(const char* pFileName, FileTypeEnum fileType)
     if (!pFileName) return E_FAIL;
     if (fileType != RegistryFile && fileType != TextFile) return E_INVALIDARG;
     return zul::com::firewall([&]() -> HRESULT {
+        m_toldLastFailure = false;
         // Written beside the target under a name made exclusively and
         // renamed over it: a failed save never leaves half a file where a
         // good one stood, and no link planted in a shared folder is followed.
         std::ostringstream out(std::ios::out | std::ios::binary);
         const HRESULT hr = _saveToFile(&out, fileType);
-        if (FAILED(hr)) return hr;
         std::string why;
-        if (!zul::registry::writeFileReplacing(pFileName, out.view(), why)) return E_FAIL;
-        return hr;
+        if (FAILED(hr)) {
+            why = zul::registry::lastErrorDetail();
+            if (why.empty()) why = "the stored views could not be read";
+        } else if (zul::registry::writeFileReplacing(pFileName, out.view(), why)) {
+            return hr;
+        }
+        _tell(krav::FormatModuleString(krav::IDS_SAVE_FAILED, {pFileName, why}),
+              MB_ICONEXCLAMATION);
+        return FAILED(hr) ? hr : E_FAIL;
     });
 }
 
@@ -174,58 +182,270 @@ HRESULT CViewManager::_saveToRegFile(std::ostream* stream, int count,
 // ---------------------------------------------------------------------------
 // Loading
 
+namespace {
+
+std::string s_rest(std::istream& in) {
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A reader's note in the module's words.
+std::string s_noteText(const ReadNote& n) {
+    const std::string line = std::to_string(n.line);
+    switch (n.kind) {
+    case ReadNote::LineTooLong:
+        return krav::FormatModuleString(krav::IDS_NOTE_LINE_TOO_LONG, {line, n.field});
+    case ReadNote::NotUtf16:
+        return krav::FormatModuleString(krav::IDS_NOTE_NOT_UTF16, {line});
+    case ReadNote::CutOff:
+        return krav::FormatModuleString(krav::IDS_NOTE_INCOMPLETE, {n.view, line});
+    case ReadNote::Unreadable:
+        return krav::FormatModuleString(krav::IDS_NOTE_UNREADABLE, {n.view, line});
+    case ReadNote::BadVector:
+        return krav::FormatModuleString(krav::IDS_NOTE_BAD_VECTOR, {n.view, line, n.field});
+    case ReadNote::BadNumber:
+        return krav::FormatModuleString(krav::IDS_NOTE_BAD_NUMBER, {n.view, line, n.field});
+    case ReadNote::NoName:
+        return krav::FormatModuleString(krav::IDS_NOTE_NO_NAME, {line});
+    case ReadNote::FewerViews:
+        return krav::FormatModuleString(krav::IDS_NOTE_FEWER_VIEWS, {n.field, n.view});
+    }
+    return {};
+}
+
+// The lines of a body after its header (line 2), counted in `notes`; a line
+// too long for the reader is noted where it stands.
+LineSource s_countedTextLines(std::istream& in, ReadNotes& notes) {
+    notes.line = 2;
+    return [&in, &notes](std::string& line) {
+        bool tooLong = false;
+        if (ReadTextLine(in, line, kQjvTextLineLimit, &tooLong)) {
+            ++notes.line;
+            return true;
+        }
+        if (tooLong)
+            notes.add(ReadNote::LineTooLong, {}, std::to_string(kQjvTextLineLimit - 1),
+                      notes.line + 1);
+        return false;
+    };
+}
+
+LineSource s_countedUnicodeLines(QjvUnicodeReader& reader, ReadNotes& notes) {
+    notes.line = 2;
+    return [&reader, &notes](std::string& line) {
+        if (reader.Next(line)) {
+            ++notes.line;
+            return true;
+        }
+        if (reader.StopReason() == QjvUnicodeReader::Stop::TooLong)
+            notes.add(ReadNote::LineTooLong, {}, std::to_string(kQjvTextLineLimit - 1),
+                      notes.line + 1);
+        else if (reader.StopReason() == QjvUnicodeReader::Stop::NotUtf16)
+            notes.add(ReadNote::NotUtf16, {}, {}, notes.line + 1);
+        return false;
+    };
+}
+
+} // namespace
+
+CViewManager::ParsedViewFile CViewManager::_parseQjvText(const std::string& bytes) {
+    ParsedViewFile f;
+    std::istringstream in(bytes);
+    double version = 2.0;
+    if (!ReadQjvTextHeader(in, version)) return f;
+    const LineSource lines = s_countedTextLines(in, f.notes);
+    if (version == 1.0) {
+        f.form = ParsedViewFile::Form::Version1;
+        f.records = ParseQjvVersion1(lines, &f.notes);
+    } else if (version == 2.0) {
+        f.form = ParsedViewFile::Form::Version2;
+        f.records = ParseQjvVersion2(lines, &f.notes);
+    }
+    return f;
+}
+
+CViewManager::ParsedViewFile CViewManager::_parseQjvUnicode(std::istream& in, bool swapBytes) {
+    ParsedViewFile f;
+    QjvUnicodeReader reader(in, swapBytes);
+    double version = 2.0;
+    if (!ReadQjvUnicodeHeader(reader, version)) return f;
+    const LineSource lines = s_countedUnicodeLines(reader, f.notes);
+    if (version == 1.0) {
+        f.form = ParsedViewFile::Form::Version1;
+        f.records = ParseQjvVersion1(lines, &f.notes);
+    } else if (version == 2.0) {
+        f.form = ParsedViewFile::Form::Version2Capped;
+        f.records = ParseQjvVersion2(lines, &f.notes);
+    }
+    return f;
+}
+
+CViewManager::ParsedViewFile CViewManager::_parseRegSections(std::istream& in) {
+    ParsedViewFile f;
+    f.form = ParsedViewFile::Form::Registry;
+    for (MergedSection& section : ReadRegExport(in, &f.notes)) {
+        // A view of the older layout is named by its key.
+        const bool current = section.key.find(krav::kStoreKeyName) != std::string::npos;
+        std::string name = current ? section.viewName : std::string();
+        if (!current) krav::s_decode(section.key.substr(section.key.rfind('\\') + 1), name);
+        if (name.empty()) {
+            // A section the file ends inside of is noted as such already.
+            const bool cutOff =
+                std::any_of(f.notes.notes.begin(), f.notes.notes.end(), [&](const ReadNote& n) {
+                    return n.kind == ReadNote::CutOff && n.line == section.line;
+                });
+            if (!cutOff) f.notes.add(ReadNote::NoName, {}, {}, section.line);
+            continue;
+        }
+        f.records.push_back({std::move(name), section.info});
+    }
+    return f;
+}
+
+CViewManager::ParsedViewFile CViewManager::_parseViewFile(const std::string& bytes,
+                                                          FileTypeEnum type) {
+    if (type == RegistryFile) {
+        std::istringstream in(bytes);
+        if (!LooksLikeRegExport(in)) return {};
+        std::istringstream body(bytes);
+        return _parseRegSections(body);
+    }
+    const unsigned mark =
+        bytes.size() >= 2
+            ? (static_cast<unsigned char>(bytes[0]) | static_cast<unsigned char>(bytes[1]) << 8)
+            : 0;
+    if (mark != 0xFEFF && mark != 0xFFFE) return _parseQjvText(bytes);
+    std::istringstream in(bytes.substr(2), std::ios::in | std::ios::binary);
+    return _parseQjvUnicode(in, mark == 0xFFFE);
+}
+
+HRESULT CViewManager::_storeParsed(ParsedViewFile& f, bool* allLoaded) {
+    KRAV_TRACE("CViewManager::_storeParsed");
+    switch (f.form) {
+    case ParsedViewFile::Form::NotViewFile:
+        return E_FAIL;
+    case ParsedViewFile::Form::Version1:
+        return _storeVersion1(f.records);
+    case ParsedViewFile::Form::Version2:
+        return _storeVersion2(f.records, 0, nullptr);
+    case ParsedViewFile::Form::Version2Capped: {
+        bool leftOut = false;
+        _storeVersion2(f.records, kMaxViews, &leftOut);
+        if (allLoaded) *allLoaded = !leftOut;
+        return _compressViews();
+    }
+    case ParsedViewFile::Form::Registry:
+        for (NamedRecord& view : f.records)
+            _noteLoaded(view.name, _addLoadedView(view.name.c_str(), view.info));
+        return _compressViews();
+    }
+    return E_FAIL;
+}
+
+void CViewManager::_noteLoaded(const std::string& name, HRESULT hr) {
+    if (!m_loadNotes || SUCCEEDED(hr)) return;
+    std::string why;
+    if (hr == E_UNEXPECTED) {
+        if (!m_loadNotesCapTold)
+            m_loadNotes->push_back(krav::FormatModuleString(krav::IDS_NOTE_STORE_FULL,
+                                                            {name, std::to_string(kMaxViews)}));
+        return;
+    }
+    if (hr == E_INVALIDARG)
+        why = name.empty() ? "it has no name" : "its camera type is neither 0 nor 1";
+    else if (why = zul::registry::lastErrorDetail(); why.empty())
+        why = "the registry could not be written";
+    m_loadNotes->push_back(krav::FormatModuleString(krav::IDS_NOTE_NOT_STORED, {name, why}));
+}
+
 HRESULT CViewManager::LoadViewsExt(const char* pFileName, FileTypeEnum fileType) {
     KRAV_TRACE("CViewManager::LoadViewsExt");
     if (!pFileName) return E_FAIL;
     return zul::com::firewall([&]() -> HRESULT {
+        m_toldLastFailure = false;
+        // The file is read and parsed whole before the registry is touched:
+        // an input that is not a regular file (a FIFO would block the load
+        // while it holds the store's lock) or is larger than any view file
+        // is refused at once, and the transaction below lasts only as long as
+        // storing the records does.
+        std::string bytes, why;
+        const bool known = fileType == TextFile || fileType == RegistryFile;
+        const bool read =
+            known && zul::registry::readInputFile(pFileName, kMaxViewFileBytes, bytes, why);
+        ParsedViewFile parsed;
+        if (read) parsed = _parseViewFile(bytes, fileType);
+        bytes.clear();
+        bytes.shrink_to_fit();
+
+        std::vector<std::string> storeNotes;
+        m_loadNotes = &storeNotes;
+        m_loadNotesCapTold = parsed.form == ParsedViewFile::Form::Version2Capped;
+        struct Reset {
+            CViewManager& self;
+            ~Reset() { self.m_loadNotes = nullptr; }
+        } reset{*this};
+
         HRESULT hr = E_FAIL;
+        bool allLoaded = true;
+        std::string storeFailure;
         BeginBatchViewEdit();
         {
             // The whole load is one step: a crash or a failure in the middle
             // leaves the store as it was.
-            // The file is read whole before the registry is touched: an input
-            // that is not a regular file (a FIFO would block the load while
-            // it holds the store's lock) or is larger than any view file is
-            // refused at once.
-            std::string bytes, why;
-            const bool known = fileType == TextFile || fileType == RegistryFile;
-            const bool read =
-                known && zul::registry::readInputFile(pFileName, kMaxViewFileBytes, bytes, why);
             OpScope tx(*this, true);
-            if (!known) {
+            if (!known)
                 hr = E_INVALIDARG;
-            } else if (!read) {
+            else if (read)
+                hr = _storeParsed(parsed, &allLoaded);
+            if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) {
                 hr = E_FAIL;
-            } else if (fileType == TextFile) {
-                const unsigned mark = bytes.size() >= 2
-                                          ? (static_cast<unsigned char>(bytes[0]) |
-                                             static_cast<unsigned char>(bytes[1]) << 8)
-                                          : 0;
-                if (mark == 0xFEFF || mark == 0xFFFE) {
-                    std::istringstream in(bytes.substr(2), std::ios::in | std::ios::binary);
-                    bool allLoaded = true;
-                    hr = _loadFromUnicodeFile(&in, mark == 0xFFFE, &allLoaded);
-                    if (!allLoaded) _showMessage(krav::IDS_MAX_VIEWS_LOADED, MB_ICONEXCLAMATION);
-                } else {
-                    std::istringstream text(bytes);
-                    hr = _loadFromTextFile(&text);
-                }
-            } else {
-                std::istringstream in(bytes);
-                if (LooksLikeRegExport(in)) {
-                    std::istringstream body(bytes);
-                    hr = _loadFromRegFile(&body);
-                }
+                storeFailure = zul::registry::lastErrorDetail();
+                if (storeFailure.empty()) storeFailure = "the registry could not be written";
             }
-            if (SUCCEEDED(hr) && tx.commit() != ERROR_SUCCESS) hr = E_FAIL;
             if (FAILED(hr)) {
                 tx.rollback();
                 _reloadSlots();
             }
         }
         EndBatchViewEdit();
+        m_loadNotes = nullptr;
+
+        // Told once the store's lock is released: a host's message box waits
+        // for the user.
+        if (known && !read) {
+            _tell(krav::FormatModuleString(krav::IDS_LOAD_FAILED, {pFileName, why}),
+                  MB_ICONEXCLAMATION);
+        } else if (!storeFailure.empty()) {
+            _tell(krav::FormatModuleString(krav::IDS_STORE_FAILED, {pFileName, storeFailure}),
+                  MB_ICONEXCLAMATION);
+        } else if (read && parsed.form != ParsedViewFile::Form::NotViewFile) {
+            std::vector<std::string> lines;
+            for (const ReadNote& n : parsed.notes.notes)
+                lines.push_back(s_noteText(n));
+            lines.insert(lines.end(), storeNotes.begin(), storeNotes.end());
+            if (!lines.empty()) {
+                constexpr size_t kShown = 12;
+                std::string text = krav::FormatModuleString(krav::IDS_LOAD_NOTES, {pFileName});
+                for (size_t i = 0; i < lines.size() && i < kShown; ++i)
+                    text += "\n" + lines[i];
+                if (lines.size() > kShown)
+                    text +=
+                        "\n" + krav::FormatModuleString(krav::IDS_MORE_NOTES,
+                                                        {std::to_string(lines.size() - kShown)});
+                _tell(text, MB_ICONEXCLAMATION);
+            }
+        }
+        if (!allLoaded) _showMessage(krav::IDS_MAX_VIEWS_LOADED, MB_ICONEXCLAMATION);
         return hr;
     });
+}
+
+void CViewManager::_tell(const std::string& text, UINT type) {
+    KRAV_TRACE("CViewManager::_tell");
+    if (m_site.showText(text, type)) m_toldLastFailure = true;
+}
+
+bool CViewManager::ToldUserOfLastFailure() {
+    return m_toldLastFailure;
 }
 
 void CViewManager::_reloadSlots() {
@@ -264,11 +484,8 @@ int CViewManager::_highestStoredIndex() {
 HRESULT CViewManager::_loadFromTextFile(std::istream* stream) {
     KRAV_TRACE("CViewManager::_loadFromTextFile");
     if (!stream) return E_POINTER;
-    double version = 2.0;
-    if (!ReadQjvTextHeader(*stream, version)) return E_FAIL;
-    if (version == 1.0) return _parseTextFileVer1(stream);
-    if (version == 2.0) return _parseTextFileVer2(stream);
-    return E_FAIL;
+    ParsedViewFile f = _parseQjvText(s_rest(*stream));
+    return _storeParsed(f, nullptr);
 }
 
 HRESULT CViewManager::_parseTextFileVer1(std::istream* stream) {
@@ -287,14 +504,8 @@ HRESULT CViewManager::_parseTextFileVer2(std::istream* stream) {
 HRESULT CViewManager::_loadFromUnicodeFile(std::istream* stream, bool swapBytes, bool* allLoaded) {
     KRAV_TRACE("CViewManager::_loadFromUnicodeFile");
     if (!stream) return E_POINTER;
-    QjvUnicodeReader reader(*stream, swapBytes);
-    double version = 2.0;
-    if (!ReadQjvUnicodeHeader(reader, version)) return E_FAIL;
-    if (version == 1.0) return _parseUnicodeFileVer1(reader);
-    if (version != 2.0) return E_FAIL;
-    const HRESULT parsed = _parseUnicodeFileVer2(reader);
-    if (allLoaded) *allLoaded = parsed != S_FALSE;
-    return _compressViews();
+    ParsedViewFile f = _parseQjvUnicode(*stream, swapBytes);
+    return _storeParsed(f, allLoaded);
 }
 
 HRESULT CViewManager::_parseUnicodeFileVer1(QjvUnicodeReader& reader) {
@@ -309,13 +520,25 @@ HRESULT CViewManager::_parseUnicodeFileVer2(QjvUnicodeReader& reader) {
     return leftOut ? S_FALSE : S_OK;
 }
 
-// Version 1: the records are numbered after the highest stored index.
 HRESULT CViewManager::_parseVersion1(const LineReader& readLine) {
     KRAV_TRACE("CViewManager::_parseVersion1");
+    std::vector<NamedRecord> records = ParseQjvVersion1(readLine);
+    return _storeVersion1(records);
+}
+
+HRESULT CViewManager::_parseVersion2(const LineReader& readLine, int cap, bool* leftOut) {
+    KRAV_TRACE("CViewManager::_parseVersion2");
+    std::vector<NamedRecord> records = ParseQjvVersion2(readLine);
+    return _storeVersion2(records, cap, leftOut);
+}
+
+// Version 1: the records are numbered after the highest stored index.
+HRESULT CViewManager::_storeVersion1(std::vector<NamedRecord>& records) {
+    KRAV_TRACE("CViewManager::_storeVersion1");
     int next = _highestStoredIndex();
-    for (NamedRecord& view : ParseQjvVersion1(readLine)) {
+    for (NamedRecord& view : records) {
         view.info.iViewIndex = ++next;
-        _addLoadedView(view.name.c_str(), view.info);
+        _noteLoaded(view.name, _addLoadedView(view.name.c_str(), view.info));
     }
     return _compressViews();
 }
@@ -323,17 +546,18 @@ HRESULT CViewManager::_parseVersion1(const LineReader& readLine) {
 // Version 2: numbered after the highest stored index. With `cap`, once `cap`
 // records were refused the rest are skipped and *leftOut is set; without it
 // the store is renumbered at the end.
-HRESULT CViewManager::_parseVersion2(const LineReader& readLine, int cap, bool* leftOut) {
-    KRAV_TRACE("CViewManager::_parseVersion2");
+HRESULT CViewManager::_storeVersion2(std::vector<NamedRecord>& records, int cap, bool* leftOut) {
+    KRAV_TRACE("CViewManager::_storeVersion2");
     int next = _highestStoredIndex();
     int refused = 0;
-    for (NamedRecord& view : ParseQjvVersion2(readLine)) {
+    for (NamedRecord& view : records) {
         view.info.iViewIndex = ++next;
         if (cap > 0 && refused >= cap) {
             if (leftOut) *leftOut = true;
             continue;
         }
         const HRESULT hr = _addLoadedView(view.name.c_str(), view.info);
+        _noteLoaded(view.name, hr);
         // A view refused because the store is full was left out too.
         if (hr == S_FALSE) ++refused;
         if (hr == E_UNEXPECTED && leftOut) *leftOut = true;
@@ -352,14 +576,8 @@ int CViewManager::_regFileMatchesPlatform(const char* path) {
 HRESULT CViewManager::_loadFromRegFile(std::istream* stream) {
     KRAV_TRACE("CViewManager::_loadFromRegFile");
     if (!stream) return E_POINTER;
-    for (const MergedSection& section : ReadRegExport(*stream)) {
-        // A view of the older layout is named by its key.
-        const bool current = section.key.find(krav::kStoreKeyName) != std::string::npos;
-        std::string name = current ? section.viewName : std::string();
-        if (!current) krav::s_decode(section.key.substr(section.key.rfind('\\') + 1), name);
-        _addLoadedView(name.c_str(), section.info);
-    }
-    return _compressViews();
+    ParsedViewFile f = _parseRegSections(*stream);
+    return _storeParsed(f, nullptr);
 }
 
 HRESULT CViewManager::_stripMergeTag(const char* storeKey, const char* viewKey, int index) {

@@ -23,13 +23,24 @@
 // number from the next line of `stream` into `out`. E_FAIL for a null stream.
 HRESULT _getVecFromLine(float out[3], bool threeValues, std::istream* stream);
 
+// Whether the store told the user (through its site's IHostUIService) why
+// its last load or save failed or what the load left out. The Standard Views
+// dialog asks it before showing its own general message; a store without it
+// tells nothing.
+struct IViewFileReport : IUnknown {
+    virtual bool STDMETHODCALLTYPE ToldUserOfLastFailure() = 0;
+};
+ZUL_DECLARE_IID(IViewFileReport, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0190");
+
 class CViewManager : public zul::com::ObjectRoot,
                      public IViewManager2,
                      public IViewManagerSink,
-                     public IObjectWithSite {
+                     public IObjectWithSite,
+                     public IViewFileReport {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CViewManager)
     ZUL_INTERFACE_ENTRY(IViewManager2)
+    ZUL_INTERFACE_ENTRY(IViewFileReport)
     ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewManagerSink)
     ZUL_INTERFACE_ENTRY(IObjectWithSite)
@@ -44,6 +55,9 @@ public:
     // A start that cannot read the registry leaves an empty store that fails
     // its operations with the registry's status; it does not fail creation.
     HRESULT finalConstruct() override;
+
+    // IViewFileReport
+    bool STDMETHODCALLTYPE ToldUserOfLastFailure() override;
 
     // IViewManager
     HRESULT STDMETHODCALLTYPE CreateView(const char* pViewName, float pUpVector[3],
@@ -181,6 +195,30 @@ private:
     HRESULT _parseVersion1(const LineReader& readLine);
     HRESULT _parseVersion2(const LineReader& readLine, int cap, bool* leftOut);
     HRESULT _loadFromRegFile(std::istream* stream);
+    // A view file parsed whole, before anything is stored: its form, its
+    // records (named as the store names them) and what the reader left out.
+    struct ParsedViewFile {
+        enum class Form { NotViewFile, Version1, Version2, Version2Capped, Registry };
+        Form form = Form::NotViewFile;
+        std::vector<krav::format::NamedRecord> records;
+        krav::format::ReadNotes notes;
+    };
+    static ParsedViewFile _parseViewFile(const std::string& bytes, FileTypeEnum type);
+    static ParsedViewFile _parseQjvText(const std::string& bytes);
+    static ParsedViewFile _parseQjvUnicode(std::istream& in, bool swapBytes);
+    static ParsedViewFile _parseRegSections(std::istream& in);
+    // Stores parsed records as the file's form loads them (numbering,
+    // replacing, the cap of the UTF-16 form, compression).
+    HRESULT _storeParsed(ParsedViewFile& file, bool* allLoaded);
+    HRESULT _storeVersion1(std::vector<krav::format::NamedRecord>& records);
+    HRESULT _storeVersion2(std::vector<krav::format::NamedRecord>& records, int cap, bool* leftOut);
+    // During a load, notes why a view was not stored (`hr` its status).
+    void _noteLoaded(const std::string& name, HRESULT hr);
+    std::vector<std::string>* m_loadNotes = nullptr;
+    bool m_loadNotesCapTold = false; // message 139 tells of the cap instead
+    // Shows `text` through the site; remembers that the user was told.
+    void _tell(const std::string& text, UINT type);
+    bool m_toldLastFailure = false;
     HRESULT _stripMergeTag(const char* storeKey, const char* viewKey, int index);
     int _highestStoredIndex();
     void _reloadSlots();

@@ -416,8 +416,13 @@ void CViewEditDlg::_load() {
         _message(IDS_FILE_FROM_WINDOWS, MB_ICONEXCLAMATION | MB_OK, shown);
         return;
     }
-    if (FAILED(store_->LoadViews(path.data(), type)))
-        _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
+    // The store says itself why a load failed when it knows (a file that is
+    // not a regular file, a full disk); the general message is for the rest.
+    if (FAILED(store_->LoadViews(path.data(), type))) {
+        zul::com::ComPtr<IViewFileReport> report;
+        if (FAILED(store_.As(report)) || !report->ToldUserOfLastFailure())
+            _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
+    }
 }
 
 void CViewEditDlg::_apply() {

@@ -25,8 +25,9 @@ std::string s_vec(const float v[3]) {
 
 } // namespace
 
-bool ReadTextLine(std::istream& in, std::string& line, size_t limit) {
+bool ReadTextLine(std::istream& in, std::string& line, size_t limit, bool* tooLong) {
     line.clear();
+    if (tooLong) *tooLong = false;
     if (!in.good()) return false;
     std::getline(in, line);
     if (in.bad() || (in.fail() && line.empty())) {
@@ -37,6 +38,7 @@ bool ReadTextLine(std::istream& in, std::string& line, size_t limit) {
     if (line.size() > limit - 1) {
         in.setstate(std::ios::failbit);
         line.clear();
+        if (tooLong) *tooLong = true;
         return false;
     }
     return true;
@@ -150,24 +152,31 @@ bool ReadQjvTextHeader(std::istream& in, double& version) {
     return true;
 }
 
-std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next) {
+std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next, ReadNotes* notes) {
     std::vector<NamedRecord> out;
     std::string name, line;
     while (next(name) && !name.empty()) {
         FullViewInfo r;
-        bool ok = next(line) && ScanFloats(line, r.pUpVector, 3) == 3;
-        ok = ok && next(line) && ScanFloats(line, r.pViewVector, 3) == 3;
+        const int start = notes ? notes->line : 0;
+        bool got = next(line);
+        bool ok = got && ScanFloats(line, r.pUpVector, 3) == 3;
+        ok = ok && (got = next(line)) && ScanFloats(line, r.pViewVector, 3) == 3;
         int type = r.cameraType;
-        ok = ok && next(line) && ScanInt(line, type);
-        ok = ok && next(line) && ScanInt(line, r.iViewIndex);
-        if (!ok) break;
+        ok = ok && (got = next(line)) && ScanInt(line, type);
+        ok = ok && (got = next(line)) && ScanInt(line, r.iViewIndex);
+        if (!ok) {
+            if (notes)
+                notes->add(got ? ReadNote::Unreadable : ReadNote::CutOff, name, {},
+                           got ? 0 : start);
+            break;
+        }
         r.cameraType = static_cast<CameraTypeEnum>(type);
         out.push_back({name, r});
     }
     return out;
 }
 
-std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next) {
+std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next, ReadNotes* notes) {
     std::vector<NamedRecord> out;
     auto split = [](const std::string& line, std::string& key, std::string& value) {
         const size_t colon = line.find(':');
@@ -187,8 +196,14 @@ std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next) {
         }
         if (!more) break;
         std::string name = value;
+        const int start = notes ? notes->line : 0;
         FullViewInfo r;
         bool complete = false;
+        // A value that does not read keeps the record's default, and the
+        // user is told which.
+        auto note = [&](bool read, ReadNote::Kind kind) {
+            if (!read && notes) notes->add(kind, name, key);
+        };
         while (!complete) {
             if (!next(line)) break;
             split(line, key, value);
@@ -196,27 +211,32 @@ std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next) {
             if (s_iequals(key, "Name"))
                 name = value;
             else if (s_iequals(key, "Up"))
-                ScanVector(value, r.pUpVector);
+                note(ScanVector(value, r.pUpVector), ReadNote::BadVector);
             else if (s_iequals(key, "View"))
-                ScanVector(value, r.pViewVector);
-            else if (s_iequals(key, "Type") && ScanInt(value, type))
-                r.cameraType = static_cast<CameraTypeEnum>(type);
-            else if (s_iequals(key, "Num"))
-                ScanInt(value, r.iViewIndex);
+                note(ScanVector(value, r.pViewVector), ReadNote::BadVector);
+            else if (s_iequals(key, "Type")) {
+                const bool read = ScanInt(value, type);
+                if (read) r.cameraType = static_cast<CameraTypeEnum>(type);
+                note(read, ReadNote::BadNumber);
+            } else if (s_iequals(key, "Num"))
+                note(ScanInt(value, r.iViewIndex), ReadNote::BadNumber);
             else if (s_iequals(key, "From"))
-                ScanVector(value, r.pFromVector);
+                note(ScanVector(value, r.pFromVector), ReadNote::BadVector);
             else if (s_iequals(key, "At"))
-                ScanVector(value, r.pAtVector);
+                note(ScanVector(value, r.pAtVector), ReadNote::BadVector);
             else if (s_iequals(key, "Fov"))
-                ScanFloats(value, &r.viewAngle, 1);
+                note(ScanFloats(value, &r.viewAngle, 1) == 1, ReadNote::BadNumber);
             else if (s_iequals(key, "HasAtAndFrom"))
-                ScanInt(value, r.bHasFromAndAt);
+                note(ScanInt(value, r.bHasFromAndAt), ReadNote::BadNumber);
             else if (s_iequals(key, "Change")) {
-                ScanInt(value, r.iChangeBits);
+                note(ScanInt(value, r.iChangeBits), ReadNote::BadNumber);
                 complete = true;
             }
         }
-        if (!complete) break; // cut off by the end of the file: dropped
+        if (!complete) { // cut off by the end of the file: dropped
+            if (notes) notes->add(ReadNote::CutOff, name, {}, start);
+            break;
+        }
         ClearFlagWithoutPoints(r);
         out.push_back({std::move(name), r});
         more = next(line) && !line.empty();

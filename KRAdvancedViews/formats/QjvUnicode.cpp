@@ -9,6 +9,7 @@ namespace krav::format {
 
 bool QjvUnicodeReader::Next(std::string& line, bool keepLineFeed) {
     line.clear();
+    stop_ = Stop::End;
     std::u16string units;
     for (;;) {
         if (pos_ + 1 >= fill_) {
@@ -31,16 +32,24 @@ bool QjvUnicodeReader::Next(std::string& line, bool keepLineFeed) {
             break;
         }
         units += unit;
-        if (units.size() > 1023) return false;
+        if (units.size() > 1023) {
+            stop_ = Stop::TooLong;
+            return false;
+        }
     }
     std::string text;
     try {
         utf8::utf16to8(units.begin(), units.end(), std::back_inserter(text));
     } catch (const utf8::exception&) {
+        stop_ = Stop::NotUtf16;
         return false;
     }
-    if (text.size() > 1024) return false;
+    if (text.size() > 1024) {
+        stop_ = Stop::TooLong;
+        return false;
+    }
     line = std::move(text);
+    stop_ = Stop::None;
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "KRAdvancedViews/StoreLayout.h"
@@ -63,50 +64,93 @@ bool LooksLikeRegExport(std::istream& in) {
     return std::strncmp(first, "REGEDIT", 7) == 0;
 }
 
-std::vector<MergedSection> ReadRegExport(std::istream& in) {
+std::vector<MergedSection> ReadRegExport(std::istream& in, ReadNotes* notes) {
     std::vector<MergedSection> out;
+    ReadNotes unused;
+    ReadNotes& told = notes ? *notes : unused;
+    int lineNo = 0;
+    auto read = [&](std::string& line) {
+        bool tooLong = false;
+        if (ReadTextLine(in, line, kRegLineLimit, &tooLong)) {
+            told.line = ++lineNo;
+            return true;
+        }
+        if (tooLong)
+            told.add(ReadNote::LineTooLong, {}, std::to_string(kRegLineLimit - 1), lineNo + 1);
+        return false;
+    };
     std::string line, lastKey;
-    while (ReadTextLine(in, line, kRegLineLimit)) {
+    // The export says how many views it holds: fewer sections mean a file
+    // cut short.
+    long announced = -1;
+    while (read(line)) {
         if (!line.empty() && line[0] == '[') {
             lastKey = line;
+            continue;
+        }
+        if (line.compare(0, 21, "\"Merged Views\"=dword:") == 0) {
+            // Written as decimal digits, as the writer always has.
+            announced = std::strtol(line.c_str() + 21, nullptr, 10);
             continue;
         }
         if (line.compare(0, 10, "@=\"Merged\"") != 0) continue;
         // The key header just before names the view's key.
         MergedSection s;
         s.key = lastKey.size() >= 2 ? lastKey.substr(1, lastKey.rfind(']') - 1) : std::string();
+        s.line = lineNo;
         FullViewInfo& r = s.info;
         // A vector with a component that does not read stays the default whole.
         bool broken[4] = {false, false, false, false};
         float* vectors[4] = {r.pUpVector, r.pViewVector, r.pFromVector, r.pAtVector};
+        static const char* kVectorNames[4] = {"UpVector", "ViewVector", "FromPoint", "AtPoint"};
+        // What did not read, named once the section's view name is known.
+        std::vector<ReadNote> pending;
         auto component = [&](int vector, int k, const std::string& text) {
             float v = 0;
-            if (ScanFloats(text, &v, 1) == 1)
+            if (ScanFloats(text, &v, 1) == 1) {
                 vectors[vector][k] = v;
-            else
+            } else if (!broken[vector]) {
                 broken[vector] = true;
-        };
-        for (;;) {
-            const bool got = ReadTextLine(in, line, kRegLineLimit);
-            const RegValueLine v = got ? s_splitRegLine(line) : RegValueLine();
-            if (!got || v.empty) break;
-            static const char* axes[3] = {"X", "Y", "Z"};
-            for (int k = 0; k < 3; ++k) {
-                if (v.name == std::string("UpVector ") + axes[k]) component(0, k, v.value);
-                if (v.name == std::string("ViewVector ") + axes[k]) component(1, k, v.value);
-                if (v.name == std::string("FromPoint ") + axes[k]) component(2, k, v.value);
-                if (v.name == std::string("AtPoint ") + axes[k]) component(3, k, v.value);
+                pending.push_back({ReadNote::BadVector, lineNo, {}, kVectorNames[vector]});
             }
-            if (v.name == "FOV")
-                ScanFloats(v.value, &r.viewAngle, 1);
-            else if (v.name == "Camera Type")
-                r.cameraType = static_cast<CameraTypeEnum>(LeadingInt(v.value));
-            else if (v.name == kViewIndexValue)
-                r.iViewIndex = LeadingInt(v.value);
-            else if (v.name == "Change Bits")
-                r.iChangeBits = LeadingInt(v.value);
-            else if (v.name == kViewNameValue)
+        };
+        auto number = [&](bool read, const std::string& name) {
+            if (!read) pending.push_back({ReadNote::BadNumber, lineNo, {}, name});
+        };
+        int seen = 0;
+        bool ended = false;
+        for (;;) {
+            const bool got = read(line);
+            const RegValueLine v = got ? s_splitRegLine(line) : RegValueLine();
+            if (!got || v.empty) {
+                ended = got;
+                break;
+            }
+            static const char* axes[3] = {"X", "Y", "Z"};
+            for (int k = 0; k < 3; ++k)
+                for (int vector = 0; vector < 4; ++vector)
+                    if (v.name == std::string(kVectorNames[vector]) + " " + axes[k]) {
+                        component(vector, k, v.value);
+                        ++seen;
+                    }
+            int n = 0;
+            if (v.name == "FOV") {
+                number(ScanFloats(v.value, &r.viewAngle, 1) == 1, v.name);
+            } else if (v.name == "Camera Type") {
+                number(ScanInt(v.value, n), v.name);
+                r.cameraType = static_cast<CameraTypeEnum>(n);
+            } else if (v.name == kViewIndexValue) {
+                number(ScanInt(v.value, n), v.name);
+                r.iViewIndex = n;
+            } else if (v.name == "Change Bits") {
+                number(ScanInt(v.value, n), v.name);
+                r.iChangeBits = n;
+            } else if (v.name == kViewNameValue) {
                 s.viewName = v.value;
+            } else {
+                continue;
+            }
+            ++seen;
         }
         const FullViewInfo defaults;
         const float* defaultVectors[4] = {defaults.pUpVector, defaults.pViewVector,
@@ -114,8 +158,23 @@ std::vector<MergedSection> ReadRegExport(std::istream& in) {
         for (int i = 0; i < 4; ++i)
             if (broken[i]) std::copy(defaultVectors[i], defaultVectors[i] + 3, vectors[i]);
         ClearFlagWithoutPoints(r);
+        const std::string shown =
+            s.viewName.empty() ? s.key.substr(s.key.rfind('\\') + 1) : s.viewName;
+        for (ReadNote& note : pending) {
+            note.view = shown;
+            told.notes.push_back(std::move(note));
+        }
+        // Twelve vector components, FOV, the camera type, the index, the
+        // change bits and the name: a section the file ends inside of before
+        // them all is incomplete.
+        if (!ended && seen < 17) told.add(ReadNote::CutOff, shown, {}, s.line);
         out.push_back(std::move(s));
     }
+    bool stopped = false; // a line too long ended the file: said already
+    for (const ReadNote& n : told.notes)
+        stopped = stopped || n.kind == ReadNote::LineTooLong;
+    if (!stopped && announced > long(out.size()))
+        told.add(ReadNote::FewerViews, std::to_string(out.size()), std::to_string(announced));
     return out;
 }
 

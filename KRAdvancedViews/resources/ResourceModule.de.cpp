@@ -37,6 +37,30 @@ constexpr ResourceEntry kStrings[] = {
                                  "wurden m\u00f6glicherweise nicht geladen."},
     {krav::IDS_LOCKED_UP_VECTOR,
      "Diese Ansicht kann mit dem gesperrten Aufw\u00e4rtsvektor nicht angewendet werden."},
+    {krav::IDS_LOAD_NOTES, "Die Datei %s wurde nicht vollst\u00e4ndig geladen:"},
+    {krav::IDS_LOAD_FAILED, "Die Datei %s konnte nicht geladen werden: %s."},
+    {krav::IDS_SAVE_FAILED, "Die Datei %s konnte nicht gespeichert werden: %s."},
+    {krav::IDS_STORE_FAILED, "Die Ansichten der Datei %s konnten nicht gespeichert werden: %s."},
+    {krav::IDS_MORE_NOTES, "... und %d weitere."},
+    {krav::IDS_NOTE_LINE_TOO_LONG,
+     "Zeile %d ist l\u00e4nger als die %d Zeichen, die eine Zeile haben darf; sie und der Rest "
+     "der Datei wurden nicht gelesen."},
+    {krav::IDS_NOTE_NOT_UTF16, "Zeile %d ist kein g\u00fcltiger UTF-16-Text; sie und der Rest "
+                               "der Datei wurden nicht gelesen."},
+    {krav::IDS_NOTE_INCOMPLETE,
+     "Ansicht \"%s\" (Zeile %d) ist unvollst\u00e4ndig; sie wurde nicht geladen."},
+    {krav::IDS_NOTE_UNREADABLE, "Ansicht \"%s\", Zeile %d: eine Zahl ist nicht lesbar; sie und "
+                                "der Rest der Datei wurden nicht gelesen."},
+    {krav::IDS_NOTE_BAD_VECTOR, "Ansicht \"%s\", Zeile %d: %s besteht nicht aus drei endlichen "
+                                "Zahlen; der Standardwert bleibt erhalten."},
+    {krav::IDS_NOTE_BAD_NUMBER,
+     "Ansicht \"%s\", Zeile %d: %s ist keine Zahl; der Standardwert bleibt erhalten."},
+    {krav::IDS_NOTE_NO_NAME, "Die Ansicht in Zeile %d hat keinen Namen; sie wurde nicht geladen."},
+    {krav::IDS_NOTE_STORE_FULL, "Ansicht \"%s\" wurde nicht geladen: es sind h\u00f6chstens %d "
+                                "Ansichten m\u00f6glich."},
+    {krav::IDS_NOTE_NOT_STORED, "Ansicht \"%s\" wurde nicht gespeichert: %s."},
+    {krav::IDS_NOTE_FEWER_VIEWS, "Die Datei k\u00fcndigt %s Ansichten an, enth\u00e4lt aber %s; "
+                                 "sie wurde m\u00f6glicherweise abgeschnitten."},
     {krav::IDS_VIEW_FILES, "Ansichtsdateien"},
     {krav::IDS_REG_FILES, "Registrierungsdateien"},
     {krav::IDS_CONFIRM_DELETE, "M\u00f6chten Sie die Ansicht(en) wirklich l\u00f6schen?"},

@@ -33,6 +33,26 @@ constexpr ResourceEntry kStrings[] = {
     {IDS_MAX_VIEWS_LOADED,
      "The maximum number of views are set.  Some views may not have been loaded."},
     {IDS_LOCKED_UP_VECTOR, "Unable to apply this view based on the currently locked up vector."},
+    {IDS_LOAD_NOTES, "Not everything in the file, %s, was loaded:"},
+    {IDS_LOAD_FAILED, "The file, %s, could not be loaded: %s."},
+    {IDS_SAVE_FAILED, "The file, %s, could not be saved: %s."},
+    {IDS_STORE_FAILED, "The views of the file, %s, could not be stored: %s."},
+    {IDS_MORE_NOTES, "... and %d more."},
+    {IDS_NOTE_LINE_TOO_LONG,
+     "Line %d is longer than the %d characters a line may hold; it and the rest of the file "
+     "were not read."},
+    {IDS_NOTE_NOT_UTF16,
+     "Line %d is not valid UTF-16 text; it and the rest of the file were not read."},
+    {IDS_NOTE_INCOMPLETE, "View \"%s\" (line %d) is incomplete; it was not loaded."},
+    {IDS_NOTE_UNREADABLE,
+     "View \"%s\", line %d: a number does not read; it and the rest of the file were not read."},
+    {IDS_NOTE_BAD_VECTOR,
+     "View \"%s\", line %d: %s is not three finite numbers; it keeps its default."},
+    {IDS_NOTE_BAD_NUMBER, "View \"%s\", line %d: %s is not a number; it keeps its default."},
+    {IDS_NOTE_NO_NAME, "The view at line %d has no name; it was not loaded."},
+    {IDS_NOTE_STORE_FULL, "View \"%s\" was not loaded: the store holds at most %d views."},
+    {IDS_NOTE_NOT_STORED, "View \"%s\" was not stored: %s."},
+    {IDS_NOTE_FEWER_VIEWS, "The file announces %s views but holds %s; it may have been cut short."},
     {IDS_VIEW_FILES, "View Files"},
     {IDS_REG_FILES, "Reg Files"},
     {IDS_CONFIRM_DELETE, "Are you sure you want to delete the view(s)?"},
@@ -101,6 +121,22 @@ const char* LoadModuleMenu(unsigned id) {
     if (const char* text = fromResourceModule(kRtMenu, id)) return text;
     const char* text = FindResource(kMenus, id);
     return text ? text : "";
+}
+
+std::string FormatModuleString(unsigned id, std::initializer_list<std::string> args) {
+    const std::string text = LoadModuleString(id);
+    std::string out;
+    auto next = args.begin();
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 1 < text.size() && (text[i + 1] == 's' || text[i + 1] == 'd') &&
+            next != args.end()) {
+            out += *next++;
+            ++i;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
 }
 
 const char* LoadModuleString(unsigned id) {

@@ -1,6 +1,9 @@
 // The module's string table, looked up by resource id.
 #pragma once
 
+#include <initializer_list>
+#include <string>
+
 #include "KRAdvancedViews/ResourceIds.h"
 #include "resources/ResourceTable.h"
 
@@ -13,6 +16,10 @@ using namespace krav::ids;
 // valid while the module is loaded. Taken from the resource module when one is
 // in use and holds the id, else from the built-in English table.
 const char* LoadModuleString(unsigned id);
+
+// The text of `id` with each "%s" and "%d" in it replaced by the next of
+// `args`, in order (a placeholder without an argument is left as it is).
+std::string FormatModuleString(unsigned id, std::initializer_list<std::string> args);
 
 // Menu resources (the full "&View" menu 205, the context menu 231, the short
 // menu 234 and the align drop-down 235) as text, one line per entry:

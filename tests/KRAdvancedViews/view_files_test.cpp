@@ -4,6 +4,7 @@
 
 #include "ComTest.h"
 #include "RecordingSink.h"
+#include "RecordingUI.h"
 #include "TempHive.h"
 #include "Utf16.h"
 #include "ViewInfo.h"
@@ -18,19 +19,7 @@ using zul::test::make;
 
 namespace {
 
-// Records the messages the store shows through its site.
-class CRecordingUI : public zul::com::ObjectRoot, public IHostUIService {
-public:
-    ZUL_BEGIN_INTERFACE_MAP(CRecordingUI)
-    ZUL_INTERFACE_ENTRY(IHostUIService)
-    ZUL_END_INTERFACE_MAP()
-    ZUL_DELEGATING_IUNKNOWN
-    std::vector<std::string> shown;
-    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT type, int*) override {
-        shown.push_back(std::string(text) + (type == MB_ICONEXCLAMATION ? " [!]" : ""));
-        return S_OK;
-    }
-};
+using krav::test::CRecordingUI;
 
 ComPtr<IViewManager2> startStore() {
     ComPtr<IViewManager2> s;

@@ -152,8 +152,9 @@ TEST_F(Damage, BrokenKeyLinksAreRefusedNotWalked) {
 TEST_F(Damage, DamageFoundLaterStopsWrites) {
     fillViews(60);
     HKEY store = nullptr;
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &store),
-              ERROR_SUCCESS);
+    ASSERT_EQ(
+        RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\KRAdvancedViews2", 0, KEY_READ, &store),
+        ERROR_SUCCESS);
     // Ruin the middle pages' headers and bump the change counter, as a
     // writer would, so that the connection drops its cache.
     std::string bytes = readFile(userHive_);

@@ -9,6 +9,8 @@
 #include <functional>
 #include <string>
 
+#include "ComTest.h"
+#include "RecordingUI.h"
 #include "TempHive.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
@@ -23,6 +25,8 @@ struct FaultVfs {
     static inline sqlite3_vfs vfs{};
     static inline sqlite3_io_methods methods{};
     static inline int calls = 0, failAt = 0, injected = 0;
+    // What a failing write returns: an I/O error, or SQLITE_FULL for a full disk.
+    static inline int writeError = SQLITE_IOERR_WRITE;
 
     struct File {
         sqlite3_file base;
@@ -65,7 +69,7 @@ struct FaultVfs {
             return inner(f)->pMethods->xRead(inner(f), p, n, o);
         };
         methods.xWrite = [](sqlite3_file* f, const void* p, int n, sqlite3_int64 o) {
-            return fault() ? SQLITE_IOERR_WRITE : inner(f)->pMethods->xWrite(inner(f), p, n, o);
+            return fault() ? writeError : inner(f)->pMethods->xWrite(inner(f), p, n, o);
         };
         methods.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) {
             return inner(f)->pMethods->xTruncate(inner(f), n);
@@ -107,6 +111,7 @@ protected:
     }
     void TearDown() override {
         FaultVfs::disarm();
+        FaultVfs::writeError = SQLITE_IOERR_WRITE;
         TempHiveTest::TearDown();
     }
 
@@ -166,4 +171,62 @@ TEST_F(FaultInjection, EveryStoreOperationIsAllOrNothing) {
                              [&] { return store->LoadViewsExt(file.c_str(), TextFile); });
     EXPECT_GT(faults, 6) << "every operation met at least one fault";
     std::printf("faulted attempts: %d\n", faults);
+}
+
+// A disk that fills up at any write of a load: the load stores nothing, and
+// the user is told the disk is full, never that the file is not valid.
+TEST_F(FaultInjection, AFullDiskIsToldAsAFullDisk) {
+    using zul::com::ComPtr;
+    ComPtr<IViewManager2> store;
+    ASSERT_EQ(zul::com::createInstance<CViewManager>(
+                  nullptr, IID_IViewManager2, reinterpret_cast<void**>(store.GetAddressOf())),
+              S_OK);
+    auto ui = zul::test::make<krav::test::CRecordingUI, IHostUIService>();
+    ComPtr<IObjectWithSite> site;
+    ASSERT_EQ(store.As(site), S_OK);
+    site->SetSite(static_cast<IHostUIService*>(ui.Get()));
+    std::string file = "KRAdvancedViews Persistence File\n2\n";
+    for (int i = 0; i < 12; ++i)
+        file += "Name:Full " + std::to_string(i) +
+                "\nUp:0 0 1\nView:1 0 0\nType:0\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:28\n"
+                "HasAtAndFrom:0\nChange:530\n";
+    const std::string path = (dir_ / "full.qjv").string();
+    writeFile(path, file);
+    FaultVfs::writeError = SQLITE_FULL;
+    int faults = 0, fullSaid = 0;
+    for (int k = 1; k < 1000; ++k) {
+        const std::string before = registry();
+        ui->shown.clear();
+        FaultVfs::arm(k);
+        const HRESULT hr = store->LoadViewsExt(path.c_str(), TextFile);
+        FaultVfs::disarm();
+        if (FaultVfs::injected == 0) {
+            EXPECT_EQ(hr, S_OK);
+            break;
+        }
+        ++faults;
+        std::string shown;
+        for (const std::string& s : ui->shown)
+            shown += s + "\n";
+        // SQLite reports a write that fails while it commits as an I/O
+        // error; everywhere else the disk is called full.
+        const bool full = shown.find("disk is full") != std::string::npos;
+        fullSaid += full;
+        EXPECT_TRUE(full || shown.find("disk I/O error") != std::string::npos)
+            << "step " << k << ": " << shown;
+        EXPECT_EQ(shown.find("not a valid"), std::string::npos) << "step " << k;
+        EXPECT_TRUE(FAILED(hr)) << "step " << k;
+        {
+            EXPECT_EQ(registry(), before) << "step " << k;
+            ComPtr<IViewFileReport> report;
+            ASSERT_EQ(store.As(report), S_OK);
+            EXPECT_TRUE(report->ToldUserOfLastFailure()) << "step " << k;
+        }
+        if (::testing::Test::HasFailure()) break;
+    }
+    EXPECT_GT(faults, 0);
+    EXPECT_GT(fullSaid * 2, faults) << "most steps name the full disk";
+    std::printf("%d steps of a load met a full disk; %d were told as a full disk\n", faults,
+                fullSaid);
+    site->SetSite(nullptr);
 }

@@ -444,9 +444,11 @@ int cmdFile(Session& s, Args& a) {
     }
     std::vector<char> path(a.file.begin(), a.file.end());
     path.push_back('\0');
+    const unsigned shown = s.host->messagesShown;
     if (a.command == "save") {
         const HRESULT hr = s.mgr->SaveViews(path.data(), type);
         if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
+        if (hr != S_OK && s.host->messagesShown != shown) return kFailure; // the store said why
         if (hr != S_OK) return failure("cannot save to '" + a.file + "'", hr);
         if (type == RegistryFile) {
             std::vector<Listed> views;
@@ -459,6 +461,7 @@ int cmdFile(Session& s, Args& a) {
         return kDone;
     }
     const HRESULT hr = s.mgr->LoadViews(path.data(), type);
+    if (FAILED(hr) && s.host->messagesShown != shown) return kFailure; // the store said why
     if (FAILED(hr)) {
         const bool foreign = type == RegistryFile && hr == E_FAIL;
         std::cerr << "krviews: " << moduleMessage(s.resource, foreign ? 104 : 109, a.file) << "\n";

@@ -26,8 +26,8 @@ using LineSource = std::function<bool(std::string&)>;
 // Reads one 8-bit line into `line` without its line feed (and without one
 // carriage return before it). A line that does not fit a buffer of `limit`
 // characters sets the stream's fail state, so this and every later read
-// yields false, as at end of file.
-bool ReadTextLine(std::istream& in, std::string& line, size_t limit);
+// yields false, as at end of file; `tooLong`, when given, says so.
+bool ReadTextLine(std::istream& in, std::string& line, size_t limit, bool* tooLong = nullptr);
 
 // The 8-bit header: true when the first line is the header exactly; the
 // version is the next line's number (2 when missing or unreadable).
@@ -36,7 +36,9 @@ bool ReadQjvTextHeader(std::istream& in, double& version);
 // The records of a version 1 body, until an empty name line, the end, or a
 // number that does not read (which ends the file, as a failed extraction
 // did). Indices are as read; the loader numbers them.
-std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next);
+// `notes`, when given, receives what was left out (its line is kept by
+// `next`), as for version 2.
+std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next, ReadNotes* notes = nullptr);
 
 // The records of a version 2 body: each from its "Name" line (lines before
 // one are skipped) to its "Change" line, keys case-insensitive, unknown keys
@@ -44,7 +46,9 @@ std::vector<NamedRecord> ParseQjvVersion1(const LineSource& next);
 // record's default. A record
 // cut off by the end of the file is dropped; an empty line ends the body.
 // bHasFromAndAt is cleared for a record whose points are all zero.
-std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next);
+// `notes`, when given, receives each value left at its default and each
+// record dropped.
+std::vector<NamedRecord> ParseQjvVersion2(const LineSource& next, ReadNotes* notes = nullptr);
 
 // "%g" in the C locale (six significant digits).
 std::string FormatNumber(double v);

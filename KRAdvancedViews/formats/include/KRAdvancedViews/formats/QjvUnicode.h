@@ -23,6 +23,9 @@ public:
     // returned), for a longer line, and when the conversion fails (an
     // unpaired surrogate).
     bool Next(std::string& line, bool keepLineFeed = false);
+    // Why the last Next returned false.
+    enum class Stop { None, End, TooLong, NotUtf16 };
+    Stop StopReason() const { return stop_; }
     // As a LineSource, without line feeds.
     LineSource Lines() {
         return [this](std::string& line) { return Next(line, false); };
@@ -33,6 +36,7 @@ private:
     bool swap_;
     char block_[2048];
     size_t fill_ = 0, pos_ = 0;
+    Stop stop_ = Stop::None;
 };
 
 // The header line (compared on its first 32 characters) and the version

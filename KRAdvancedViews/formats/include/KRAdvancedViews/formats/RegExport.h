@@ -20,6 +20,7 @@ inline constexpr size_t kRegLineLimit = 256;
 // the "View Name" value (the older layout names a view by its key instead).
 struct MergedSection {
     std::string key;
+    int line = 0; // of its @="Merged" line
     std::string viewName;
     FullViewInfo info;
 };
@@ -30,7 +31,10 @@ bool LooksLikeRegExport(std::istream& in);
 // Every section tagged @="Merged", in file order: its values up to the next
 // line whose part before "=" is empty. bHasFromAndAt is cleared for a view
 // whose points are all zero.
-std::vector<MergedSection> ReadRegExport(std::istream& in);
+// `notes`, when given, receives each value left at its default, a line too
+// long for the reader (which ends the file), a section without a view name
+// and a section the file ends inside of.
+std::vector<MergedSection> ReadRegExport(std::istream& in, ReadNotes* notes = nullptr);
 
 // Whether a view named `name` comes back whole from an export: the writer
 // escapes nothing, so a quote, a backslash or a line break breaks its line,

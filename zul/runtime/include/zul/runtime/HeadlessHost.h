@@ -127,6 +127,7 @@ public:
     // IHostUIService: standard error.
     HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT,
                                           int* result) override {
+        ++messagesShown;
         std::fprintf(stderr, "%s\n", text ? text : "");
         if (result) *result = 1;
         return S_OK;
@@ -134,6 +135,10 @@ public:
     // IHostWindowService: there are no windows.
     HRESULT STDMETHODCALLTYPE AdoptWindow(UINT_PTR) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE ReleaseWindow(UINT_PTR) override { return S_OK; }
+
+    // How many messages were shown: a tool tells the user a failure itself
+    // only when the module did not.
+    unsigned messagesShown = 0;
 
 private:
     std::map<DWORD, zul::com::ComPtr<IUnknown>> objects_;
