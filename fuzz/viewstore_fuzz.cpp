@@ -1,9 +1,11 @@
 // Fuzzes the store's loading of view files through LoadViewsExt, the input
 // being the whole file: a file starting "REGEDIT" is loaded as a .reg export,
 // anything else as a .qjv file (UTF-16 with a byte-order mark, else 8-bit).
-// Whatever the file holds, the store stays within its limit, without gaps,
-// and agrees with the registry. The formats themselves have targets of their
-// own (viewformat_fuzz.cpp), much faster than a store load an input.
+// Whatever the file holds, the store stays within its limit, without gaps
+// (a load that adds views closes them), with at most one default view, and
+// its slots agree with the view keys of the registry; whatever it tells the
+// user names the file and leaves no placeholder unfilled. The formats themselves have targets of
+// their own (viewformat_fuzz.cpp), much faster than a store load an input.
 #include <unistd.h>
 
 #include <cstddef>
@@ -14,14 +16,38 @@
 #include <fstream>
 #include <string>
 
+#include <set>
+
+#include "KRAdvancedViews/StoreLayout.h"
+#include "KRAdvancedViews/host/IHostUIService.h"
 #include "ViewManager.h"
 #include "zul/com/ComPtr.h"
+#include "zul/com/Object.h"
 
 namespace {
+
+// The store's messages: each must be whole.
+class CCheckingUI : public zul::com::ObjectRoot, public IHostUIService {
+public:
+    ZUL_BEGIN_INTERFACE_MAP(CCheckingUI)
+    ZUL_INTERFACE_ENTRY(IHostUIService)
+    ZUL_END_INTERFACE_MAP()
+    ZUL_DELEGATING_IUNKNOWN
+    std::string file;
+    HRESULT STDMETHODCALLTYPE ShowMessage(const char* text, const char*, UINT, int*) override {
+        const std::string t = text ? text : "";
+        const bool fixed = t.rfind("The maximum number of views", 0) == 0; // message 139
+        if (t.empty() || (!fixed && t.find(file) == std::string::npos) ||
+            t.find("%s") != std::string::npos || t.find("%d") != std::string::npos)
+            std::abort();
+        return S_OK;
+    }
+};
 
 struct Rig {
     std::filesystem::path dir;
     zul::com::ComPtr<IViewManager2> store;
+    zul::com::ComPtr<CCheckingUI> ui;
     Rig() {
         const std::filesystem::path shm("/dev/shm");
         dir = (std::filesystem::exists(shm) ? shm : std::filesystem::temp_directory_path()) /
@@ -30,6 +56,13 @@ struct Rig {
         ::setenv("ZUL_USER_HIVE", (dir / "hive.db").c_str(), 1);
         zul::com::createInstance<CViewManager>(nullptr, IID_IViewManager2,
                                                reinterpret_cast<void**>(store.GetAddressOf()));
+        IHostUIService* raw = nullptr;
+        zul::com::createInstance<CCheckingUI>(nullptr, zul::com::iidOf<IHostUIService>(),
+                                              reinterpret_cast<void**>(&raw));
+        ui.Attach(static_cast<CCheckingUI*>(raw));
+        zul::com::ComPtr<IObjectWithSite> site;
+        if (FAILED(store.As(site))) std::abort();
+        site->SetSite(raw);
     }
     ~Rig() {
         store.Reset();
@@ -49,15 +82,33 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     }
+    rig.ui->file = path;
+    const size_t before = static_cast<CViewManager*>(rig.store.Get())->slots().size();
     rig.store->LoadViewsExt(path.c_str(), type);
 
     const auto& slots = static_cast<CViewManager*>(rig.store.Get())->slots();
     if (slots.size() > static_cast<size_t>(kMaxViews)) std::abort();
+    std::set<std::string> named;
+    int defaults = 0;
     for (size_t i = 0; i < slots.size(); ++i) {
-        if (slots[i].empty()) continue; // gaps are closed only after loads that add views
+        if (slots[i].empty()) {
+            // Gaps are closed by every load that adds views.
+            if (slots.size() > before) std::abort();
+            continue;
+        }
         FullViewInfo info;
         if (rig.store->GetViewInfo(slots[i].c_str(), &info) != S_OK) std::abort();
         if (info.iViewIndex != static_cast<int>(i) + 1) std::abort();
+        defaults += (info.iChangeBits & ViewChangeDefaultView) != 0;
+        if (!named.insert(slots[i]).second) std::abort(); // one name, one slot
     }
+    if (defaults > 1) std::abort();
+    // The registry holds exactly the views of the slots.
+    std::vector<krav::StoredViewKey> keys;
+    const LSTATUS st = krav::ListStoredViewKeys(keys);
+    if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) std::abort();
+    if (keys.size() != named.size()) std::abort();
+    for (const auto& key : keys)
+        if (!named.count(key.name)) std::abort();
     return 0;
 }
