@@ -1,6 +1,8 @@
 // The dialogs driven as a user drives them, inside the module manager with
 // the test host: the host records the module's messages and answers them,
 // and the store in front of the real one records what the dialogs asked.
+#include <sys/stat.h>
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
@@ -469,6 +471,30 @@ private Q_SLOTS:
         host_->chosenFile = dir_->filePath("views.qjv").toStdString();
         click(views(), 2007);
         QVERIFY(rows().contains("+X"));
+    }
+
+    // A load the store can say more about (a FIFO chosen as the file) gets
+    // the store's message alone; one it cannot (not a view file) gets the
+    // dialog's general one.
+    void theStoreSaysWhyALoadFailed() {
+        const QString fifo = dir_->filePath("pipe.qjv");
+        QCOMPARE(::mkfifo(fifo.toLocal8Bit().constData(), 0600), 0);
+        host_->chosenFile = fifo.toStdString();
+        const size_t before = host_->messages.size();
+        click(views(), 2007);
+        QCOMPARE(host_->messages.size(), before + 1);
+        QVERIFY2(lastMessage().find("could not be loaded: not a regular file") != std::string::npos,
+                 lastMessage().c_str());
+        QFile hello(dir_->filePath("hello.qjv"));
+        QVERIFY(hello.open(QIODevice::WriteOnly));
+        hello.write("hello\n");
+        hello.close();
+        host_->chosenFile = hello.fileName().toStdString();
+        click(views(), 2007);
+        QCOMPARE(host_->messages.size(), before + 2);
+        QCOMPARE(
+            QString::fromStdString(lastMessage()),
+            QString::fromStdString(text(krav::IDS_FILE_NOT_VALID)).replace("%s", hello.fileName()));
     }
 
     void theRotateDialogChecksItsStep() {

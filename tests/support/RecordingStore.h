@@ -18,10 +18,12 @@ namespace krav::test {
 class CRecordingStore : public zul::com::ObjectRoot,
                         public zul::test::CallLog,
                         public IViewManager2,
-                        public IObjectWithSite {
+                        public IObjectWithSite,
+                        public IViewFileReport {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CRecordingStore)
     ZUL_INTERFACE_ENTRY(IViewManager2)
+    ZUL_INTERFACE_ENTRY(IViewFileReport)
     ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
     ZUL_INTERFACE_ENTRY(IObjectWithSite)
     ZUL_END_INTERFACE_MAP()
@@ -142,6 +144,9 @@ public:
     }
     // IObjectWithSite
     HRESULT STDMETHODCALLTYPE SetSite(IUnknown* site) override { return real->SetSite(site); }
+    bool STDMETHODCALLTYPE ToldUserOfLastFailure() override {
+        return real->ToldUserOfLastFailure();
+    }
     HRESULT STDMETHODCALLTYPE GetSite(REFIID riid, void** pp) override {
         return real->GetSite(riid, pp);
     }
