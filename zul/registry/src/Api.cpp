@@ -60,7 +60,18 @@ HandleTable& handles() {
     return *table;
 }
 
+// A predefined key is known by its low 32 bits too, as on Windows, where a
+// handle is often passed through a 32-bit integer and zero-extended:
+// (HKEY)(ULONG_PTR)(ULONG)HKEY_CURRENT_USER names the same key.
+HKEY canonical(HKEY h) {
+    const auto bits = reinterpret_cast<uintptr_t>(h);
+    if ((bits >> 32) == 0 && bits >= 0x80000000u && bits <= 0x80000002u)
+        return reinterpret_cast<HKEY>(static_cast<intptr_t>(static_cast<LONG>(bits)));
+    return h;
+}
+
 bool isPredefined(HKEY h) {
+    h = canonical(h);
     return h == HKEY_CLASSES_ROOT || h == HKEY_CURRENT_USER || h == HKEY_LOCAL_MACHINE;
 }
 
@@ -71,6 +82,7 @@ std::vector<std::string> classesPath() {
 // The bindings and rights of a handle, or ERROR_INVALID_HANDLE.
 LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
     HandleTable& t = handles();
+    h = canonical(h);
     if (isPredefined(h)) {
         access = KEY_ALL_ACCESS;
         // The environment names the hives; it is read at each call so that a
@@ -105,7 +117,13 @@ LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
     return ERROR_SUCCESS;
 }
 
+// MAXIMUM_ALLOWED asks for every right the caller may have: all of them
+// here, where a hive's file mode is the only limit (and is checked when a
+// write reaches it).
+constexpr REGSAM kMaximumAllowed = 0x02000000;
+
 HKEY newHandle(std::vector<Binding> bindings, REGSAM access) {
+    if (access & kMaximumAllowed) access |= KEY_ALL_ACCESS;
     auto* key =
         new ZulKey{std::make_shared<const std::vector<Binding>>(std::move(bindings)), access};
     HandleTable& t = handles();
@@ -114,14 +132,20 @@ HKEY newHandle(std::vector<Binding> bindings, REGSAM access) {
     return key;
 }
 
-// Splits a subkey path into names. A single trailing backslash is tolerated;
-// a leading or doubled one is not, nor a name over 255 characters.
+// Splits a subkey path into names. Trailing backslashes, one or more, are
+// taken as Windows takes them; a leading one or an empty name inside the
+// path is refused (ERROR_BAD_PATHNAME), as is a name over 255 characters.
 LSTATUS splitPath(const char* sub, std::vector<std::string>& out) {
     out.clear();
     if (!sub || !*sub) return ERROR_SUCCESS;
     const std::string_view s(sub);
+    if (s.front() == '\\') {
+        zul::registry::setErrorDetail("key path '" + std::string(s) + "' starts with a backslash");
+        return ERROR_BAD_PATHNAME;
+    }
+    const size_t last = s.find_last_not_of('\\');
     size_t start = 0;
-    while (start < s.size()) {
+    while (start <= last) {
         size_t end = s.find('\\', start);
         if (end == std::string_view::npos) end = s.size();
         if (end == start) {
@@ -247,6 +271,26 @@ LSTATUS copyName(const std::string& name, LPSTR buf, LPDWORD cch) {
     return ERROR_SUCCESS;
 }
 
+// A key's class name into a caller's buffer (lpClass may be null: only the
+// length is asked); ERROR_MORE_DATA when it does not fit.
+LSTATUS copyClass(const std::string& cls, LPSTR buf, LPDWORD cch) {
+    if (!cch) return ERROR_SUCCESS;
+    if (buf) {
+        if (cls.size() + 1 > *cch) {
+            *cch = static_cast<DWORD>(cls.size());
+            return ERROR_MORE_DATA;
+        }
+        std::memcpy(buf, cls.c_str(), cls.size() + 1);
+    }
+    *cch = static_cast<DWORD>(cls.size());
+    return ERROR_SUCCESS;
+}
+
+FILETIME toFileTime(int64_t t) {
+    return FILETIME{static_cast<DWORD>(uint64_t(t) & 0xFFFFFFFFu),
+                    static_cast<DWORD>(uint64_t(t) >> 32)};
+}
+
 // Hands a value's type and data to a caller: ERROR_MORE_DATA with the size
 // needed when the buffer is too small, and nothing written to it then.
 LSTATUS deliverValue(const ValueRecord& v, LPDWORD type, LPBYTE data, LPDWORD cbData) {
@@ -283,11 +327,16 @@ extern "C" {
 LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, REGSAM samDesired, PHKEY phkResult) {
     return guarded([&]() -> LSTATUS {
         if (!phkResult) return ERROR_INVALID_PARAMETER;
-        *phkResult = nullptr;
         Bindings hold;
         REGSAM access = 0;
         LSTATUS st = bindingsOf(hKey, hold, access);
-        if (st != ERROR_SUCCESS) return st;
+        if (st != ERROR_SUCCESS) return st; // *phkResult untouched, as on Windows
+        *phkResult = nullptr;
+        // A predefined key opened with no subkey is itself.
+        if ((!lpSubKey || !*lpSubKey) && isPredefined(hKey)) {
+            *phkResult = canonical(hKey);
+            return ERROR_SUCCESS;
+        }
         const std::vector<Binding>& bs = *hold;
         std::vector<std::string> parts;
         if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
@@ -298,15 +347,15 @@ LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, REGSAM samDesired, PHKE
     });
 }
 
-LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM samDesired,
+LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR lpClass, DWORD, REGSAM samDesired,
                         LPSECURITY_ATTRIBUTES, PHKEY phkResult, LPDWORD lpdwDisposition) {
     return guarded([&]() -> LSTATUS {
         if (!phkResult || !lpSubKey) return ERROR_INVALID_PARAMETER;
-        *phkResult = nullptr;
         Bindings hold;
         REGSAM access = 0;
         LSTATUS st = bindingsOf(hKey, hold, access);
-        if (st != ERROR_SUCCESS) return st;
+        if (st != ERROR_SUCCESS) return st; // *phkResult untouched, as on Windows
+        *phkResult = nullptr;
         const std::vector<Binding>& bs = *hold;
         std::vector<std::string> parts;
         if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
@@ -318,8 +367,11 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM 
             return ERROR_SUCCESS;
         }
         if (st != ERROR_FILE_NOT_FOUND) return st;
-        if (!(access & KEY_CREATE_SUB_KEY)) return ERROR_ACCESS_DENIED;
+        // The rights asked for the new key are what count, not the parent
+        // handle's: Windows checks the key's security, not the handle's
+        // access mask, for a call that only names a subkey.
         const Binding& target = bs.back();
+        const std::string cls = lpClass ? lpClass : "";
         if (target.path.size() + parts.size() > zul::registry::kMaxKeyDepth) {
             zul::registry::setErrorDetail(
                 "the key would lie " + std::to_string(target.path.size() + parts.size()) +
@@ -333,11 +385,11 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR, DWORD, REGSAM 
             if (target.id != 0) {
                 LSTATUS s = target.hive->keyExists(target.id);
                 if (s != ERROR_SUCCESS) return s;
-                return target.hive->createPath(target.id, parts, child, created);
+                return target.hive->createPath(target.id, parts, child, created, cls);
             }
             std::vector<std::string> full = target.path;
             full.insert(full.end(), parts.begin(), parts.end());
-            return target.hive->createPath(kRootKeyId, full, child, created);
+            return target.hive->createPath(kRootKeyId, full, child, created, cls);
         });
         if (st != ERROR_SUCCESS) return st;
         if (lpdwDisposition)
@@ -370,10 +422,11 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxValue = 0;
+        Hive::KeyMeta meta;
         if (bs.size() == 1 && bs.front().id != 0) {
             const Binding& b = bs.front();
             st = b.hive->run(Access::Read, [&]() -> LSTATUS {
-                LSTATUS s = b.hive->keyExists(b.id);
+                LSTATUS s = b.hive->keyMeta(b.id, meta);
                 if (s != ERROR_SUCCESS) return s;
                 return b.hive->keyInfo(b.id, subkeys, maxSub, values, maxName, maxValue);
             });
@@ -386,22 +439,21 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
                 maxSub = std::max<DWORD>(maxSub, static_cast<DWORD>(n.size()));
             DWORD ignoredSub = 0, ignoredMax = 0;
             st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
+                const LSTATUS s = b.hive->keyMeta(id, meta);
+                if (s != ERROR_SUCCESS) return s;
                 return b.hive->keyInfo(id, ignoredSub, ignoredMax, values, maxName, maxValue);
             });
             if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return st;
         }
-        if (lpcchClass) {
-            if (lpClass && *lpcchClass > 0) lpClass[0] = '\0';
-            *lpcchClass = 0;
-        }
+        if ((st = copyClass(meta.cls, lpClass, lpcchClass)) != ERROR_SUCCESS) return st;
         if (lpcSubKeys) *lpcSubKeys = subkeys;
         if (lpcbMaxSubKeyLen) *lpcbMaxSubKeyLen = maxSub;
-        if (lpcbMaxClassLen) *lpcbMaxClassLen = 0;
+        if (lpcbMaxClassLen) *lpcbMaxClassLen = meta.maxSubkeyClassLen;
         if (lpcValues) *lpcValues = values;
         if (lpcbMaxValueNameLen) *lpcbMaxValueNameLen = maxName;
         if (lpcbMaxValueLen) *lpcbMaxValueLen = maxValue;
         if (lpcbSecurityDescriptor) *lpcbSecurityDescriptor = 0;
-        if (lpftLastWriteTime) *lpftLastWriteTime = FILETIME{0, 0};
+        if (lpftLastWriteTime) *lpftLastWriteTime = toFileTime(meta.lastWrite);
         return ERROR_SUCCESS;
     });
 }
@@ -432,11 +484,21 @@ LSTATUS RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName,
             name = std::move(names[dwIndex]);
         }
         if ((st = copyName(name, lpName, lpcchName)) != ERROR_SUCCESS) return st;
-        if (lpcchClass) {
-            if (lpClass && *lpcchClass > 0) lpClass[0] = '\0';
-            *lpcchClass = 0;
+        if (lpcchClass || lpftLastWriteTime) {
+            // The child's class and last write, from the first binding that
+            // has it.
+            Hive::KeyMeta meta;
+            std::vector<Binding> child;
+            st = openIn(bs, {name}, child);
+            if (st == ERROR_SUCCESS) {
+                const Binding& c = child.front();
+                st = c.hive->run(Access::Read, [&] { return c.hive->keyMeta(c.id, meta); });
+            }
+            if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND && st != ERROR_KEY_DELETED)
+                return st;
+            if ((st = copyClass(meta.cls, lpClass, lpcchClass)) != ERROR_SUCCESS) return st;
+            if (lpftLastWriteTime) *lpftLastWriteTime = toFileTime(meta.lastWrite);
         }
-        if (lpftLastWriteTime) *lpftLastWriteTime = FILETIME{0, 0};
         return ERROR_SUCCESS;
     });
 }
@@ -458,7 +520,18 @@ LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcch
         });
         if (st == ERROR_FILE_NOT_FOUND && bs.front().id == 0) return ERROR_NO_MORE_ITEMS;
         if (st != ERROR_SUCCESS) return st;
-        if ((st = copyName(v.name, lpValueName, lpcchValueName)) != ERROR_SUCCESS) return st;
+        // As Windows does: whichever buffer is too small, the type and the
+        // data size are reported and neither the name nor its length is
+        // touched, so a loop that reuses the name length cannot spin.
+        const auto size = static_cast<DWORD>(v.data.size());
+        const bool nameFits = v.name.size() + 1 <= *lpcchValueName;
+        const bool dataFits = !lpData || !lpcbData || *lpcbData >= size;
+        if (!nameFits || !dataFits) {
+            if (lpType) *lpType = v.type;
+            if (lpcbData) *lpcbData = size;
+            return ERROR_MORE_DATA;
+        }
+        copyName(v.name, lpValueName, lpcchValueName);
         return deliverValue(v, lpType, lpData, lpcbData);
     });
 }
@@ -479,6 +552,11 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
         st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
             return b.hive->getValue(id, fold, v);
         });
+        if (st == ERROR_FILE_NOT_FOUND) {
+            // A missing value reports no type and no size, as on Windows.
+            if (lpType) *lpType = REG_NONE;
+            if (lpcbData) *lpcbData = 0;
+        }
         if (st != ERROR_SUCCESS) return st;
         return deliverValue(v, lpType, lpData, lpcbData);
     });
@@ -496,12 +574,14 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
         std::string data(reinterpret_cast<const char*>(lpData), cbData);
-        // Strings are kept terminated, as a reader of REG_SZ data expects.
-        if (dwType == REG_SZ || dwType == REG_EXPAND_SZ || dwType == REG_MULTI_SZ) {
-            if (data.empty() || data.back() != '\0') data.push_back('\0');
-            if (dwType == REG_MULTI_SZ && (data.size() < 2 || data[data.size() - 2] != '\0'))
-                data.push_back('\0');
-        }
+        // String data is stored as given, with one exception Windows makes:
+        // a count that leaves out the terminator that follows it in the
+        // buffer takes the terminator in. (So the byte after the count is
+        // read: a caller passes a string type's buffer with room for it or
+        // with its terminator counted.)
+        if ((dwType == REG_SZ || dwType == REG_EXPAND_SZ || dwType == REG_MULTI_SZ) && cbData > 0 &&
+            lpData[cbData - 1] != 0 && lpData[cbData] == 0)
+            data.push_back('\0');
         const std::string name = lpValueName ? lpValueName : "";
         st = onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) {
             return b.hive->setValue(id, name, dwType, data);
@@ -590,10 +670,18 @@ LSTATUS RegOverridePredefKey(HKEY hKey, HKEY hNewHKey) {
 }
 
 LSTATUS RegFlushKey(HKEY hKey) {
-    // Every commit is already durable (synchronous=FULL).
-    Bindings bs;
-    REGSAM access = 0;
-    return guarded([&] { return bindingsOf(hKey, bs, access); });
+    // Every commit is already durable (synchronous=FULL): flushing only
+    // checks that the key is still there.
+    return guarded([&]() -> LSTATUS {
+        Bindings hold;
+        REGSAM access = 0;
+        const LSTATUS st = bindingsOf(hKey, hold, access);
+        if (st != ERROR_SUCCESS) return st;
+        for (const Binding& b : *hold)
+            if (b.id != 0)
+                return b.hive->run(Access::Read, [&] { return b.hive->keyExists(b.id); });
+        return ERROR_SUCCESS;
+    });
 }
 
 } // extern "C"

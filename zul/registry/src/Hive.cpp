@@ -45,7 +45,8 @@ void s_createPrivateFolders(const std::filesystem::path& dir, std::error_code& e
 // "ZULR": marks a database as a registry hive, so a foreign SQLite file is
 // refused rather than written into.
 constexpr int kApplicationId = 0x5A554C52;
-constexpr int kSchemaVersion = 1;
+// 1: keys and values; 2: keys have a class name and a last-write time.
+constexpr int kSchemaVersion = 2;
 // How long a caller waits for another process's write to finish before the
 // call fails. Writers hold the lock for milliseconds, so this is only reached
 // when a process hangs inside a transaction.
@@ -329,6 +330,7 @@ LSTATUS Hive::open(Access access) {
         setErrorDetail(brokenDetail_);
         return closeWith(broken_);
     }
+    keyMeta_ = version >= 2 || (appId == 0 && tables == 0);
     if (tables > 0) {
         // A damaged hive is refused before anything is read from it or
         // written to it; one that checks whole gets its day's backup.
@@ -355,9 +357,31 @@ LSTATUS Hive::open(Access access) {
             if (jm && jm.step() == SQLITE_ROW) mode = jm.text(0);
         }
         if (mode == "wal") st = exec("PRAGMA journal_mode=DELETE");
+        if (st == ERROR_SUCCESS && !keyMeta_) st = addKeyMeta();
         if (st != ERROR_SUCCESS) return closeWith(st);
     }
     return ERROR_SUCCESS;
+}
+
+LSTATUS Hive::addKeyMeta() {
+    LSTATUS st = execRetrying("BEGIN IMMEDIATE");
+    if (st != ERROR_SUCCESS) return st;
+    int version = 0;
+    {
+        Stmt q(*this, "PRAGMA user_version");
+        if (q && q.step() == SQLITE_ROW) version = static_cast<int>(q.int64(0));
+    }
+    if (version < 2)
+        st = exec("ALTER TABLE keys ADD COLUMN class TEXT NOT NULL DEFAULT '';"
+                  "ALTER TABLE keys ADD COLUMN mtime INTEGER NOT NULL DEFAULT 0;"
+                  "PRAGMA user_version=2;");
+    if (st != ERROR_SUCCESS) {
+        sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+        return st;
+    }
+    st = execRetrying("COMMIT");
+    if (st == ERROR_SUCCESS) keyMeta_ = true;
+    return st;
 }
 
 LSTATUS Hive::initSchema() {
@@ -371,12 +395,13 @@ LSTATUS Hive::initSchema() {
     }
     if (initialised) return exec("COMMIT");
     st = exec("CREATE TABLE keys(id INTEGER PRIMARY KEY, parent INTEGER NOT NULL,"
-              " name TEXT NOT NULL, fold TEXT NOT NULL, UNIQUE(parent, fold));"
+              " name TEXT NOT NULL, fold TEXT NOT NULL, class TEXT NOT NULL DEFAULT '',"
+              " mtime INTEGER NOT NULL DEFAULT 0, UNIQUE(parent, fold));"
               "CREATE TABLE vals(key INTEGER NOT NULL, name TEXT NOT NULL, fold TEXT NOT NULL,"
               " type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, fold));"
               "INSERT INTO keys(id, parent, name, fold) VALUES(1, 0, '', '');"
               "PRAGMA application_id=1515539538;"
-              "PRAGMA user_version=1;");
+              "PRAGMA user_version=2;");
     if (st != ERROR_SUCCESS) {
         sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
         return st;

@@ -24,6 +24,9 @@ std::string foldName(std::string_view name);
 // Number of characters (UTF-8 code points) in `name`.
 size_t nameLength(std::string_view name);
 
+// Now as a FILETIME: 100 ns intervals since 1601-01-01.
+int64_t fileTimeNow();
+
 void setErrorDetail(std::string detail);
 void clearErrorDetail();
 
@@ -82,12 +85,23 @@ public:
     LSTATUS keyExists(int64_t id);
     LSTATUS findChild(int64_t parent, std::string_view fold, int64_t& id);
     LSTATUS resolve(int64_t from, const std::vector<std::string>& path, int64_t& id);
+    // Creates the missing keys of `path` below `from`; the last one, when
+    // created, gets the class name `cls`.
     LSTATUS createPath(int64_t from, const std::vector<std::string>& path, int64_t& id,
-                       bool& created);
+                       bool& created, std::string_view cls = {});
     LSTATUS childAt(int64_t parent, DWORD index, std::string& name);
     LSTATUS childNames(int64_t parent, std::vector<std::string>& names);
     LSTATUS keyInfo(int64_t id, DWORD& subkeys, DWORD& maxSubkeyLen, DWORD& values,
                     DWORD& maxValueNameLen, DWORD& maxValueLen);
+    // A key's class name, its last write (FILETIME units: 100 ns since
+    // 1601), and the longest class name of its subkeys. A hive of the first
+    // format opened read-only has none: "", 0, 0.
+    struct KeyMeta {
+        std::string cls;
+        int64_t lastWrite = 0;
+        DWORD maxSubkeyClassLen = 0;
+    };
+    LSTATUS keyMeta(int64_t id, KeyMeta& out);
     LSTATUS getValue(int64_t key, std::string_view fold, ValueRecord& out);
     LSTATUS valueAt(int64_t key, DWORD index, ValueRecord& out);
     LSTATUS setValue(int64_t key, std::string_view name, DWORD type, std::string_view data);
@@ -115,6 +129,10 @@ private:
     LSTATUS checkJoined();
     LSTATUS open(Access access);
     LSTATUS initSchema();
+    LSTATUS addKeyMeta(); // brings a first-format hive to the second
+    // Marks `id` written now (its last-write time).
+    LSTATUS touch(int64_t id);
+    LSTATUS parentOf(int64_t id, int64_t& parent);
     LSTATUS exec(const char* sql);
     LSTATUS execRetrying(const char* sql);
     sqlite3_stmt* prepare(const char* sql);
@@ -124,6 +142,7 @@ private:
     std::recursive_mutex mu_;
     sqlite3* db_ = nullptr;
     bool readOnly_ = false;
+    bool keyMeta_ = false;           // the keys table has class and mtime columns
     LSTATUS broken_ = ERROR_SUCCESS; // a damaged file stays refused, never rewritten
     std::string brokenDetail_;
     // What the last failing statement said: the cause a later "transaction

@@ -41,24 +41,70 @@ LSTATUS Hive::resolve(int64_t from, const std::vector<std::string>& path, int64_
 }
 
 LSTATUS Hive::createPath(int64_t from, const std::vector<std::string>& path, int64_t& id,
-                         bool& created) {
+                         bool& created, std::string_view cls) {
     created = false;
     int64_t cur = from;
-    for (const std::string& part : path) {
+    for (size_t i = 0; i < path.size(); ++i) {
+        const std::string& part = path[i];
         const std::string fold = foldName(part);
+        const int64_t parent = cur;
         LSTATUS st = findChild(cur, fold, cur);
         if (st == ERROR_FILE_NOT_FOUND) {
-            Stmt ins(*this, "INSERT INTO keys(parent, name, fold) VALUES(?1, ?2, ?3)");
-            if (!ins) return ERROR_CANTWRITE;
-            const int rc = ins.bind(1, cur).bind(2, part).bind(3, fold).step();
+            int rc = SQLITE_OK;
+            if (keyMeta_) {
+                Stmt ins(*this, "INSERT INTO keys(parent, name, fold, class, mtime)"
+                                " VALUES(?1, ?2, ?3, ?4, ?5)");
+                if (!ins) return ERROR_CANTWRITE;
+                rc = ins.bind(1, parent)
+                         .bind(2, part)
+                         .bind(3, fold)
+                         .bind(4, i + 1 == path.size() ? cls : std::string_view())
+                         .bind(5, fileTimeNow())
+                         .step();
+            } else {
+                Stmt ins(*this, "INSERT INTO keys(parent, name, fold) VALUES(?1, ?2, ?3)");
+                if (!ins) return ERROR_CANTWRITE;
+                rc = ins.bind(1, parent).bind(2, part).bind(3, fold).step();
+            }
             if (rc != SQLITE_DONE) return fail(rc, "creating a key");
             cur = sqlite3_last_insert_rowid(db_);
+            // A new subkey is a change of its parent, as on Windows.
+            if (!created && (st = touch(parent)) != ERROR_SUCCESS) return st;
             created = true;
         } else if (st != ERROR_SUCCESS) {
             return st;
         }
     }
     id = cur;
+    return ERROR_SUCCESS;
+}
+
+int64_t fileTimeNow() {
+    timespec ts{};
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return (int64_t(ts.tv_sec) + 11644473600LL) * 10000000LL + ts.tv_nsec / 100;
+}
+
+LSTATUS Hive::touch(int64_t id) {
+    if (!keyMeta_) return ERROR_SUCCESS;
+    Stmt up(*this, "UPDATE keys SET mtime=?2 WHERE id=?1");
+    if (!up) return ERROR_CANTWRITE;
+    const int rc = up.bind(1, id).bind(2, fileTimeNow()).step();
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "recording a key's last write");
+}
+
+LSTATUS Hive::keyMeta(int64_t id, KeyMeta& out) {
+    out = KeyMeta{};
+    if (!db_ || !keyMeta_) return ERROR_SUCCESS;
+    Stmt q(*this, "SELECT class, mtime, (SELECT coalesce(max(length(CAST(class AS BLOB))), 0)"
+                  " FROM keys WHERE parent=?1) FROM keys WHERE id=?1");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, id).step();
+    if (rc == SQLITE_DONE) return ERROR_KEY_DELETED;
+    if (rc != SQLITE_ROW) return fail(rc, "reading a key's class");
+    out.cls = q.text(0);
+    out.lastWrite = q.int64(1);
+    out.maxSubkeyClassLen = static_cast<DWORD>(q.int64(2));
     return ERROR_SUCCESS;
 }
 
@@ -159,7 +205,7 @@ LSTATUS Hive::setValue(int64_t key, std::string_view name, DWORD type, std::stri
     int rc =
         up.bind(1, key).bind(2, fold).bind(3, static_cast<int64_t>(type)).bindBlob(4, data).step();
     if (rc != SQLITE_DONE) return fail(rc, "writing a value");
-    if (sqlite3_changes(db_) > 0) return ERROR_SUCCESS;
+    if (sqlite3_changes(db_) > 0) return touch(key);
     Stmt ins(*this, "INSERT INTO vals(key, name, fold, type, data) VALUES(?1, ?2, ?3, ?4, ?5)");
     if (!ins) return ERROR_CANTWRITE;
     rc = ins.bind(1, key)
@@ -168,7 +214,7 @@ LSTATUS Hive::setValue(int64_t key, std::string_view name, DWORD type, std::stri
              .bind(4, static_cast<int64_t>(type))
              .bindBlob(5, data)
              .step();
-    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "writing a value");
+    return rc == SQLITE_DONE ? touch(key) : fail(rc, "writing a value");
 }
 
 LSTATUS Hive::deleteValue(int64_t key, std::string_view fold) {
@@ -176,7 +222,7 @@ LSTATUS Hive::deleteValue(int64_t key, std::string_view fold) {
     if (!del) return ERROR_CANTWRITE;
     const int rc = del.bind(1, key).bind(2, fold).step();
     if (rc != SQLITE_DONE) return fail(rc, "deleting a value");
-    return sqlite3_changes(db_) > 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    return sqlite3_changes(db_) > 0 ? touch(key) : ERROR_FILE_NOT_FOUND;
 }
 
 LSTATUS Hive::deleteKey(int64_t id) {
@@ -191,12 +237,24 @@ LSTATUS Hive::deleteKey(int64_t id) {
         }
         if (rc != SQLITE_DONE) return fail(rc, "deleting a key");
     }
+    int64_t parent = 0;
+    if (const LSTATUS st = parentOf(id, parent); st != ERROR_SUCCESS) return st;
     Stmt dv(*this, "DELETE FROM vals WHERE key=?1");
     Stmt dk(*this, "DELETE FROM keys WHERE id=?1");
     if (!dv || !dk) return ERROR_CANTWRITE;
     int rc = dv.bind(1, id).step();
     if (rc == SQLITE_DONE) rc = dk.bind(1, id).step();
-    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "deleting a key");
+    return rc == SQLITE_DONE ? touch(parent) : fail(rc, "deleting a key");
+}
+
+LSTATUS Hive::parentOf(int64_t id, int64_t& parent) {
+    Stmt q(*this, "SELECT parent FROM keys WHERE id=?1");
+    if (!q) return ERROR_CANTREAD;
+    const int rc = q.bind(1, id).step();
+    if (rc == SQLITE_DONE) return ERROR_KEY_DELETED;
+    if (rc != SQLITE_ROW) return fail(rc, "reading a key");
+    parent = q.int64(0);
+    return ERROR_SUCCESS;
 }
 
 LSTATUS Hive::deleteTree(int64_t id, bool includeSelf) {
@@ -207,10 +265,14 @@ LSTATUS Hive::deleteTree(int64_t id, bool includeSelf) {
                    " SELECT k.id FROM keys k JOIN sub ON k.parent = sub.id)"
                    " DELETE FROM keys WHERE id IN (SELECT id FROM sub) AND (?2 OR id <> ?1)");
     if (!dv || !dk) return ERROR_CANTWRITE;
+    // The key that changes: the parent of a deleted key, or the key emptied.
+    int64_t changed = id;
+    if (includeSelf && id != kRootKeyId)
+        if (const LSTATUS st = parentOf(id, changed); st != ERROR_SUCCESS) return st;
     int rc = dv.bind(1, id).step();
     if (rc == SQLITE_DONE)
         rc = dk.bind(1, id).bind(2, static_cast<int64_t>(includeSelf && id != kRootKeyId)).step();
-    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "deleting a key tree");
+    return rc == SQLITE_DONE ? touch(changed) : fail(rc, "deleting a key tree");
 }
 
 } // namespace zul::registry

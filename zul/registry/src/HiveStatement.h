@@ -20,7 +20,9 @@ public:
         return *this;
     }
     Stmt& bind(int i, std::string_view v) {
-        sqlite3_bind_text(s_, i, v.data(), static_cast<int>(v.size()), SQLITE_STATIC);
+        // An empty view may have no data: it is still text, never NULL.
+        sqlite3_bind_text(s_, i, v.data() ? v.data() : "", static_cast<int>(v.size()),
+                          SQLITE_STATIC);
         return *this;
     }
     Stmt& bindBlob(int i, std::string_view v) {

@@ -1,0 +1,234 @@
+// Where the registry must behave as Windows' does: each expectation here was
+// observed on the peer (a Windows build of tests/peer/regprobe.cpp run under
+// Wine, whose advapi32 follows Windows' own conformance tests).
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "TempHive.h"
+#include "zul/registry/registry.h"
+
+namespace {
+
+struct Key {
+    HKEY h = nullptr;
+    ~Key() {
+        if (h && h != HKEY_CURRENT_USER) RegCloseKey(h);
+    }
+    HKEY* operator&() { return &h; }
+    operator HKEY() const { return h; }
+};
+
+class RegistryAsWindows : public zul::test::TempHiveTest {
+protected:
+    void SetUp() override {
+        TempHiveTest::SetUp();
+        ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\W", 0, nullptr, 0, KEY_ALL_ACCESS,
+                                  nullptr, &base, nullptr),
+                  ERROR_SUCCESS);
+    }
+    // What a string value set with `count` bytes of `buffer` reads back as.
+    std::string stored(DWORD type, const char* buffer, DWORD count) {
+        if (RegSetValueExA(base, "s", 0, type, reinterpret_cast<const BYTE*>(buffer), count) != 0)
+            return "<set failed>";
+        DWORD size = 0;
+        RegQueryValueExA(base, "s", nullptr, nullptr, nullptr, &size);
+        std::string data(size, '\x7f');
+        DWORD exact = size; // an exactly sized buffer must do
+        if (RegQueryValueExA(base, "s", nullptr, nullptr, reinterpret_cast<BYTE*>(data.data()),
+                             &exact) != ERROR_SUCCESS)
+            return "<query failed>";
+        return data;
+    }
+    Key base;
+};
+
+} // namespace
+
+// The rights asked for the new key count, not the parent handle's.
+TEST_F(RegistryAsWindows, SubkeysCanBeMadeUnderAHandleOpenedToRead) {
+    for (REGSAM sam : {REGSAM(KEY_READ), REGSAM(KEY_NOTIFY)}) {
+        SCOPED_TRACE(sam);
+        Key parent, child;
+        ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\W", 0, sam, &parent), ERROR_SUCCESS);
+        ASSERT_EQ(RegCreateKeyExA(parent, "child", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &child,
+                                  nullptr),
+                  ERROR_SUCCESS);
+        const DWORD v = 1;
+        EXPECT_EQ(RegSetValueExA(child, "v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
+                  ERROR_SUCCESS);
+        EXPECT_EQ(RegSetValueExA(parent, "v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
+                  ERROR_ACCESS_DENIED)
+            << "the handle's own values still need its rights";
+        EXPECT_EQ(RegDeleteTreeA(parent, "child"), ERROR_SUCCESS);
+    }
+}
+
+// Strings are stored as given; a count that leaves out the terminator that
+// follows it in the buffer takes it in.
+TEST_F(RegistryAsWindows, StringDataIsStoredAsGiven) {
+    EXPECT_EQ(stored(REG_SZ, "", 0), "");
+    EXPECT_EQ(stored(REG_SZ, "123456789X", 9), "123456789");
+    EXPECT_EQ(stored(REG_SZ, "123456789", 9), std::string("123456789\0", 10));
+    EXPECT_EQ(stored(REG_SZ, "ab\0\0", 4), std::string("ab\0\0", 4));
+    EXPECT_EQ(stored(REG_EXPAND_SZ, "%P%", 3), std::string("%P%\0", 4));
+    EXPECT_EQ(stored(REG_MULTI_SZ, "a\0b\0", 4), std::string("a\0b\0", 4));
+    EXPECT_EQ(stored(REG_MULTI_SZ, "a\0bX", 3), std::string("a\0b", 3));
+    EXPECT_EQ(stored(REG_MULTI_SZ, "", 0), "");
+    EXPECT_EQ(stored(REG_BINARY, "abc", 3), "abc") << "other types never grow";
+}
+
+// A name buffer too small still reports the type and the data size; a data
+// buffer too small leaves the name and its length alone.
+TEST_F(RegistryAsWindows, EnumeratingValuesWithShortBuffers) {
+    const DWORD v = 7;
+    ASSERT_EQ(
+        RegSetValueExA(base, "LongValueName", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
+        ERROR_SUCCESS);
+    char name[64] = "unchanged";
+    BYTE data[16];
+    DWORD cch = 4, type = 99, cb = 0;
+    EXPECT_EQ(RegEnumValueA(base, 0, name, &cch, nullptr, &type, data, &cb), ERROR_MORE_DATA);
+    EXPECT_EQ(cch, 4u);
+    EXPECT_EQ(type, REG_DWORD);
+    EXPECT_EQ(cb, 4u);
+    EXPECT_STREQ(name, "unchanged");
+
+    cch = sizeof name, type = 99, cb = 2;
+    EXPECT_EQ(RegEnumValueA(base, 0, name, &cch, nullptr, &type, data, &cb), ERROR_MORE_DATA);
+    EXPECT_EQ(cch, sizeof name) << "a loop reusing the length must not spin";
+    EXPECT_EQ(cb, 4u);
+    EXPECT_STREQ(name, "unchanged");
+
+    cb = sizeof data;
+    EXPECT_EQ(RegEnumValueA(base, 0, name, &cch, nullptr, &type, data, &cb), ERROR_SUCCESS);
+    EXPECT_STREQ(name, "LongValueName");
+    EXPECT_EQ(cch, 13u);
+}
+
+TEST_F(RegistryAsWindows, HandlesAndParameters) {
+    // A predefined key by its low 32 bits.
+    const auto low = reinterpret_cast<HKEY>(static_cast<uintptr_t>(
+        static_cast<uint32_t>(reinterpret_cast<uintptr_t>(HKEY_CURRENT_USER))));
+    Key k;
+    EXPECT_EQ(RegOpenKeyExA(low, "Software\\W", 0, KEY_READ, &k), ERROR_SUCCESS);
+
+    // MAXIMUM_ALLOWED grants what the caller may have.
+    Key most;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\W", 0, 0x02000000, &most), ERROR_SUCCESS);
+    const DWORD v = 3;
+    EXPECT_EQ(RegSetValueExA(most, "max", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
+              ERROR_SUCCESS);
+
+    // An invalid handle leaves the result alone; a missing key clears it.
+    HKEY result = reinterpret_cast<HKEY>(static_cast<uintptr_t>(0x5A5A));
+    EXPECT_EQ(RegOpenKeyExA(reinterpret_cast<HKEY>(static_cast<uintptr_t>(0x1234)), "x", 0,
+                            KEY_READ, &result),
+              ERROR_INVALID_HANDLE);
+    EXPECT_EQ(result, reinterpret_cast<HKEY>(static_cast<uintptr_t>(0x5A5A)));
+    EXPECT_EQ(RegOpenKeyExA(base, "missing", 0, KEY_READ, &result), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(result, nullptr);
+
+    // A predefined key opened with no subkey is itself.
+    for (const char* sub : {static_cast<const char*>(nullptr), ""}) {
+        HKEY self = nullptr;
+        EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, sub, 0, KEY_READ, &self), ERROR_SUCCESS);
+        EXPECT_EQ(self, HKEY_CURRENT_USER);
+    }
+
+    // Trailing backslashes, even doubled, are taken; a leading one is not.
+    Key trail, made;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\W\\\\", 0, KEY_READ, &trail),
+              ERROR_SUCCESS);
+    EXPECT_EQ(
+        RegCreateKeyExA(base, "t\\\\", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr),
+        ERROR_SUCCESS);
+    HKEY lead = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "\\Software", 0, KEY_READ, &lead),
+              ERROR_BAD_PATHNAME);
+
+    // A missing value reports no type and no size; type and size may share
+    // one variable.
+    DWORD type = 100, size = 100;
+    EXPECT_EQ(RegQueryValueExA(base, "missing", nullptr, &type, nullptr, &size),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(type, 0u);
+    EXPECT_EQ(size, 0u);
+    DWORD same = 0;
+    EXPECT_EQ(RegQueryValueExA(base, "max", nullptr, &same, nullptr, &same), ERROR_SUCCESS);
+    EXPECT_EQ(same, 4u);
+
+    // Flushing a deleted key fails.
+    Key doomed;
+    ASSERT_EQ(
+        RegCreateKeyExA(base, "doomed", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &doomed, nullptr),
+        ERROR_SUCCESS);
+    EXPECT_EQ(RegFlushKey(doomed), ERROR_SUCCESS);
+    ASSERT_EQ(RegDeleteKeyA(base, "doomed"), ERROR_SUCCESS);
+    EXPECT_EQ(RegFlushKey(doomed), ERROR_KEY_DELETED);
+}
+
+// A key keeps the class name it was created with and the time of its last
+// change (its values, its subkeys).
+TEST_F(RegistryAsWindows, ClassNamesAndLastWriteTimes) {
+    auto stamp = [](const FILETIME& ft) {
+        return (uint64_t(ft.dwHighDateTime) << 32) | ft.dwLowDateTime;
+    };
+    char cls[] = "ProbeClass";
+    Key k;
+    ASSERT_EQ(RegCreateKeyExA(base, "classy", 0, cls, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr),
+              ERROR_SUCCESS);
+    char got[64] = {};
+    DWORD cch = sizeof got;
+    FILETIME created{};
+    ASSERT_EQ(RegQueryInfoKeyA(k, got, &cch, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, &created),
+              ERROR_SUCCESS);
+    EXPECT_STREQ(got, "ProbeClass");
+    EXPECT_EQ(cch, 10u);
+    // 2020-01-01 in FILETIME units: a real date, not zero.
+    EXPECT_GT(stamp(created), 132223104000000000ull);
+
+    char small[4];
+    cch = sizeof small;
+    EXPECT_EQ(RegQueryInfoKeyA(k, small, &cch, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr),
+              ERROR_MORE_DATA);
+
+    DWORD maxClass = 0;
+    ASSERT_EQ(RegQueryInfoKeyA(base, nullptr, nullptr, nullptr, nullptr, nullptr, &maxClass,
+                               nullptr, nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(maxClass, 10u);
+
+    char name[64];
+    DWORD nameLen = sizeof name;
+    cch = sizeof got;
+    FILETIME listed{};
+    ASSERT_EQ(RegEnumKeyExA(base, 0, name, &nameLen, nullptr, got, &cch, &listed), ERROR_SUCCESS);
+    EXPECT_STREQ(name, "classy");
+    EXPECT_STREQ(got, "ProbeClass");
+    EXPECT_EQ(stamp(listed), stamp(created));
+
+    // A value written later moves the time on.
+    const DWORD v = 1;
+    ASSERT_EQ(RegSetValueExA(k, "v", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), 4),
+              ERROR_SUCCESS);
+    FILETIME written{};
+    ASSERT_EQ(RegQueryInfoKeyA(k, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr, &written),
+              ERROR_SUCCESS);
+    EXPECT_GE(stamp(written), stamp(created));
+
+    // An existing key keeps its class when created again with another.
+    char other[] = "Other";
+    Key again;
+    ASSERT_EQ(
+        RegCreateKeyExA(base, "classy", 0, other, 0, KEY_ALL_ACCESS, nullptr, &again, nullptr),
+        ERROR_SUCCESS);
+    cch = sizeof got;
+    ASSERT_EQ(RegQueryInfoKeyA(again, got, &cch, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_STREQ(got, "ProbeClass");
+}
