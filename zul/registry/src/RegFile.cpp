@@ -3,6 +3,8 @@
 #include <utf8cpp/utf8.h>
 
 #include <cctype>
+#include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -282,7 +284,7 @@ LSTATUS exportKey(const std::string& fullPath, std::string& out) {
     return ERROR_SUCCESS;
 }
 
-RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
+RegFileParse parseRegFile(const std::string& bytes, const std::string& source, bool strict) {
     RegFileParse r;
     auto fail = [&](int line, const std::string& what) {
         r.ok = false;
@@ -452,6 +454,37 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source) {
                 op.data = std::move(u8);
             }
             op.type = type;
+        } else if (!strict &&
+                   (rest.compare(0, 6, "float:") == 0 || rest.compare(0, 4, "int:") == 0)) {
+            // This platform's extension for the view module's exports: a
+            // float as the REG_SZ text CRegHelper::SetFloat writes, an int
+            // (decimal) as a REG_DWORD.
+            const bool isFloat = rest[0] == 'f';
+            const std::string digits = trimLeft(rest.substr(isFloat ? 6 : 4));
+            const char* first = digits.c_str();
+            const char* last = first + digits.size();
+            while (last > first && std::isspace(static_cast<unsigned char>(last[-1])))
+                --last;
+            if (first < last && *first == '+') ++first;
+            if (isFloat) {
+                float v = 0;
+                const auto p = std::from_chars(first, last, v);
+                if (p.ec != std::errc() || p.ptr != last)
+                    return fail(number, "float: value '" + digits + "' is not a number");
+                char text[32];
+                const auto w =
+                    std::to_chars(text, text + sizeof text, v, std::chars_format::general, 9);
+                op.type = REG_SZ;
+                op.data = std::string(text, w.ptr) + '\0';
+            } else {
+                int32_t v = 0;
+                const auto p = std::from_chars(first, last, v);
+                if (p.ec != std::errc() || p.ptr != last)
+                    return fail(number, "int: value '" + digits + "' is not a 32-bit integer");
+                const auto bits = static_cast<uint32_t>(v);
+                op.type = REG_DWORD;
+                op.data.assign(reinterpret_cast<const char*>(&bits), 4);
+            }
         } else {
             const size_t colon = rest.find(':');
             bool word = colon != std::string::npos && colon > 0;

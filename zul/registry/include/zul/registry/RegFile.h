@@ -39,7 +39,13 @@ struct RegFileParse {
 
 // Parses a REGEDIT4 (8-bit) or "Windows Registry Editor Version 5.00"
 // (UTF-16LE with BOM, or 8-bit) file. `source` names the file in messages.
-ZUL_PLATFORM_API RegFileParse parseRegFile(const std::string& bytes, const std::string& source);
+// Beyond the editor's types it takes this platform's two type words, which
+// the view module's exports carry: "float:" (a number, stored as the REG_SZ
+// text CRegHelper::SetFloat writes) and "int:" (a decimal 32-bit integer,
+// stored as REG_DWORD); with `strict` they are skipped and counted, as the
+// registry editor skips every type word it does not know.
+ZUL_PLATFORM_API RegFileParse parseRegFile(const std::string& bytes, const std::string& source,
+                                           bool strict = false);
 
 // Applies parsed changes in one transaction: all of them, or none. On
 // failure `error` says which line could not be applied and why.
