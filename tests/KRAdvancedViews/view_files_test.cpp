@@ -339,16 +339,26 @@ TEST_F(ViewFiles, TheRegistryEditorsRoadThroughMergedKeys) {
         ASSERT_EQ(seeded->DestroyViewExt("-Z"), S_OK);
     }
     std::string error;
-    const auto parsed = zul::registry::parseRegFile(readFile(file("x.reg")), "x.reg");
-    EXPECT_EQ(parsed.skipped, 9u * 15u) << "13 float: and 2 int: lines a view are not the editor's";
+    const std::string text = readFile(file("x.reg"));
+    EXPECT_EQ(zul::registry::parseRegFile(text, "x.reg", true).skipped, 9u * 15u)
+        << "strictly as the editor: 13 float: and 2 int: lines a view are not its own";
+    const auto parsed = zul::registry::parseRegFile(text, "x.reg");
+    EXPECT_EQ(parsed.skipped, 0u) << "this platform takes them";
     ASSERT_EQ(zul::registry::applyRegFile(parsed, "x.reg", error), ERROR_SUCCESS) << error;
 
     auto s = startStore();
     FullViewInfo r;
     ASSERT_EQ(s->GetViewInfo("Imported", &r), S_OK);
-    // Only what the editor took in: the type; the rest are defaults.
+    // The view comes back whole.
+    const FullViewInfo want = sample(3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(r.pUpVector[i], want.pUpVector[i]);
+        EXPECT_EQ(r.pViewVector[i], want.pViewVector[i]);
+        EXPECT_EQ(r.pFromVector[i], want.pFromVector[i]);
+        EXPECT_EQ(r.pAtVector[i], want.pAtVector[i]);
+    }
     EXPECT_EQ(r.cameraType, Orthographic);
-    EXPECT_EQ(r.viewAngle, 28.0f);
+    EXPECT_EQ(r.viewAngle, 33.5f);
     ASSERT_EQ(s->GetViewInfo("-Z", &r), S_OK);
     const auto slots = slotsOf(s.Get());
     EXPECT_EQ(std::count(slots.begin(), slots.end(), std::string("Imported")), 1);

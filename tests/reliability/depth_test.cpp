@@ -51,11 +51,11 @@ TEST_F(Depth, KeysLieAtMost512LevelsDeep) {
 
     // The deepest key exports (and imports back) whole.
     const std::string file = (dir_ / "deep.reg").string();
-    auto r = zul::test::runProgram("'" ZULREG_PATH "' export 'HKEY_CURRENT_USER\\Software' '" +
-                                   file + "' 2>&1");
+    auto r = zul::test::runProgram(
+        "'" ZULREG_PATH "' export --regedit4 'HKEY_CURRENT_USER\\Software' '" + file + "' 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
     const std::string text = readFile(file);
-    EXPECT_NE(text.find("[HKEY_CURRENT_USER\\" + levels(512) + "]\n\"deepest\"=dword:00000001"),
+    EXPECT_NE(text.find("[HKEY_CURRENT_USER\\" + levels(512) + "]\r\n\"deepest\"=dword:00000001"),
               std::string::npos);
     ASSERT_EQ(RegDeleteTreeA(HKEY_CURRENT_USER, "Software"), ERROR_SUCCESS);
     r = zul::test::runProgram("'" ZULREG_PATH "' import '" + file + "' 2>&1");

@@ -31,12 +31,18 @@ TEST_F(Zulreg, SetListExportImportDelete) {
     Result exp = zulreg("export " + view + " -");
     EXPECT_EQ(exp.status, 0);
     EXPECT_EQ(exp.out,
-              "REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\VIEW_0001]\n"
+              "Windows Registry Editor Version 5.00\n\n"
+              "[HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2\\VIEW_0001]\n"
               "\"View Name\"=\"+X\"\n\"Index\"=dword:0000001f\n"
               "\"Big\"=hex(b):ff,ff,ff,ff,ff,ff,ff,ff\n\"Bytes\"=hex:01,ff,20\n@=\"Merged\"\n\n");
 
+    // A file is what the registry editor writes: UTF-16LE with a byte-order
+    // mark, CRLF.
     const std::string file = (dir_ / "out.reg").string();
     EXPECT_EQ(zulreg("export 'HKCU\\Software\\ZUL' '" + file + "'").status, 0);
+    const std::string wide = readFile(file);
+    EXPECT_EQ(wide.substr(0, 6), std::string("\xFF\xFEW\0i\0", 6));
+    EXPECT_NE(wide.find(std::string("\r\0\n\0", 4)), std::string::npos);
     EXPECT_EQ(zulreg("delete " + view + " Index").status, 0);
     EXPECT_EQ(zulreg("delete 'HKCU\\Software\\ZUL'").status, 0);
     EXPECT_EQ(zulreg("list 'HKCU\\Software'").out, "");

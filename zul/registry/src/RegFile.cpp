@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Hive.h"
+#include "Windows1252.h"
 #include "zul/registry/Transaction.h"
 
 namespace zul::registry {
@@ -55,14 +56,71 @@ void appendHex(std::string& out, size_t column, std::string_view data) {
     }
 }
 
-void appendValue(std::string& out, const std::string& name, DWORD type, const std::string& data) {
+// How an export writes the text of string values: this platform's own form
+// (REGEDIT4 text in UTF-8, the strings' bytes as stored), the registry
+// editor's version 5 (string payloads of hex(1), hex(2) and hex(7) in
+// UTF-16LE, line breaks in strings escaped as the editor escapes them), or
+// its REGEDIT4 in Windows-1252 (payloads in that code page).
+struct ExportForm {
+    enum Kind { Own, Version5, Ansi } kind = Own;
+    std::string error; // the first value that cannot be written in this form
+};
+
+bool isStringType(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+// A string value's bytes as the form carries them in hex(N) payloads.
+bool payloadOf(const std::string& data, ExportForm& form, std::string& out) {
+    if (form.kind == ExportForm::Own) {
+        out = data;
+        return true;
+    }
+    if (form.kind == ExportForm::Ansi) {
+        uint32_t bad = 0;
+        if (utf8ToWindows1252(data, out, bad)) return true;
+        char cp[16];
+        std::snprintf(cp, sizeof cp, "U+%04X", bad);
+        form.error = bad == 0xFFFD
+                         ? "its text is not UTF-8"
+                         : std::string("it holds ") + cp + ", which Windows-1252 cannot write";
+        return false;
+    }
+    if (!isUtf8(data)) {
+        form.error = "its text is not UTF-8";
+        return false;
+    }
+    std::u16string wide;
+    utf8::utf8to16(data.begin(), data.end(), std::back_inserter(wide));
+    out.clear();
+    for (const char16_t u : wide) {
+        out += static_cast<char>(u & 0xFF);
+        out += static_cast<char>(u >> 8);
+    }
+    return true;
+}
+
+void appendValue(std::string& out, const std::string& name, DWORD type, const std::string& data,
+                 ExportForm& form) {
     std::string line = name.empty() ? std::string("@") : quote(name);
     line += '=';
-    if (type == REG_SZ) {
-        std::string_view text(data);
-        if (!text.empty() && text.back() == '\0') text.remove_suffix(1);
-        if (text.find_first_of(std::string_view("\0\r\n", 3)) == std::string_view::npos) {
-            out += line + quote(text) + "\n";
+    if (type == REG_SZ && !data.empty() && data.back() == '\0') {
+        // Quoted when the text is whole: one terminator, no other NUL; line
+        // breaks only in the version 5 form, escaped as the editor does.
+        const std::string_view text(data.data(), data.size() - 1);
+        const bool breaks = text.find_first_of("\r\n") != std::string_view::npos;
+        if (text.find('\0') == std::string_view::npos &&
+            (!breaks || form.kind == ExportForm::Version5)) {
+            std::string quoted = quote(text);
+            if (breaks) {
+                std::string escaped;
+                for (const char c : quoted)
+                    escaped += c == '\n'   ? std::string("\\n")
+                               : c == '\r' ? std::string("\\r")
+                                           : std::string(1, c);
+                quoted = std::move(escaped);
+            }
+            out += line + quoted + "\n";
             return;
         }
     } else if (type == REG_DWORD && data.size() == 4) {
@@ -73,6 +131,8 @@ void appendValue(std::string& out, const std::string& name, DWORD type, const st
         out += line + buf + "\n";
         return;
     }
+    std::string payload = data;
+    if (isStringType(type) && !payloadOf(data, form, payload)) return;
     if (type == REG_BINARY) {
         line += "hex:";
     } else {
@@ -82,13 +142,13 @@ void appendValue(std::string& out, const std::string& name, DWORD type, const st
     }
     const size_t column = line.size();
     out += line;
-    appendHex(out, column, data);
+    appendHex(out, column, payload);
     out += '\n';
 }
 
 // Writes one key's section and gives the names of its subkeys.
 LSTATUS exportSection(HKEY key, const std::string& path, std::string& out,
-                      std::vector<std::string>& children) {
+                      std::vector<std::string>& children, ExportForm& form) {
     DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxData = 0;
     LSTATUS st = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &subkeys, &maxSub, nullptr,
                                   &values, &maxName, &maxData, nullptr, nullptr);
@@ -101,7 +161,13 @@ LSTATUS exportSection(HKEY key, const std::string& path, std::string& out,
                            reinterpret_cast<BYTE*>(data.data()), &cbData);
         if (st == ERROR_NO_MORE_ITEMS) break;
         if (st != ERROR_SUCCESS) return st;
-        appendValue(out, std::string(name.data(), cchName), type, data.substr(0, cbData));
+        const std::string valueName(name.data(), cchName);
+        appendValue(out, valueName, type, data.substr(0, cbData), form);
+        if (!form.error.empty()) {
+            form.error =
+                "the value '" + valueName + "' of '" + path + "' cannot be written: " + form.error;
+            return ERROR_INVALID_DATA;
+        }
     }
     out += '\n';
     children.clear();
@@ -119,14 +185,14 @@ LSTATUS exportSection(HKEY key, const std::string& path, std::string& out,
 // Writes `key` and everything below it, parents before children and
 // siblings in enumeration order. The walk keeps its own stack, so a tree as
 // deep as the registry allows costs no call stack.
-LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
+LSTATUS exportTree(HKEY key, const std::string& path, std::string& out, ExportForm& form) {
     struct Pending {
         std::shared_ptr<KeyHandle> parent;
         std::string name;
         std::string path;
     };
     std::vector<std::string> children;
-    LSTATUS st = exportSection(key, path, out, children);
+    LSTATUS st = exportSection(key, path, out, children, form);
     if (st != ERROR_SUCCESS) return st;
     std::vector<Pending> stack;
     auto pushChildren = [&](const std::shared_ptr<KeyHandle>& parent, const std::string& at) {
@@ -143,7 +209,7 @@ LSTATUS exportTree(HKEY key, const std::string& path, std::string& out) {
         if (st == ERROR_FILE_NOT_FOUND) continue; // deleted meanwhile by another process
         if (st != ERROR_SUCCESS) return st;
         auto sub = std::make_shared<KeyHandle>(raw);
-        if ((st = exportSection(raw, next.path, out, children)) != ERROR_SUCCESS) return st;
+        if ((st = exportSection(raw, next.path, out, children, form)) != ERROR_SUCCESS) return st;
         pushChildren(sub, next.path);
     }
     return ERROR_SUCCESS;
@@ -212,6 +278,9 @@ bool readQuoted(const std::string& s, size_t& pos, std::string& out) {
         const char c = s[i];
         if (c == '\\' && i + 1 < s.size() && (s[i + 1] == '\\' || s[i + 1] == '"')) {
             out += s[++i];
+        } else if (c == '\\' && i + 1 < s.size() && (s[i + 1] == 'n' || s[i + 1] == 'r')) {
+            // The editor writes a string's line breaks as \n and \r.
+            out += s[++i] == 'n' ? '\n' : '\r';
         } else if (c == '"') {
             pos = i + 1;
             return true;
@@ -259,7 +328,9 @@ bool parseHexBytes(std::string_view text, std::string& out) {
 
 } // namespace
 
-LSTATUS exportKey(const std::string& fullPath, std::string& out) {
+namespace {
+
+LSTATUS exportWith(const std::string& fullPath, ExportForm& form, std::string& out) {
     HKEY root = nullptr;
     std::string sub;
     if (!splitRootPath(fullPath, root, sub)) {
@@ -277,10 +348,79 @@ LSTATUS exportKey(const std::string& fullPath, std::string& out) {
     st = RegOpenKeyExA(root, sub.c_str(), 0, KEY_READ, &raw);
     if (st != ERROR_SUCCESS) return st;
     KeyHandle key(raw);
-    std::string text = "REGEDIT4\n\n";
-    st = exportTree(key.get(), path, text);
-    if (st != ERROR_SUCCESS) return st;
+    std::string text = form.kind == ExportForm::Version5
+                           ? "Windows Registry Editor Version 5.00\n\n"
+                           : "REGEDIT4\n\n";
+    st = exportTree(key.get(), path, text, form);
+    if (st != ERROR_SUCCESS) {
+        if (!form.error.empty()) setErrorDetail(form.error);
+        return st;
+    }
     out = std::move(text);
+    return ERROR_SUCCESS;
+}
+
+std::string withCrLf(const std::string& text) {
+    std::string out;
+    out.reserve(text.size() + text.size() / 16);
+    for (const char c : text) {
+        if (c == '\n') out += '\r';
+        out += c;
+    }
+    return out;
+}
+
+} // namespace
+
+LSTATUS exportKey(const std::string& fullPath, std::string& out) {
+    ExportForm form;
+    return exportWith(fullPath, form, out);
+}
+
+LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form, std::string& bytes) {
+    ExportForm how;
+    how.kind = form == RegFileForm::Regedit4 ? ExportForm::Ansi : ExportForm::Version5;
+    std::string text;
+    const LSTATUS st = exportWith(fullPath, how, text);
+    if (st != ERROR_SUCCESS) return st;
+    if (form == RegFileForm::Version5Text) {
+        bytes = std::move(text);
+        return ERROR_SUCCESS;
+    }
+    if (form == RegFileForm::Version5) {
+        std::u16string wide;
+        const std::string crlf = withCrLf(text);
+        utf8::utf8to16(crlf.begin(), crlf.end(), std::back_inserter(wide));
+        bytes = "\xFF\xFE";
+        for (const char16_t u : wide) {
+            bytes += static_cast<char>(u & 0xFF);
+            bytes += static_cast<char>(u >> 8);
+        }
+        return ERROR_SUCCESS;
+    }
+    // Windows-1252, line by line, so that a name it cannot write is named.
+    bytes.clear();
+    std::string section;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        const std::string line = text.substr(start, end - start);
+        if (!line.empty() && line[0] == '[') section = line.substr(1, line.size() - 2);
+        std::string ansi;
+        uint32_t bad = 0;
+        if (!utf8ToWindows1252(line, ansi, bad)) {
+            char cp[16];
+            std::snprintf(cp, sizeof cp, "U+%04X", bad);
+            const std::string what = !line.empty() && line[0] == '['
+                                         ? "the key '" + section + "'"
+                                         : "a value name of '" + section + "' (" + line + ")";
+            setErrorDetail(what + " cannot be written in Windows-1252: it holds " + cp);
+            return ERROR_INVALID_DATA;
+        }
+        bytes += ansi + "\r\n";
+        start = end + 1;
+    }
     return ERROR_SUCCESS;
 }
 
@@ -312,6 +452,11 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source, b
     } else {
         text = bytes;
     }
+    // 8-bit text is UTF-8 when it is valid UTF-8 throughout (this platform
+    // and the view module write it), else Windows-1252, as the registry
+    // editor writes REGEDIT4 files.
+    const bool ansi = !wide && !isUtf8(text);
+    if (ansi) text = windows1252ToUtf8(text);
 
     // Physical lines, then logical lines joined at a trailing backslash.
     std::vector<std::pair<int, std::string>> lines;
@@ -452,6 +597,8 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source, b
                     return fail(number, "UTF-16 string data is not valid");
                 }
                 op.data = std::move(u8);
+            } else if (ansi && (type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ)) {
+                op.data = windows1252ToUtf8(op.data);
             }
             op.type = type;
         } else if (!strict &&
@@ -500,7 +647,6 @@ RegFileParse parseRegFile(const std::string& bytes, const std::string& source, b
         }
         r.ops.push_back(std::move(op));
     }
-    (void)wide;
     r.ok = true;
     return r;
 }

@@ -72,19 +72,27 @@ int cmdList(const std::string& key) {
     return 0;
 }
 
-int cmdExport(const std::string& key, const std::string& file) {
-    std::string text;
-    const LSTATUS st = zul::registry::exportKey(key, text);
+int cmdExport(const std::string& key, const std::string& file, bool regedit4) {
+    // A file gets what the registry editor writes (version 5, UTF-16LE);
+    // standard output the same text in UTF-8. --regedit4: REGEDIT4 in
+    // Windows-1252 either way.
+    const bool toStdout = file.empty() || file == "-";
+    using zul::registry::RegFileForm;
+    const RegFileForm form = regedit4   ? RegFileForm::Regedit4
+                             : toStdout ? RegFileForm::Version5Text
+                                        : RegFileForm::Version5;
+    std::string bytes;
+    const LSTATUS st = zul::registry::exportRegFile(key, form, bytes);
     if (st != ERROR_SUCCESS) return report("cannot export '" + key + "'", st);
-    if (file.empty() || file == "-") {
-        std::cout << text;
+    if (toStdout) {
+        std::cout << bytes;
         return std::cout.good() ? 0 : kFailure;
     }
     // Written beside the target under a name made exclusively and renamed
     // over it: a failed export never leaves half a file where a good one
     // stood, and no link planted in a shared folder is followed.
     std::string why;
-    if (!zul::registry::writeFileReplacing(file, text, why)) {
+    if (!zul::registry::writeFileReplacing(file, bytes, why)) {
         std::cerr << "zulreg: cannot write '" << file << "': " << why << "\n";
         return kFailure;
     }
@@ -358,9 +366,15 @@ int main(int argc, char** argv) {
     auto* list = app.add_subcommand("list", "Print the subkey names of KEY, one a line");
     list->add_option("KEY", key, "Key path, e.g. HKEY_CURRENT_USER\\Software\\ZUL")->required();
 
-    auto* exp = app.add_subcommand("export", "Write KEY and everything below it as REGEDIT4 text");
+    auto* exp = app.add_subcommand(
+        "export", "Write KEY and everything below it as a registry editor file: version 5 in "
+                  "UTF-16LE to FILE, the same text in UTF-8 to standard output");
     exp->add_option("KEY", key, "Key path")->required();
     exp->add_option("FILE", file, "Output file, or - for standard output (the default)");
+    bool regedit4 = false;
+    exp->add_flag("--regedit4", regedit4,
+                  "Write REGEDIT4 in Windows-1252 instead (fails, naming the key and value, "
+                  "when a character cannot be written in it)");
 
     auto* imp =
         app.add_subcommand("import", "Import a registry editor file: all of it, or nothing");
@@ -406,7 +420,7 @@ int main(int argc, char** argv) {
     }
 
     if (*list) return cmdList(key);
-    if (*exp) return cmdExport(key, file);
+    if (*exp) return cmdExport(key, file, regedit4);
     if (*imp) return cmdImport(file, strict);
     if (*set) return cmdSet(key, name, type, data);
     if (*del) return cmdDelete(key, nameOpt->count() ? &name : nullptr);

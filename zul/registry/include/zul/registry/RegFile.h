@@ -19,6 +19,21 @@ namespace zul::registry {
 //   breaks, inner NULs) is written as hex(1) so that import restores it.
 ZUL_PLATFORM_API LSTATUS exportKey(const std::string& fullPath, std::string& out);
 
+// The registry editor's file forms.
+enum class RegFileForm {
+    Version5,     // "Windows Registry Editor Version 5.00", UTF-16LE with a
+                  // byte-order mark, CRLF: what the editor writes
+    Version5Text, // the same text in UTF-8 with "\n" line ends, for people and pipes
+    Regedit4,     // "REGEDIT4" in Windows-1252, CRLF
+};
+// `fullPath` and everything below it as a file of `form`, as bytes. String
+// payloads (hex(1), hex(2), hex(7)) are UTF-16LE in version 5 and
+// Windows-1252 in REGEDIT4. ERROR_INVALID_DATA, naming the key and value in
+// lastErrorDetail(), when something cannot be written in Windows-1252 (or a
+// string value is not UTF-8): nothing is written silently wrong.
+ZUL_PLATFORM_API LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form,
+                                       std::string& bytes);
+
 // One change an import makes, in file order.
 struct RegFileOp {
     enum Kind { CreateKey, DeleteKey, SetValue, DeleteValue } kind;
