@@ -39,9 +39,10 @@ std::string quote(std::string_view s) {
 }
 
 void appendHex(std::string& out, size_t column, std::string_view data) {
-    // Continuation as the registry editor writes it: a line holds at most
-    // about 80 columns, ends with ",\" and the next starts with two blanks.
-    constexpr size_t kMaxColumn = 76;
+    // Continuation as the registry editor writes it: a line ends with ",\"
+    // once it reaches 77 columns (so it holds at most 80), and the next
+    // starts with two blanks.
+    constexpr size_t kMaxColumn = 77;
     char buf[4];
     for (size_t i = 0; i < data.size(); ++i) {
         std::snprintf(buf, sizeof buf, "%02x", static_cast<unsigned char>(data[i]));
