@@ -232,3 +232,77 @@ TEST_F(RegistryAsWindows, ClassNamesAndLastWriteTimes) {
               ERROR_SUCCESS);
     EXPECT_STREQ(got, "ProbeClass");
 }
+
+// HKEY_CLASSES_ROOT is a live merge of the user's and the machine's classes.
+TEST_F(RegistryAsWindows, TheClassesRootIsALiveMerge) {
+    auto set = [](HKEY root, const char* path, const char* name, const char* text) {
+        Key k;
+        ASSERT_EQ(RegCreateKeyExA(root, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr),
+                  ERROR_SUCCESS);
+        ASSERT_EQ(RegSetValueExA(k, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
+                                 DWORD(std::strlen(text) + 1)),
+                  ERROR_SUCCESS);
+    };
+    auto get = [](HKEY key, const char* name) {
+        char buf[64] = {};
+        DWORD size = sizeof buf;
+        const LSTATUS st =
+            RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buf), &size);
+        return st == ERROR_SUCCESS ? std::string(buf) : "<" + std::to_string(st) + ">";
+    };
+    set(HKEY_LOCAL_MACHINE, "Software\\Classes\\Shared", "both", "machine");
+    set(HKEY_LOCAL_MACHINE, "Software\\Classes\\Shared", "m", "machine");
+    Key shared;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "Shared", 0, KEY_ALL_ACCESS, &shared),
+              ERROR_SUCCESS);
+    EXPECT_EQ(get(shared, "both"), "machine");
+
+    // The user's copy, made after the handle was opened, is followed, and
+    // the values of both are seen.
+    set(HKEY_CURRENT_USER, "Software\\Classes\\Shared", "both", "user");
+    set(HKEY_CURRENT_USER, "Software\\Classes\\Shared", "u", "user");
+    EXPECT_EQ(get(shared, "both"), "user");
+    EXPECT_EQ(get(shared, "m"), "machine");
+    DWORD values = 0;
+    ASSERT_EQ(RegQueryInfoKeyA(shared, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               &values, nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(values, 3u);
+    std::string names;
+    char name[32];
+    for (DWORD i = 0;; ++i) {
+        DWORD cch = sizeof name;
+        if (RegEnumValueA(shared, i, name, &cch, nullptr, nullptr, nullptr, nullptr) != 0) break;
+        names += std::string(name) + ";";
+    }
+    EXPECT_EQ(names, "both;u;m;");
+
+    // A machine subkey made after the handle was opened is seen through it;
+    // a delete through the merged view reaches the key it names.
+    Key later;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "Software\\Classes\\Shared\\Later", 0, nullptr, 0,
+                              KEY_ALL_ACCESS, nullptr, &later, nullptr),
+              ERROR_SUCCESS);
+    char sub[32];
+    DWORD cch = sizeof sub;
+    ASSERT_EQ(RegEnumKeyExA(shared, 0, sub, &cch, nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_STREQ(sub, "Later");
+    EXPECT_EQ(RegDeleteKeyA(shared, "Later"), ERROR_SUCCESS);
+    Key gone;
+    EXPECT_EQ(
+        RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Classes\\Shared\\Later", 0, KEY_READ, &gone),
+        ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteValueA(shared, "m"), ERROR_SUCCESS);
+    EXPECT_EQ(get(shared, "m"), "<2>");
+
+    // Below a key the user has, new keys go to the user's copy.
+    Key mine;
+    ASSERT_EQ(
+        RegCreateKeyExA(shared, "Mine", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &mine, nullptr),
+        ERROR_SUCCESS);
+    Key inUser;
+    EXPECT_EQ(
+        RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes\\Shared\\Mine", 0, KEY_READ, &inUser),
+        ERROR_SUCCESS);
+}

@@ -215,9 +215,34 @@ std::vector<Binding> withPath(const Binding& b, const std::vector<std::string>& 
     return {Binding{b.hive, std::move(path), id}};
 }
 
+// A merged view (the classes root, and every key opened through it) binds
+// by path in each hive, resolved at each call, so that the view stays live:
+// a key made in either hive after the handle was opened is seen through it,
+// and the handle follows the user's copy once there is one.
+bool isMergedView(const std::vector<Binding>& bs) {
+    return bs.size() > 1 && bs.front().id == 0;
+}
+
 LSTATUS openIn(const std::vector<Binding>& bs, const std::vector<std::string>& parts,
                std::vector<Binding>& found) {
     found.clear();
+    if (isMergedView(bs)) {
+        bool any = false;
+        for (const Binding& b : bs) {
+            std::vector<std::string> path = b.path;
+            path.insert(path.end(), parts.begin(), parts.end());
+            int64_t id = 0;
+            const LSTATUS st =
+                b.hive->run(Access::Read, [&] { return b.hive->resolve(kRootKeyId, path, id); });
+            if (st == ERROR_SUCCESS)
+                any = true;
+            else if (st != ERROR_FILE_NOT_FOUND)
+                return st;
+            found.push_back(Binding{b.hive, std::move(path), 0});
+        }
+        if (!any) found.clear();
+        return any ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    }
     for (const Binding& b : bs) {
         int64_t child = 0;
         const LSTATUS st = b.hive->run(Access::Read, [&]() -> LSTATUS {
@@ -261,6 +286,50 @@ LSTATUS mergedChildren(const std::vector<Binding>& bs, std::vector<std::string>&
     for (size_t i = 0; i < all.size(); ++i)
         if (i == 0 || all[i].first != all[i - 1].first) names.push_back(std::move(all[i].second));
     return ERROR_SUCCESS;
+}
+
+// The values of a merged view: the first binding's (the user's), then the
+// others' whose names it lacks, each in its own order.
+LSTATUS mergedValues(const std::vector<Binding>& bs, std::vector<ValueRecord>& out) {
+    out.clear();
+    std::unordered_set<std::string> seen;
+    for (const Binding& b : bs) {
+        std::vector<ValueRecord> some;
+        const LSTATUS st = b.hive->run(Access::Read, [&]() -> LSTATUS {
+            int64_t id = 0;
+            LSTATUS s = locate(b, id);
+            if (s != ERROR_SUCCESS) return s;
+            for (DWORD i = 0;; ++i) {
+                ValueRecord v;
+                s = b.hive->valueAt(id, i, v);
+                if (s == ERROR_NO_MORE_ITEMS) return ERROR_SUCCESS;
+                if (s != ERROR_SUCCESS) return s;
+                some.push_back(std::move(v));
+            }
+        });
+        if (st == ERROR_FILE_NOT_FOUND) continue;
+        if (st != ERROR_SUCCESS) return st;
+        for (ValueRecord& v : some)
+            if (seen.insert(foldName(v.name)).second) out.push_back(std::move(v));
+    }
+    return ERROR_SUCCESS;
+}
+
+// Runs `work(binding, keyId)` on each binding whose key exists, in order,
+// until one gives something other than ERROR_FILE_NOT_FOUND: a value or a
+// subkey of a merged view is looked for in every hive.
+template <class F> LSTATUS onEachExisting(const std::vector<Binding>& bs, Access access, F&& work) {
+    LSTATUS last = ERROR_FILE_NOT_FOUND;
+    for (const Binding& b : bs) {
+        const LSTATUS st = b.hive->run(access, [&]() -> LSTATUS {
+            int64_t id = 0;
+            const LSTATUS s = locate(b, id);
+            return s != ERROR_SUCCESS ? s : work(b, id);
+        });
+        if (st != ERROR_FILE_NOT_FOUND) return st;
+        last = st;
+    }
+    return last;
 }
 
 // Copies a registry string into a caller's buffer of `*cch` characters.
@@ -370,7 +439,20 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR lpClass, DWORD,
         // The rights asked for the new key are what count, not the parent
         // handle's: Windows checks the key's security, not the handle's
         // access mask, for a call that only names a subkey.
-        const Binding& target = bs.back();
+        // New keys go to the last binding (the machine's classes), except
+        // below a key of a merged view that the user's hive has: there they
+        // go to the user's copy, as Windows stores them.
+        const Binding* chosen = &bs.back();
+        if (isMergedView(bs) && !isPredefined(hKey)) {
+            for (const Binding& b : bs) {
+                int64_t id = 0;
+                if (b.hive->run(Access::Read, [&] { return locate(b, id); }) == ERROR_SUCCESS) {
+                    chosen = &b;
+                    break;
+                }
+            }
+        }
+        const Binding& target = *chosen;
         const std::string cls = lpClass ? lpClass : "";
         if (target.path.size() + parts.size() > zul::registry::kMaxKeyDepth) {
             zul::registry::setErrorDetail(
@@ -394,7 +476,14 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR lpClass, DWORD,
         if (st != ERROR_SUCCESS) return st;
         if (lpdwDisposition)
             *lpdwDisposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
-        *phkResult = newHandle(withPath(target, parts, child), samDesired);
+        if (isMergedView(bs)) {
+            // The new key is seen through the merged view like any other.
+            std::vector<Binding> merged;
+            if ((st = openIn(bs, parts, merged)) != ERROR_SUCCESS) return st;
+            *phkResult = newHandle(std::move(merged), samDesired);
+        } else {
+            *phkResult = newHandle(withPath(target, parts, child), samDesired);
+        }
         return ERROR_SUCCESS;
     });
 }
@@ -444,6 +533,16 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
                 return b.hive->keyInfo(id, ignoredSub, ignoredMax, values, maxName, maxValue);
             });
             if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return st;
+            if (isMergedView(bs)) {
+                std::vector<ValueRecord> all;
+                if ((st = mergedValues(bs, all)) != ERROR_SUCCESS) return st;
+                values = static_cast<DWORD>(all.size());
+                maxName = maxValue = 0;
+                for (const ValueRecord& v : all) {
+                    maxName = std::max<DWORD>(maxName, static_cast<DWORD>(v.name.size()));
+                    maxValue = std::max<DWORD>(maxValue, static_cast<DWORD>(v.data.size()));
+                }
+            }
         }
         if ((st = copyClass(meta.cls, lpClass, lpcchClass)) != ERROR_SUCCESS) return st;
         if (lpcSubKeys) *lpcSubKeys = subkeys;
@@ -515,9 +614,16 @@ LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcch
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         ValueRecord v;
-        st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
-            return b.hive->valueAt(id, dwIndex, v);
-        });
+        if (isMergedView(bs)) {
+            std::vector<ValueRecord> all;
+            if ((st = mergedValues(bs, all)) != ERROR_SUCCESS) return st;
+            if (dwIndex >= all.size()) return ERROR_NO_MORE_ITEMS;
+            v = std::move(all[dwIndex]);
+        } else {
+            st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
+                return b.hive->valueAt(id, dwIndex, v);
+            });
+        }
         if (st == ERROR_FILE_NOT_FOUND && bs.front().id == 0) return ERROR_NO_MORE_ITEMS;
         if (st != ERROR_SUCCESS) return st;
         // As Windows does: whichever buffer is too small, the type and the
@@ -549,9 +655,11 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         const std::string fold = foldName(lpValueName ? lpValueName : "");
         ValueRecord v;
-        st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
+        const auto get = [&](const Binding& b, int64_t id) {
             return b.hive->getValue(id, fold, v);
-        });
+        };
+        st = isMergedView(bs) ? onEachExisting(bs, Access::Read, get)
+                              : onFirstExisting(bs, Access::Read, get);
         if (st == ERROR_FILE_NOT_FOUND) {
             // A missing value reports no type and no size, as on Windows.
             if (lpType) *lpType = REG_NONE;
@@ -610,9 +718,11 @@ LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
         const std::string fold = foldName(lpValueName ? lpValueName : "");
-        return onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) {
+        const auto del = [&](const Binding& b, int64_t id) {
             return b.hive->deleteValue(id, fold);
-        });
+        };
+        return isMergedView(bs) ? onEachExisting(bs, Access::Write, del)
+                                : onFirstExisting(bs, Access::Write, del);
     });
 }
 
@@ -628,13 +738,17 @@ LSTATUS deleteKeyImpl(HKEY hKey, LPCSTR lpSubKey, bool tree) {
     if (!tree && parts.empty() && isPredefined(hKey)) return ERROR_ACCESS_DENIED;
     // With no subkey RegDeleteTree empties the key itself and keeps it.
     const bool includeSelf = !tree || !parts.empty();
-    return onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) -> LSTATUS {
+    const auto del = [&](const Binding& b, int64_t id) -> LSTATUS {
         int64_t target = 0;
         LSTATUS s = b.hive->resolve(id, parts, target);
         if (s != ERROR_SUCCESS) return s;
         if (target == kRootKeyId && includeSelf) return ERROR_ACCESS_DENIED;
         return tree ? b.hive->deleteTree(target, includeSelf) : b.hive->deleteKey(target);
-    });
+    };
+    // Through a merged view the delete reaches the key it names, in the
+    // hive that has it (the user's first).
+    return isMergedView(bs) ? onEachExisting(bs, Access::Write, del)
+                            : onFirstExisting(bs, Access::Write, del);
 }
 } // namespace
 
