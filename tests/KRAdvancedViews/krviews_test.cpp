@@ -359,3 +359,48 @@ TEST_F(Krviews, NamesThatCannotTravelAndRacingRenames) {
         run("delete B");
     }
 }
+
+// A view export imported with zulreg into another store never overwrites a
+// view there: a section landing on a key that holds another view goes to a
+// free key, and every imported view comes back whole.
+TEST_F(Krviews, ImportingAViewExportNeverDestroysAView) {
+    ASSERT_EQ(run("add 'From A' --view 0,1,0 --up 0,0,1 --fov 40").status, 0);
+    const std::string file = (dir_ / "a.reg").string();
+    ASSERT_EQ(run("save '" + file + "'").status, 0);
+    const Result fromA = run("show 'From A'");
+
+    const std::string other = (dir_ / "other.db").string();
+    auto inOther = [&](const std::string& args) {
+        Result r;
+        static_cast<zul::test::ProgramResult&>(r) =
+            zul::test::runProgram("'" KRVIEWS_PATH "' --hive '" + other + "' " + args + " 2>&1");
+        return r;
+    };
+    // Registered for this user too (the registration lives in the hive).
+    ASSERT_EQ(zul::test::runProgram("ZUL_USER_HIVE='" + other + "' CURRENT_USER_INSTALL=1 '" +
+                                    std::string(ZULREG_PATH) + "' regsvr '" + KRAV_MODULE_PATH +
+                                    "'")
+                  .status,
+              0);
+    ASSERT_EQ(inOther("add 'Only in B' --view 0,0,1 --up 1,0,0").status, 0);
+    const Result onlyB = inOther("show 'Only in B'");
+    const auto imported =
+        zul::test::runProgram("ZUL_USER_HIVE='" + other + "' '" + std::string(ZULREG_PATH) +
+                              "' import '" + file + "' 2>&1");
+    ASSERT_EQ(imported.status, 0) << imported.out;
+    EXPECT_NE(imported.out.find("the view 'From A'"), std::string::npos) << imported.out;
+    EXPECT_NE(imported.out.find("holds the view 'Only in B'"), std::string::npos) << imported.out;
+    EXPECT_EQ(inOther("show 'Only in B'").out, onlyB.out) << "the view there is untouched";
+    // The imported view, taken in by the store at its start, is whole: its
+    // index aside, which the merge gives it, and the points flag, which the
+    // export does not carry.
+    const std::string shown = inOther("show 'From A'").out;
+    auto carried = [](std::string s) {
+        for (const char* key : {"Num:", "HasAtAndFrom:"}) {
+            const size_t at = s.find(key);
+            if (at != std::string::npos) s.erase(at, s.find('\n', at) - at);
+        }
+        return s;
+    };
+    EXPECT_EQ(carried(shown), carried(fromA.out));
+}
