@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "zul/registry/registry.h"
@@ -142,7 +143,10 @@ private:
     std::recursive_mutex mu_;
     sqlite3* db_ = nullptr;
     bool readOnly_ = false;
-    bool keyMeta_ = false;           // the keys table has class and mtime columns
+    bool keyMeta_ = false; // the keys table has class and mtime columns
+    // Keys whose last write this transaction has recorded already: one
+    // UPDATE a key per transaction, whose writes all land at its commit.
+    std::unordered_set<int64_t> touched_;
     LSTATUS broken_ = ERROR_SUCCESS; // a damaged file stays refused, never rewritten
     std::string brokenDetail_;
     // What the last failing statement said: the cause a later "transaction

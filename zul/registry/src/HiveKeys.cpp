@@ -86,7 +86,7 @@ int64_t fileTimeNow() {
 }
 
 LSTATUS Hive::touch(int64_t id) {
-    if (!keyMeta_) return ERROR_SUCCESS;
+    if (!keyMeta_ || !touched_.insert(id).second) return ERROR_SUCCESS;
     Stmt up(*this, "UPDATE keys SET mtime=?2 WHERE id=?1");
     if (!up) return ERROR_CANTWRITE;
     const int rc = up.bind(1, id).bind(2, fileTimeNow()).step();

@@ -13,6 +13,7 @@ namespace zul::registry {
 thread_local ThreadTransaction t_tx;
 
 LSTATUS Hive::begin(Access access) {
+    if (!inTransaction_) touched_.clear(); // a transaction of its own begins
     LSTATUS st = open(access);
     if (st != ERROR_SUCCESS || !db_) return st;
     if (t_tx.depth > 0 && !inTransaction_) {
@@ -47,7 +48,10 @@ LSTATUS Hive::finish(Access access, bool ok) {
         if (access == Access::Read || savepointDepth_ == 0) return checkJoined();
         --savepointDepth_;
         if (const LSTATUS st = checkJoined(); st != ERROR_SUCCESS) return st;
-        if (!ok) execRetrying("ROLLBACK TO call");
+        if (!ok) {
+            execRetrying("ROLLBACK TO call");
+            touched_.clear();
+        }
         const LSTATUS st = execRetrying("RELEASE call");
         return st != ERROR_SUCCESS ? st : checkJoined();
     }
@@ -119,6 +123,7 @@ LSTATUS Hive::joinTransaction(Access access) {
     }
     inTransaction_ = true;
     lastFailure_.clear();
+    touched_.clear();
     t_tx.joined.push_back(Hive::forPath(path_));
     return ERROR_SUCCESS;
 }
@@ -139,6 +144,7 @@ LSTATUS Hive::scope(int level, ScopeStep step) {
     case ScopeStep::Keep:
         return execRetrying(sql.keep[level].c_str());
     case ScopeStep::Undo: {
+        touched_.clear(); // an undone write may have undone its key's time
         const LSTATUS st = execRetrying(sql.undo[level].c_str());
         const LSTATUS rel = execRetrying(sql.keep[level].c_str());
         return st != ERROR_SUCCESS ? st : rel;
