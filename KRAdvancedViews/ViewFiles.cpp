@@ -247,19 +247,25 @@ LineSource s_countedUnicodeLines(QjvUnicodeReader& reader, ReadNotes& notes) {
 
 } // namespace
 
-CViewManager::ParsedViewFile CViewManager::_parseQjvText(const std::string& bytes) {
-    ParsedViewFile f;
-    std::istringstream in(bytes);
-    double version = 2.0;
-    if (!ReadQjvTextHeader(in, version)) return f;
-    const LineSource lines = s_countedTextLines(in, f.notes);
+// The body of a .qjv file of `version` (1, or 2 read as `version2`); any
+// other version is not a view file.
+void CViewManager::_parseQjvBody(ParsedViewFile& f, double version, const LineSource& lines,
+                                 ParsedViewFile::Form version2) {
     if (version == 1.0) {
         f.form = ParsedViewFile::Form::Version1;
         f.records = ParseQjvVersion1(lines, &f.notes);
     } else if (version == 2.0) {
-        f.form = ParsedViewFile::Form::Version2;
+        f.form = version2;
         f.records = ParseQjvVersion2(lines, &f.notes);
     }
+}
+
+CViewManager::ParsedViewFile CViewManager::_parseQjvText(const std::string& bytes) {
+    ParsedViewFile f;
+    std::istringstream in(bytes);
+    double version = 2.0;
+    if (ReadQjvTextHeader(in, version))
+        _parseQjvBody(f, version, s_countedTextLines(in, f.notes), ParsedViewFile::Form::Version2);
     return f;
 }
 
@@ -267,15 +273,9 @@ CViewManager::ParsedViewFile CViewManager::_parseQjvUnicode(std::istream& in, bo
     ParsedViewFile f;
     QjvUnicodeReader reader(in, swapBytes);
     double version = 2.0;
-    if (!ReadQjvUnicodeHeader(reader, version)) return f;
-    const LineSource lines = s_countedUnicodeLines(reader, f.notes);
-    if (version == 1.0) {
-        f.form = ParsedViewFile::Form::Version1;
-        f.records = ParseQjvVersion1(lines, &f.notes);
-    } else if (version == 2.0) {
-        f.form = ParsedViewFile::Form::Version2Capped;
-        f.records = ParseQjvVersion2(lines, &f.notes);
-    }
+    if (ReadQjvUnicodeHeader(reader, version))
+        _parseQjvBody(f, version, s_countedUnicodeLines(reader, f.notes),
+                      ParsedViewFile::Form::Version2Capped);
     return f;
 }
 

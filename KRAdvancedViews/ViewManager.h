@@ -207,6 +207,8 @@ private:
     static ParsedViewFile _parseQjvText(const std::string& bytes);
     static ParsedViewFile _parseQjvUnicode(std::istream& in, bool swapBytes);
     static ParsedViewFile _parseRegSections(std::istream& in);
+    static void _parseQjvBody(ParsedViewFile& f, double version, const LineReader& lines,
+                              ParsedViewFile::Form version2);
     // Stores parsed records as the file's form loads them (numbering,
     // replacing, the cap of the UTF-16 form, compression).
     HRESULT _storeParsed(ParsedViewFile& file, bool* allLoaded);

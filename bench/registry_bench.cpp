@@ -133,21 +133,27 @@ void BM_StartupPatternInTransaction(benchmark::State& state) {
 }
 BENCHMARK(BM_StartupPatternInTransaction)->Unit(benchmark::kMillisecond);
 
+// `n` subkeys "Key<i>" under `parent`, each with an "Index" value, in one
+// transaction.
+void fillSubkeys(benchmark::State& state, const std::string& parent, int n) {
+    zul::registry::Transaction tx;
+    for (int i = 0; i < n; ++i) {
+        HKEY k = nullptr;
+        RegCreateKeyExA(HKEY_CURRENT_USER, (parent + "\\Key" + std::to_string(i)).c_str(), 0,
+                        nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr);
+        const DWORD v = DWORD(i);
+        RegSetValueExA(k, "Index", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+        RegCloseKey(k);
+    }
+    if (tx.commit() != 0) state.SkipWithError("filling failed");
+}
+
 // ms to list every subkey of a key with N subkeys by index (RegEnumKeyExA,
 // as `zulreg list` does); linear in N, as on Windows.
 void BM_ListSubkeys(benchmark::State& state) {
     const int n = int(state.range(0));
     const std::string parent = "Software\\ZUL\\BenchList" + std::to_string(n);
-    {
-        zul::registry::Transaction tx;
-        for (int i = 0; i < n; ++i) {
-            HKEY k = nullptr;
-            RegCreateKeyExA(HKEY_CURRENT_USER, (parent + "\\Key" + std::to_string(i)).c_str(), 0,
-                            nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr);
-            RegCloseKey(k);
-        }
-        if (tx.commit() != 0) state.SkipWithError("filling failed");
-    }
+    fillSubkeys(state, parent, n);
     HKEY key = nullptr;
     if (RegOpenKeyExA(HKEY_CURRENT_USER, parent.c_str(), 0, KEY_READ, &key) != 0)
         state.SkipWithError("cannot open");
@@ -170,18 +176,7 @@ BENCHMARK(BM_ListSubkeys)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::k
 void BM_ExportSubkeys(benchmark::State& state) {
     const int n = int(state.range(0));
     const std::string parent = "Software\\ZUL\\BenchExport" + std::to_string(n);
-    {
-        zul::registry::Transaction tx;
-        for (int i = 0; i < n; ++i) {
-            HKEY k = nullptr;
-            RegCreateKeyExA(HKEY_CURRENT_USER, (parent + "\\Key" + std::to_string(i)).c_str(), 0,
-                            nullptr, 0, KEY_ALL_ACCESS, nullptr, &k, nullptr);
-            const DWORD v = DWORD(i);
-            RegSetValueExA(k, "Index", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
-            RegCloseKey(k);
-        }
-        if (tx.commit() != 0) state.SkipWithError("filling failed");
-    }
+    fillSubkeys(state, parent, n);
     for (auto _ : state) {
         std::string text;
         if (zul::registry::exportKey("HKEY_CURRENT_USER\\" + parent, text) != 0)
