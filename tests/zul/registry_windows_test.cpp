@@ -6,6 +6,7 @@
 #include <string>
 
 #include "TempHive.h"
+#include "zul/registry/RegFile.h"
 #include "zul/registry/registry.h"
 
 namespace {
@@ -305,4 +306,46 @@ TEST_F(RegistryAsWindows, TheClassesRootIsALiveMerge) {
     EXPECT_EQ(
         RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes\\Shared\\Mine", 0, KEY_READ, &inUser),
         ERROR_SUCCESS);
+}
+
+// REGEDIT4 files are Windows-1252 unless they are UTF-8 throughout; the
+// version 5 file is UTF-16LE; a character Windows-1252 lacks is refused by
+// name, never written wrong.
+TEST_F(RegistryAsWindows, RegistryEditorFilesAndTheirEncodings) {
+    std::string error;
+    for (const std::string& text :
+         {std::string(
+              "REGEDIT4\r\n\r\n[HKEY_CURRENT_USER\\Software\\W]\r\n\"caf\xe9\"=\"\x80 5\"\r\n"),
+          std::string("REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\W]\n\"caf\xc3\xa9\"="
+                      "\"\xe2\x82\xac 5\"\n")}) {
+        const auto parsed = zul::registry::parseRegFile(text, "enc.reg");
+        ASSERT_TRUE(parsed.ok) << parsed.error;
+        ASSERT_EQ(zul::registry::applyRegFile(parsed, "enc.reg", error), ERROR_SUCCESS) << error;
+        char buf[16] = {};
+        DWORD size = sizeof buf;
+        ASSERT_EQ(RegQueryValueExA(base, "caf\xc3\xa9", nullptr, nullptr,
+                                   reinterpret_cast<BYTE*>(buf), &size),
+                  ERROR_SUCCESS);
+        EXPECT_STREQ(buf, "\xe2\x82\xac 5") << "the euro sign, in UTF-8 here";
+    }
+    std::string bytes;
+    ASSERT_EQ(zul::registry::exportRegFile("HKEY_CURRENT_USER\\Software\\W",
+                                           zul::registry::RegFileForm::Regedit4, bytes),
+              ERROR_SUCCESS);
+    EXPECT_NE(bytes.find("\"caf\xe9\"=\"\x80 5\"\r\n"), std::string::npos);
+    ASSERT_EQ(zul::registry::exportRegFile("HKEY_CURRENT_USER\\Software\\W",
+                                           zul::registry::RegFileForm::Version5, bytes),
+              ERROR_SUCCESS);
+    EXPECT_EQ(bytes.substr(0, 4), std::string("\xFF\xFEW\0", 4));
+    EXPECT_NE(bytes.find(std::string("\xAC\x20", 2)), std::string::npos) << "U+20AC in UTF-16LE";
+
+    const char* kanji = "\xe6\x97\xa5";
+    ASSERT_EQ(RegSetValueExA(base, "name", 0, REG_SZ, reinterpret_cast<const BYTE*>(kanji), 4),
+              ERROR_SUCCESS);
+    EXPECT_EQ(zul::registry::exportRegFile("HKEY_CURRENT_USER\\Software\\W",
+                                           zul::registry::RegFileForm::Regedit4, bytes),
+              ERROR_INVALID_DATA);
+    const std::string why = zul::registry::lastErrorDetail();
+    EXPECT_NE(why.find("'name'"), std::string::npos) << why;
+    EXPECT_NE(why.find("U+65E5"), std::string::npos) << why;
 }

@@ -413,9 +413,15 @@ LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form, std::string
         if (!utf8ToWindows1252(line, ansi, bad)) {
             char cp[16];
             std::snprintf(cp, sizeof cp, "U+%04X", bad);
-            const std::string what = !line.empty() && line[0] == '['
-                                         ? "the key '" + section + "'"
-                                         : "a value name of '" + section + "' (" + line + ")";
+            std::string what = "the key '" + section + "'";
+            if (!line.empty() && line[0] == '@') {
+                what = "the default value of '" + section + "'";
+            } else if (!line.empty() && line[0] == '"') {
+                size_t pos = 0;
+                std::string name;
+                readQuoted(line, pos, name);
+                what = "the value '" + name + "' of '" + section + "'";
+            }
             setErrorDetail(what + " cannot be written in Windows-1252: it holds " + cp);
             return ERROR_INVALID_DATA;
         }
