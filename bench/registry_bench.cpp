@@ -74,18 +74,24 @@ void BM_Read(benchmark::State& state) {
 }
 BENCHMARK(BM_Read)->Unit(benchmark::kMicrosecond);
 
-void fillStore() {
-    static bool done = false;
-    if (done) return;
+// 128 view keys "VIEW_%04d" under `parent` (below the settings root), 20
+// values each, in one transaction.
+void fillViews(const char* parent) {
     zul::registry::Transaction tx;
     for (int i = 1; i <= 128; ++i) {
         char key[64];
-        std::snprintf(key, sizeof key, "Bench\\Store\\VIEW_%04d", i);
+        std::snprintf(key, sizeof key, "%s\\VIEW_%04d", parent, i);
         CRegHelper reg(key, RegPathUserSettings);
         for (const char* name : kValueNames)
             reg.SetFloat(name, static_cast<float>(i));
     }
     tx.commit();
+}
+
+void fillStore() {
+    static bool done = false;
+    if (done) return;
+    fillViews("Bench\\Store");
     done = true;
 }
 
@@ -193,17 +199,7 @@ BENCHMARK(BM_ExportSubkeys)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark:
 std::string g_dir;
 void buildOpenHive(const std::string& path, bool big) {
     setenv("ZUL_USER_HIVE", path.c_str(), 1);
-    {
-        zul::registry::Transaction tx;
-        for (int i = 1; i <= 128; ++i) {
-            char key[64];
-            std::snprintf(key, sizeof key, "KRAdvancedViews2\\VIEW_%04d", i);
-            CRegHelper reg(key, RegPathUserSettings);
-            for (const char* name : kValueNames)
-                reg.SetFloat(name, static_cast<float>(i));
-        }
-        tx.commit();
-    }
+    fillViews("KRAdvancedViews2");
     for (int i = 0; big && std::filesystem::file_size(path) < (10u << 20);) {
         zul::registry::Transaction tx;
         for (int end = i + 1000; i < end; ++i) {

@@ -297,15 +297,8 @@ LSTATUS mergedValues(const std::vector<Binding>& bs, std::vector<ValueRecord>& o
         std::vector<ValueRecord> some;
         const LSTATUS st = b.hive->run(Access::Read, [&]() -> LSTATUS {
             int64_t id = 0;
-            LSTATUS s = locate(b, id);
-            if (s != ERROR_SUCCESS) return s;
-            for (DWORD i = 0;; ++i) {
-                ValueRecord v;
-                s = b.hive->valueAt(id, i, v);
-                if (s == ERROR_NO_MORE_ITEMS) return ERROR_SUCCESS;
-                if (s != ERROR_SUCCESS) return s;
-                some.push_back(std::move(v));
-            }
+            const LSTATUS s = locate(b, id);
+            return s != ERROR_SUCCESS ? s : b.hive->values(id, some);
         });
         if (st == ERROR_FILE_NOT_FOUND) continue;
         if (st != ERROR_SUCCESS) return st;
@@ -526,14 +519,17 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
             subkeys = static_cast<DWORD>(names.size());
             for (const auto& n : names)
                 maxSub = std::max<DWORD>(maxSub, static_cast<DWORD>(n.size()));
+            // A merged view counts the values of every hive; a single binding
+            // its own key's.
+            const bool merged = isMergedView(bs);
             DWORD ignoredSub = 0, ignoredMax = 0;
             st = onFirstExisting(bs, Access::Read, [&](const Binding& b, int64_t id) {
                 const LSTATUS s = b.hive->keyMeta(id, meta);
-                if (s != ERROR_SUCCESS) return s;
+                if (s != ERROR_SUCCESS || merged) return s;
                 return b.hive->keyInfo(id, ignoredSub, ignoredMax, values, maxName, maxValue);
             });
             if (st != ERROR_SUCCESS && st != ERROR_FILE_NOT_FOUND) return st;
-            if (isMergedView(bs)) {
+            if (merged) {
                 std::vector<ValueRecord> all;
                 if ((st = mergedValues(bs, all)) != ERROR_SUCCESS) return st;
                 values = static_cast<DWORD>(all.size());

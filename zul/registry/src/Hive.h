@@ -105,6 +105,8 @@ public:
     LSTATUS keyMeta(int64_t id, KeyMeta& out);
     LSTATUS getValue(int64_t key, std::string_view fold, ValueRecord& out);
     LSTATUS valueAt(int64_t key, DWORD index, ValueRecord& out);
+    // Every value of `key`, in enumeration order, in one query.
+    LSTATUS values(int64_t key, std::vector<ValueRecord>& out);
     LSTATUS setValue(int64_t key, std::string_view name, DWORD type, std::string_view data);
     LSTATUS deleteValue(int64_t key, std::string_view fold);
     LSTATUS deleteKey(int64_t id); // fails on a key with subkeys

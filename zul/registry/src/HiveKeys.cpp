@@ -196,6 +196,18 @@ LSTATUS Hive::valueAt(int64_t key, DWORD index, ValueRecord& out) {
     return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : fail(rc, "enumerating values");
 }
 
+LSTATUS Hive::values(int64_t key, std::vector<ValueRecord>& out) {
+    out.clear();
+    if (!db_) return ERROR_SUCCESS;
+    Stmt q(*this, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY rowid");
+    if (!q) return ERROR_CANTREAD;
+    q.bind(1, key);
+    int rc;
+    while ((rc = q.step()) == SQLITE_ROW)
+        out.push_back({q.text(0), static_cast<DWORD>(q.int64(1)), q.text(2)});
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "enumerating values");
+}
+
 LSTATUS Hive::setValue(int64_t key, std::string_view name, DWORD type, std::string_view data) {
     const std::string fold = foldName(name);
     // An existing value keeps its place in the enumeration order and the case
