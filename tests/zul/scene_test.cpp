@@ -82,7 +82,11 @@ TEST_F(SceneFiles, BadFilesAreRefusedAndChangeNothing) {
     EXPECT_NE(error.find("no geometry"), std::string::npos) << error;
     EXPECT_FALSE(scene.addFile(write("junk.ply", "\x01\x02 not a ply"), error));
     EXPECT_FALSE(scene.addFile(write("model.step", "ISO-10303-21;"), error));
-    EXPECT_NE(error.find("not an STL"), std::string::npos) << error;
+    EXPECT_NE(error.find("not a STEP file that can be read"), std::string::npos) << error;
+    EXPECT_FALSE(scene.addFile(write("model.xyz", "1 2 3"), error));
+    EXPECT_NE(error.find("not a model file this viewer reads (it reads STEP (.step .stp), "),
+              std::string::npos)
+        << error;
     EXPECT_FALSE(scene.addFile((dir_ / "absent.obj").string(), error));
     EXPECT_EQ(scene.partCount(), parts);
     EXPECT_FALSE(scene.partBounds(0, nullptr));
@@ -176,7 +180,8 @@ TEST(SceneRealFiles, RealModelsLoadAndADamagedOneIsRefused) {
     for (const char* name : {"STL/Spider_binary.stl", "STL/Spider_ascii.stl", "PLY/cube_binary.ply",
                              "PLY/float-color.ply", "OBJ/spider.obj", "OBJ/box.obj"})
         EXPECT_TRUE(scene.addFile((models / name).string(), error)) << name << ": " << error;
-    EXPECT_EQ(scene.partCount(), 6u);
+    const size_t parts = scene.partCount();
+    EXPECT_GE(parts, 6u) << "the OBJ spider has a part for each of its objects";
     double b[6];
     ASSERT_TRUE(scene.partBounds(1, b));
     EXPECT_GT(b[1] - b[0], 1.0) << "the spider has a size";
@@ -184,7 +189,7 @@ TEST(SceneRealFiles, RealModelsLoadAndADamagedOneIsRefused) {
     EXPECT_NE(error.find("vertex 1 of 24 (line 13) has no value for vertex_indices"),
               std::string::npos)
         << error;
-    EXPECT_EQ(scene.partCount(), 6u);
+    EXPECT_EQ(scene.partCount(), parts);
 }
 
 TEST(SceneCamera, NothingInTheViewVolumeIsClippedWhateverTheEyeDistance) {

@@ -3,9 +3,14 @@
 #include <QAction>
 #include <QApplication>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QInputDialog>
 #include <QKeySequence>
+#include <QLocale>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPointer>
+#include <QProgressBar>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVTKOpenGLNativeWidget.h>
@@ -19,6 +24,11 @@
 
 #include <QTimer>
 #include <vtkObjectFactory.h>
+
+#include <memory>
+#include <thread>
+
+#include "zul/scene/ModelCheck.h"
 
 #include "KRAdvancedViews/ResourceIds.h"
 #include "ViewModule.h"
@@ -93,6 +103,7 @@ void MainWindow::_buildUi() {
     interaction_ = vtkSmartPointer<vtkCallbackCommand>::New();
     interaction_->SetCallback(&MainWindow::s_onInteraction);
     interaction_->SetClientData(this);
+    style->AddObserver(vtkCommand::StartInteractionEvent, interaction_);
     style->AddObserver(vtkCommand::InteractionEvent, interaction_);
     style->AddObserver(vtkCommand::EndInteractionEvent, interaction_);
     // The first frame on screen: Qt has swapped the widget's buffer once.
@@ -111,6 +122,26 @@ void MainWindow::_buildUi() {
     file->addAction(
         tr("&Open..."), this, [this] { _openDialog(); }, QKeySequence::Open);
     file->addAction(tr("&Sample model"), this, [this] { ShowSample(); });
+    file->addSeparator();
+    QAction* points = file->addAction(tr("&Point size..."), this, [this] { _askPointSize(); });
+    points->setObjectName("pointSize");
+    points->setToolTip(tr("The size in pixels of the points of point clouds"));
+    QAction* larger = file->addAction(
+        tr("&Larger points"), this,
+        [this] {
+            scene_.setPointSize(scene_.pointSize() + 1);
+            renderWindow_->Render();
+        },
+        QKeySequence(tr("Ctrl+]")));
+    larger->setObjectName("largerPoints");
+    QAction* smaller = file->addAction(
+        tr("S&maller points"), this,
+        [this] {
+            scene_.setPointSize(scene_.pointSize() - 1);
+            renderWindow_->Render();
+        },
+        QKeySequence(tr("Ctrl+[")));
+    smaller->setObjectName("smallerPoints");
     file->addSeparator();
     file->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
 
@@ -183,8 +214,26 @@ void MainWindow::_buildUi() {
     help_ = menuBar()->addMenu(tr("&Help"));
     QAction* keys = help_->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
     keys->setObjectName("keyboardShortcuts");
+    progress_ = new QProgressBar(this);
+    progress_->setObjectName("readProgress");
+    progress_->setRange(0, 1000);
+    progress_->setMaximumWidth(220);
+    progress_->setTextVisible(true);
+    progress_->hide();
+    statusBar()->addPermanentWidget(progress_);
     statusBar()->showMessage(tr(
         "Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
+
+    // A model read in the background that could not be read: said without
+    // stopping the window.
+    connect(this, &MainWindow::modelsOpened, this, [this](int, const QString& error) {
+        if (error.isEmpty()) return;
+        auto* box =
+            new QMessageBox(QMessageBox::Warning, windowTitle(), error, QMessageBox::Ok, this);
+        box->setObjectName("readFailed");
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        box->open();
+    });
 
     // Views other programs add, change or delete show up here too.
     auto* poll = new QTimer(this);
@@ -199,6 +248,8 @@ void MainWindow::_showShortcuts() {
                        "<tr><td><b>Home</b></td><td>The default view (+Isometric when none is "
                        "set), fitted</td></tr>"
                        "<tr><td><b>Ctrl+O</b></td><td>Open models</td></tr>"
+                       "<tr><td><b>Ctrl+]</b> / <b>Ctrl+[</b></td><td>Larger / smaller "
+                       "points (point clouds)</td></tr>"
                        "<tr><td><b>Ctrl+Q</b></td><td>Quit</td></tr>"
                        "<tr><td>Left drag</td><td>Orbit</td></tr>"
                        "<tr><td>Middle drag</td><td>Pan</td></tr>"
@@ -282,6 +333,14 @@ void MainWindow::_onInteraction(unsigned long event) {
         press_->SetAbortFlag(1);
         return;
     }
+    // While the view is dragged, large models draw their coarse copies;
+    // the whole model comes back when the drag ends.
+    if (event == vtkCommand::StartInteractionEvent) {
+        scene_.setCoarse(true);
+        return;
+    }
+    if (event == vtkCommand::EndInteractionEvent && scene_.setCoarse(false))
+        renderWindow_->Render();
     viewer->CameraMovedByUser(event == vtkCommand::InteractionEvent);
 }
 
@@ -352,35 +411,127 @@ void MainWindow::ShowSample() {
     StartView();
 }
 
+QString MainWindow::SceneSummary() const {
+    const QLocale locale;
+    QString text = tr("%n part(s)", "", int(scene_.partCount()));
+    if (scene_.triangleCount())
+        text += tr(", %1 triangles").arg(locale.toString(qulonglong(scene_.triangleCount())));
+    if (scene_.pointCount())
+        text += tr(", %1 points").arg(locale.toString(qulonglong(scene_.pointCount())));
+    return text;
+}
+
+void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStringList& read) {
+    if (read.isEmpty()) return;
+    scene_.clear();
+    for (zul::scene::Model& model : models)
+        scene_.addModel(std::move(model));
+    setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
+    StartView();
+    statusBar()->showMessage(tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary()),
+                             10000);
+}
+
 bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
     if (paths.isEmpty()) {
         ShowSample();
         return true;
     }
-    zul::scene::Scene trial; // read first: a bad file leaves the scene as it was
+    std::vector<zul::scene::Model> models; // read first: a bad file leaves the scene as it was
     QStringList problems, read;
     for (const QString& path : paths) {
         std::string why;
-        if (trial.addFile(path.toStdString(), why))
+        zul::scene::Model model;
+        if (zul::scene::readModel(path.toStdString(), model, why)) {
+            models.push_back(std::move(model));
             read << path;
-        else
+        } else {
             problems << QString::fromStdString(why);
+        }
     }
-    if (!read.isEmpty()) {
-        scene_.takePartsOf(trial);
-        setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
-        StartView();
-    }
+    _showModels(models, read);
     error = problems.join('\n');
     return problems.isEmpty();
 }
 
+bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
+    if (reading_) {
+        statusBar()->showMessage(tr("Still reading the last models; open these when it is done"),
+                                 6000);
+        return false;
+    }
+    if (paths.isEmpty()) {
+        ShowSample();
+        return true;
+    }
+    reading_ = true;
+    progress_->setValue(0);
+    progress_->show();
+    // The reading thread owns nothing of the window: it hands progress and
+    // the models over through queued calls that check the window is alive.
+    QPointer<MainWindow> self(this);
+    std::thread([self, paths] {
+        auto models = std::make_shared<std::vector<zul::scene::Model>>();
+        QStringList problems, read;
+        for (int i = 0; i < paths.size(); ++i) {
+            const QString name = QFileInfo(paths[i]).fileName();
+            auto report = [self, name, i, n = paths.size()](double fraction,
+                                                            const std::string& phase) {
+                const int value = int(1000 * (i + fraction) / n);
+                const QString what = QString::fromStdString(phase);
+                QMetaObject::invokeMethod(
+                    qApp,
+                    [self, value, name, what] {
+                        if (!self) return;
+                        self->progress_->setValue(value);
+                        self->progress_->setFormat(QStringLiteral("%p %"));
+                        self->statusBar()->showMessage(tr("Reading %1: %2").arg(name, what));
+                    },
+                    Qt::QueuedConnection);
+            };
+            report(0, "starting the reader");
+            std::string why;
+            zul::scene::Model model;
+            if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
+                models->push_back(std::move(model));
+                read << paths[i];
+            } else {
+                problems << QString::fromStdString(why);
+            }
+        }
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, models, read, problems] {
+                if (!self) return;
+                self->reading_ = false;
+                self->progress_->hide();
+                self->_showModels(*models, read);
+                if (read.isEmpty() && self->scene_.partCount() == 0) self->ShowSample();
+                const QString error = problems.join('\n');
+                Q_EMIT self->modelsOpened(int(read.size()), error);
+            },
+            Qt::QueuedConnection);
+    }).detach();
+    return true;
+}
+
 void MainWindow::_openDialog() {
-    const QStringList paths = QFileDialog::getOpenFileNames(
-        this, tr("Open models"), QString(), tr("Models (*.stl *.obj *.ply *.vtp);;All files (*)"));
+    const QString filter = tr("Models (%1);;All files (*)")
+                               .arg(QString::fromStdString(zul::scene::modelFormatPatterns()));
+    const QStringList paths =
+        QFileDialog::getOpenFileNames(this, tr("Open models"), QString(), filter);
     if (paths.isEmpty()) return;
-    QString error;
-    if (!OpenModels(paths, error)) QMessageBox::warning(this, windowTitle(), error);
+    OpenModelsInBackground(paths);
+}
+
+void MainWindow::_askPointSize() {
+    bool ok = false;
+    const double size = QInputDialog::getDouble(
+        this, tr("Point size"), tr("Size of the points of point clouds, in pixels:"),
+        scene_.pointSize(), 1, 50, 1, &ok);
+    if (!ok) return;
+    scene_.setPointSize(size);
+    renderWindow_->Render();
 }
 
 } // namespace zul::viewer

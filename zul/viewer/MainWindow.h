@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <vector>
+
 #include <vtkCallbackCommand.h>
 #include <vtkGenericOpenGLRenderWindow.h>
 #include <vtkSmartPointer.h>
@@ -16,6 +18,7 @@
 #include "ViewerHost.h"
 #include "zul/scene/Scene.h"
 
+class QProgressBar;
 class QVTKOpenGLNativeWidget;
 class vtkObject;
 
@@ -41,7 +44,16 @@ public:
     void StopModule();
     // Replaces the scene by the models of `paths` (or the sample when empty);
     // false with `error` when one cannot be read (the others are shown).
+    // Reads on the calling thread.
     bool OpenModels(const QStringList& paths, QString& error);
+    // The same, reading on a thread of its own: the window stays responsive
+    // and the status bar shows the progress; the scene is swapped in when
+    // all are read, and modelsOpened() tells the outcome. A request while
+    // a read is under way is refused (false, with a status message).
+    bool OpenModelsInBackground(const QStringList& paths);
+    bool Reading() const { return reading_; }
+    // The status bar's summary of the scene: parts, triangles, points.
+    QString SceneSummary() const;
     void ShowSample();
     // The view a session starts with, also shown after a model is opened and
     // by Home: the stored default view (its direction and up) when there is
@@ -66,11 +78,15 @@ public:
 
 Q_SIGNALS:
     void firstFrame();
+    // A background read ended: `read` models shown, `error` for those not.
+    void modelsOpened(int read, const QString& error);
 
 private:
     void _buildUi();
     void _addViewMenuItems();
     void _openDialog();
+    void _showModels(std::vector<zul::scene::Model>& models, const QStringList& read);
+    void _askPointSize();
     void _showShortcuts();
     zul::com::ComPtr<IAdvancedViewsModuleMgr> _mgr() const;
     void changeEvent(QEvent* event) override;
@@ -85,6 +101,8 @@ private:
     zul::com::ComPtr<IZulModule> module_;
     zul::com::ComPtr<IObjectWithSite> moduleSite_;
     bool firstFrameSeen_ = false;
+    bool reading_ = false;
+    QProgressBar* progress_ = nullptr;
     QMenu* help_ = nullptr;
     QAction* defaultView_ = nullptr;
     QAction* clearDefault_ = nullptr;

@@ -16,10 +16,13 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <unistd.h>
 
 #include "MainWindow.h"
+#include "zul/scene/ModelCheck.h"
 
 namespace {
 
@@ -55,13 +58,20 @@ QImage s_grabWithDialogs(QMainWindow* window) {
 
 int main(int argc, char** argv) {
     zul::viewer::SetUpSurfaceFormat();
+    // Help and version need no display: they print and quit.
+    for (int i = 1; i < argc; ++i)
+        if (!std::strcmp(argv[i], "-h") || !std::strcmp(argv[i], "--help") ||
+            !std::strcmp(argv[i], "--help-all") || !std::strcmp(argv[i], "-v") ||
+            !std::strcmp(argv[i], "--version"))
+            ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     QApplication app(argc, argv);
     QApplication::setApplicationName("zulview");
     QCommandLineParser parser;
     parser.setApplicationDescription("The ZUL desktop viewer");
     parser.addHelpOption();
-    parser.addPositionalArgument("MODEL",
-                                 "STL, OBJ, PLY or VTP files (default: the sample assembly)");
+    parser.addPositionalArgument(
+        "MODEL", QString::fromStdString("Model files (default: the sample assembly). Formats: " +
+                                        zul::scene::modelFormatList() + "."));
     QCommandLineOption screenshot("screenshot", "Render the window to FILE (PNG) and quit.",
                                   "FILE");
     QCommandLineOption dialog(
@@ -74,15 +84,22 @@ int main(int argc, char** argv) {
     zul::viewer::MainWindow window;
     QString error;
     const bool moduleLoaded = window.StartModule(error);
+    // A picture or a timing waits for the models; a user's window opens at
+    // once and reads them in the background.
+    const bool waitForModels = parser.isSet(screenshot) || parser.isSet(firstFrame);
     QString modelError;
-    const bool modelsRead = window.OpenModels(parser.positionalArguments(), modelError);
-    // A picture or a timing of a model that could not be read would be a
-    // picture of something else: the command line gets the error instead.
-    if (!modelsRead && (parser.isSet(screenshot) || parser.isSet(firstFrame))) {
-        std::fprintf(stderr, "zulview: %s\n", qPrintable(modelError));
-        return 1;
+    bool modelsRead = true;
+    if (waitForModels) {
+        modelsRead = window.OpenModels(parser.positionalArguments(), modelError);
+        // A picture or a timing of a model that could not be read would be
+        // a picture of something else: the command line gets the error.
+        if (!modelsRead) {
+            std::fprintf(stderr, "zulview: %s\n", qPrintable(modelError));
+            return 1;
+        }
+    } else {
+        window.OpenModelsInBackground(parser.positionalArguments());
     }
-    if (!modelsRead && window.scene().partCount() == 0) window.ShowSample();
     window.show();
 
     if (parser.isSet(firstFrame)) {
@@ -112,7 +129,6 @@ int main(int argc, char** argv) {
         if (!moduleLoaded)
             QMessageBox::warning(&window, window.windowTitle(),
                                  QObject::tr("The view module is not loaded:\n%1").arg(error));
-        if (!modelsRead) QMessageBox::warning(&window, window.windowTitle(), modelError);
     }
     const int code = app.exec();
     window.StopModule();

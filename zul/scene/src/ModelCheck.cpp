@@ -11,15 +11,107 @@
 
 namespace zul::scene {
 
+const std::vector<ModelFormatInfo>& modelFormats() {
+    static const std::vector<ModelFormatInfo> formats = {
+        {ModelFormat::Step, "STEP", "step stp"}, {ModelFormat::Iges, "IGES", "iges igs"},
+        {ModelFormat::Stl, "STL", "stl"},        {ModelFormat::Obj, "OBJ with MTL colours", "obj"},
+        {ModelFormat::Ply, "PLY", "ply"},        {ModelFormat::Gltf, "glTF", "gltf glb"},
+        {ModelFormat::ThreeMf, "3MF", "3mf"},    {ModelFormat::Collada, "COLLADA", "dae"},
+        {ModelFormat::Fbx, "FBX", "fbx"},        {ModelFormat::Off, "OFF", "off"},
+        {ModelFormat::ThreeDs, "3DS", "3ds"},    {ModelFormat::Vtp, "VTK polygonal data", "vtp"},
+    };
+    return formats;
+}
+
+std::string modelFormatList() {
+    std::string list;
+    for (const ModelFormatInfo& f : modelFormats()) {
+        if (!list.empty()) list += ", ";
+        list += std::string(f.name) + " (";
+        std::string ext = f.extensions;
+        for (size_t at = 0; at != std::string::npos;) {
+            const size_t space = ext.find(' ', at);
+            list +=
+                (at ? " ." : ".") + ext.substr(at, space == std::string::npos ? space : space - at);
+            at = space == std::string::npos ? space : space + 1;
+        }
+        list += ")";
+    }
+    return list;
+}
+
+std::string modelFormatPatterns() {
+    std::string patterns;
+    for (const ModelFormatInfo& f : modelFormats()) {
+        std::string ext = f.extensions;
+        for (size_t at = 0; at != std::string::npos;) {
+            const size_t space = ext.find(' ', at);
+            if (!patterns.empty()) patterns += ' ';
+            patterns += "*." + ext.substr(at, space == std::string::npos ? space : space - at);
+            at = space == std::string::npos ? space : space + 1;
+        }
+    }
+    return patterns;
+}
+
+const char* modelFormatName(ModelFormat format) {
+    for (const ModelFormatInfo& f : modelFormats())
+        if (f.format == format) return f.name;
+    return "unknown";
+}
+
 ModelFormat modelFormatOf(const std::string& path) {
     std::string ext = std::filesystem::path(path).extension().string();
     std::transform(ext.begin(), ext.end(), ext.begin(),
                    [](unsigned char c) { return char(std::tolower(c)); });
-    if (ext == ".stl") return ModelFormat::Stl;
-    if (ext == ".obj") return ModelFormat::Obj;
-    if (ext == ".ply") return ModelFormat::Ply;
-    if (ext == ".vtp") return ModelFormat::Vtp;
+    if (ext.empty()) return ModelFormat::Unknown;
+    ext.erase(0, 1);
+    for (const ModelFormatInfo& f : modelFormats()) {
+        const std::string list = std::string(" ") + f.extensions + " ";
+        if (list.find(" " + ext + " ") != std::string::npos) return f.format;
+    }
     return ModelFormat::Unknown;
+}
+
+ModelFormat modelFormatOfContent(const unsigned char* head, size_t size, const std::string& path) {
+    const std::string_view text(reinterpret_cast<const char*>(head), size);
+    auto startsWith = [&](std::string_view magic) { return text.substr(0, magic.size()) == magic; };
+    // Text formats may open with a byte order mark and blank space.
+    std::string_view lead = text;
+    if (lead.substr(0, 3) == "\xEF\xBB\xBF") lead.remove_prefix(3);
+    while (!lead.empty() && std::isspace(static_cast<unsigned char>(lead.front())))
+        lead.remove_prefix(1);
+    const ModelFormat byName = modelFormatOf(path);
+    if (lead.substr(0, 12) == "ISO-10303-21") return ModelFormat::Step;
+    if (startsWith("glTF")) return ModelFormat::Gltf; // the binary container
+    if (startsWith("Kaydara FBX Binary")) return ModelFormat::Fbx;
+    if (startsWith("ply\n") || startsWith("ply\r")) return ModelFormat::Ply;
+    if (lead.substr(0, 3) == "OFF" || lead.substr(0, 4) == "COFF" || lead.substr(0, 4) == "NOFF")
+        return ModelFormat::Off;
+    if (lead.substr(0, 1) == "<") {
+        if (text.find("<VTKFile") != std::string_view::npos) return ModelFormat::Vtp;
+        if (text.find("<COLLADA") != std::string_view::npos) return ModelFormat::Collada;
+    }
+    // A 3MF file is a zip archive; so are other things, which the name tells apart.
+    if (startsWith("PK\x03\x04") && byName == ModelFormat::ThreeMf) return ModelFormat::ThreeMf;
+    // A 3DS file is one main chunk (id 0x4D4D) whose length is the file's.
+    if (size >= 6 && head[0] == 0x4D && head[1] == 0x4D && byName == ModelFormat::ThreeDs)
+        return ModelFormat::ThreeDs;
+    // IGES: fixed 80-column records, the first in the start section ('S'
+    // in column 73, its sequence number after it).
+    const size_t eol = text.find_first_of("\r\n");
+    if (eol != std::string_view::npos && eol >= 80 && text[72] == 'S' &&
+        std::isdigit(static_cast<unsigned char>(text[79])))
+        return ModelFormat::Iges;
+    if (lead.substr(0, 1) == "{" && byName == ModelFormat::Gltf) return ModelFormat::Gltf;
+    // A text STL opens with "solid" and has facets.
+    if (startsWith("solid") && text.find("facet") != std::string_view::npos)
+        return ModelFormat::Stl;
+    // Left to the name: STL (its binary form has no signature), OBJ and the
+    // containers above whose name disagrees. A file named as one of the
+    // signed formats without its signature goes by its name, and its
+    // reader says what is wrong.
+    return byName;
 }
 
 namespace {

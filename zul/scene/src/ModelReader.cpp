@@ -10,6 +10,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <vtkCellData.h>
+#include <vtkDoubleArray.h>
+#include <vtkFieldData.h>
+#include <vtkPointData.h>
+#include <vtkQuadricClustering.h>
+#include <vtkStringArray.h>
 #include <vtkXMLPolyDataReader.h>
 
 #include <cerrno>
@@ -42,7 +48,7 @@ constexpr bool kLimitAddressSpace = true;
 std::string s_helperPath() {
     if (const char* own = std::getenv("ZUL_MODEL_READER"); own && *own) return own;
     Dl_info info{};
-    if (dladdr(reinterpret_cast<const void*>(&readModelFile), &info) && info.dli_fname)
+    if (dladdr(reinterpret_cast<const void*>(&readModel), &info) && info.dli_fname)
         return (std::filesystem::path(info.dli_fname).parent_path() / "zulreadmodel").string();
     return "zulreadmodel";
 }
@@ -80,6 +86,77 @@ bool s_checkFile(const std::string& path, ModelFormat format, std::string& why) 
     return ok;
 }
 
+// A scratch folder the helper writes the parts into; removed with what it
+// holds when this goes out of scope.
+struct ScratchFolder {
+    std::string path;
+    ~ScratchFolder() {
+        if (path.empty()) return;
+        std::error_code ec;
+        std::filesystem::remove_all(path, ec);
+    }
+};
+
+// The parts the helper wrote, in order; false with `why` when one cannot be
+// read back.
+bool s_readParts(const std::string& folder, Model& model, std::string& why) {
+    for (size_t i = 1;; ++i) {
+        char file[32];
+        std::snprintf(file, sizeof file, "/part-%06zu.vtp", i);
+        const std::string path = folder + file;
+        std::error_code ec;
+        if (!std::filesystem::exists(path, ec)) break;
+        vtkNew<vtkXMLPolyDataReader> reader;
+        reader->SetFileName(path.c_str());
+        reader->Update();
+        vtkPolyData* read = reader->GetOutput();
+        if (!read || read->GetNumberOfPoints() == 0) {
+            why = "cannot take the geometry back from the reader";
+            return false;
+        }
+        ModelPart part;
+        part.geometry = vtkSmartPointer<vtkPolyData>::New();
+        part.geometry->ShallowCopy(read);
+        vtkFieldData* fields = part.geometry->GetFieldData();
+        if (auto* name = vtkStringArray::SafeDownCast(fields->GetAbstractArray("zul_name"));
+            name && name->GetNumberOfValues() > 0)
+            part.name = name->GetValue(0);
+        if (auto* rgba = vtkDoubleArray::SafeDownCast(fields->GetArray("zul_rgba"));
+            rgba && rgba->GetNumberOfComponents() == 4 && rgba->GetNumberOfTuples() > 0) {
+            part.hasColour = true;
+            rgba->GetTypedTuple(0, part.rgba);
+            for (double& c : part.rgba)
+                c = std::isfinite(c) ? std::clamp(c, 0.0, 1.0) : 1.0;
+        }
+        part.triangles = 0;
+        vtkCellArray* polys = part.geometry->GetPolys();
+        for (vtkIdType c = 0, n = polys->GetNumberOfCells(); c < n; ++c)
+            part.triangles += size_t(std::max<vtkIdType>(polys->GetCellSize(c) - 2, 0));
+        part.points =
+            part.geometry->GetNumberOfPolys() == 0 && part.geometry->GetNumberOfLines() == 0
+                ? size_t(part.geometry->GetNumberOfVerts())
+                : 0;
+        model.parts.push_back(std::move(part));
+    }
+    if (model.parts.empty()) {
+        why = "no geometry in it";
+        return false;
+    }
+    return true;
+}
+
+// Hands each progress line of the helper ("progress PERMILLE PHASE") on.
+void s_progressLines(std::string& pending, const ReadProgress& progress) {
+    for (size_t eol; (eol = pending.find('\n')) != std::string::npos; pending.erase(0, eol + 1)) {
+        const std::string line = pending.substr(0, eol);
+        int permille = 0, used = 0;
+        if (progress && std::sscanf(line.c_str(), "progress %d %n", &permille, &used) == 1 &&
+            used > 0)
+            progress(std::clamp(permille, 0, 1000) / 1000.0, line.substr(size_t(used)));
+    }
+    if (pending.size() > 4096) pending.clear(); // not a line of ours
+}
+
 // What the helper said on standard error: its last line.
 std::string s_lastLine(std::string text) {
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
@@ -90,62 +167,88 @@ std::string s_lastLine(std::string text) {
 
 } // namespace
 
-vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string& why) {
+size_t Model::triangles() const {
+    size_t n = 0;
+    for (const ModelPart& p : parts)
+        n += p.triangles;
+    return n;
+}
+
+size_t Model::points() const {
+    size_t n = 0;
+    for (const ModelPart& p : parts)
+        n += p.points;
+    return n;
+}
+
+bool readModel(const std::string& path, Model& model, std::string& why,
+               const ReadProgress& progress) {
     const std::string name = "cannot read " + path + ": ";
-    const ModelFormat format = modelFormatOf(path);
     std::error_code ec;
     if (!std::filesystem::exists(path, ec)) {
         why = name + "no such file";
-        return nullptr;
+        return false;
+    }
+    ModelFormat format = ModelFormat::Unknown;
+    {
+        unsigned char head[4096];
+        size_t got = 0;
+        if (const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); fd >= 0) {
+            struct stat st {};
+            if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
+                const ssize_t n = ::read(fd, head, sizeof head);
+                got = n > 0 ? size_t(n) : 0;
+            }
+            ::close(fd);
+        }
+        format = modelFormatOfContent(head, got, path);
     }
     if (format == ModelFormat::Unknown) {
-        why = name + "not an STL, OBJ, PLY or VTP file";
-        return nullptr;
+        why = name + "not a model file this viewer reads (it reads " + modelFormatList() + ")";
+        return false;
     }
     if (!s_checkFile(path, format, why)) {
         why = name + why;
-        return nullptr;
+        return false;
     }
 
     const char* tmp = std::getenv("TMPDIR");
     std::string scratchName = std::string(tmp && *tmp ? tmp : "/tmp") + "/zulmodel-XXXXXX";
-    char* out = scratchName.data();
-    const int outFd = ::mkstemp(out);
-    if (outFd < 0) {
-        why = name + "cannot make a scratch file: " + std::strerror(errno);
-        return nullptr;
+    if (!::mkdtemp(scratchName.data())) {
+        why = name + "cannot make a scratch folder: " + std::strerror(errno);
+        return false;
     }
-    ::close(outFd);
-    struct Scratch {
-        const char* path;
-        ~Scratch() { ::unlink(path); }
-    } scratch{out};
+    ScratchFolder scratch{scratchName};
 
-    int errPipe[2];
+    int errPipe[2], outPipe[2];
     if (::pipe2(errPipe, O_CLOEXEC) != 0) {
         why = name + "cannot start the reader: " + std::strerror(errno);
-        return nullptr;
+        return false;
+    }
+    if (::pipe2(outPipe, O_CLOEXEC) != 0) {
+        ::close(errPipe[0]);
+        ::close(errPipe[1]);
+        why = name + "cannot start the reader: " + std::strerror(errno);
+        return false;
     }
     const std::string helper = s_helperPath();
     // Everything the child needs is made before fork: between fork and exec
     // it calls only async-signal-safe functions.
-    const char* argv[] = {helper.c_str(), path.c_str(), out, nullptr};
+    const char* argv[] = {helper.c_str(), path.c_str(), scratch.path.c_str(), nullptr};
     long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
     rlim_t memory =
         pages > 0 && pageSize > 0 ? rlim_t(pages) * rlim_t(pageSize) / 2 : rlim_t(8) << 30;
     const pid_t child = ::fork();
     if (child < 0) {
-        ::close(errPipe[0]);
-        ::close(errPipe[1]);
+        for (int fd : {errPipe[0], errPipe[1], outPipe[0], outPipe[1]})
+            ::close(fd);
         why = name + "cannot start the reader: " + std::strerror(errno);
-        return nullptr;
+        return false;
     }
     if (child == 0) {
         const int devNull = ::open("/dev/null", O_RDWR);
-        if (devNull >= 0) {
-            ::dup2(devNull, 0);
-            ::dup2(devNull, 1);
-        }
+        if (devNull >= 0) ::dup2(devNull, 0);
+        ::dup2(outPipe[1], 1);
         ::dup2(errPipe[1], 2);
         const struct rlimit noCore { 0, 0 }, address{memory, memory};
         ::setrlimit(RLIMIT_CORE, &noCore);
@@ -154,41 +257,55 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
         _exit(127);
     }
     ::close(errPipe[1]);
-    std::string err;
+    ::close(outPipe[1]);
+    std::string err, out;
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(kModelReadSeconds);
     bool timedOut = false;
-    for (;;) {
+    pollfd p[2] = {{errPipe[0], POLLIN, 0}, {outPipe[0], POLLIN, 0}};
+    while (p[0].fd >= 0 || p[1].fd >= 0) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) {
             timedOut = true;
             break;
         }
-        pollfd p{errPipe[0], POLLIN, 0};
-        const int ready = ::poll(&p, 1, int(std::min<long long>(left.count(), 1000)));
+        const int ready = ::poll(p, 2, int(std::min<long long>(left.count(), 1000)));
         if (ready < 0 && errno != EINTR) break;
         if (ready <= 0) continue;
-        char buf[4096];
-        const ssize_t n = ::read(errPipe[0], buf, sizeof buf);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        err.append(buf, size_t(n));
-        if (err.size() > 65536) err.erase(0, err.size() - 16384);
+        for (int k = 0; k < 2; ++k) {
+            if (p[k].fd < 0 || !(p[k].revents & (POLLIN | POLLHUP | POLLERR))) continue;
+            char buf[4096];
+            const ssize_t n = ::read(p[k].fd, buf, sizeof buf);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                ::close(p[k].fd);
+                p[k].fd = -1;
+                continue;
+            }
+            if (k == 0) {
+                err.append(buf, size_t(n));
+                if (err.size() > 65536) err.erase(0, err.size() - 16384);
+            } else {
+                out.append(buf, size_t(n));
+                s_progressLines(out, progress);
+            }
+        }
     }
-    ::close(errPipe[0]);
+    for (const pollfd& q : p)
+        if (q.fd >= 0) ::close(q.fd);
     if (timedOut) ::kill(child, SIGKILL);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     if (timedOut) {
         why = name + "the reader did not finish within " + std::to_string(kModelReadSeconds) + " s";
-        return nullptr;
+        return false;
     }
     if (WIFSIGNALED(status)) {
         why = name + "the reader failed on it (signal " + std::to_string(WTERMSIG(status)) +
               "): the file is damaged, or too large for the memory limit";
-        return nullptr;
+        return false;
     }
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         const std::string said = s_lastLine(err);
@@ -198,17 +315,61 @@ vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path, std::string&
             why = name + (said.empty() ? "the reader failed (exit status " +
                                              std::to_string(WEXITSTATUS(status)) + ")"
                                        : said);
-        return nullptr;
+        return false;
     }
-    vtkNew<vtkXMLPolyDataReader> reader;
-    reader->SetFileName(out);
-    reader->Update();
-    vtkSmartPointer<vtkPolyData> data = reader->GetOutput();
-    if (!data || data->GetNumberOfCells() == 0) {
-        why = name + "no geometry in it";
-        return nullptr;
+    Model read;
+    if (!s_readParts(scratch.path, read, why)) {
+        why = name + why;
+        return false;
     }
-    return data;
+    const std::string stem = std::filesystem::path(path).filename().string();
+    for (size_t i = 0; i < read.parts.size(); ++i)
+        if (read.parts[i].name.empty())
+            read.parts[i].name = read.parts.size() == 1 ? stem : stem + " " + std::to_string(i + 1);
+    if (progress) progress(1.0, "preparing the coarse copies");
+    makeCoarseCopies(read);
+    model = std::move(read);
+    return true;
+}
+
+void makeCoarseCopies(Model& model, size_t budget) {
+    const size_t total = model.triangles();
+    if (budget == 0 || total <= budget) return;
+    // Each large part gets the same share of its triangles; small parts
+    // stay whole and take their part of the budget first.
+    size_t small = 0, large = 0;
+    for (const ModelPart& p : model.parts)
+        (p.triangles < kSmallPartTriangles ? small : large) += p.triangles;
+    if (large == 0) return;
+    const double ratio =
+        std::clamp(double(budget > small ? budget - small : budget / 4) / double(large), 0.01, 1.0);
+    for (ModelPart& p : model.parts) {
+        if (p.triangles < kSmallPartTriangles) continue;
+        const double want = std::max(1000.0, double(p.triangles) * ratio);
+        // Quadric clustering: one representative point per occupied cell of
+        // a regular grid over the part. A surface's triangles grow with the
+        // square of the divisions, so one correction after a first try
+        // lands close to the count wanted.
+        double bounds[6];
+        p.geometry->GetBounds(bounds);
+        int divisions = std::max(8, int(std::sqrt(want / 2.0)));
+        vtkSmartPointer<vtkPolyData> coarse;
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            vtkNew<vtkQuadricClustering> cluster;
+            cluster->SetInputData(p.geometry);
+            cluster->SetNumberOfDivisions(divisions, divisions, divisions);
+            cluster->AutoAdjustNumberOfDivisionsOn();
+            cluster->CopyCellDataOn();
+            cluster->Update();
+            coarse = cluster->GetOutput();
+            const double got = double(coarse->GetNumberOfPolys());
+            if (got <= want * 1.3 || got == 0) break;
+            divisions = std::max(4, int(divisions * std::sqrt(want / got)));
+        }
+        if (coarse && coarse->GetNumberOfPolys() > 0 &&
+            size_t(coarse->GetNumberOfPolys()) < p.triangles)
+            p.coarse = coarse;
+    }
 }
 
 } // namespace zul::scene

@@ -8,6 +8,7 @@
 #include <vtkAxesActor.h>
 #include <vtkCamera.h>
 #include <vtkCaptionActor2D.h>
+#include <vtkCellData.h>
 #include <vtkCellPicker.h>
 #include <vtkConeSource.h>
 #include <vtkCubeSource.h>
@@ -16,6 +17,7 @@
 #include <vtkLightKit.h>
 #include <vtkNew.h>
 #include <vtkPNGWriter.h>
+#include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkPolyDataMapper.h>
 #include <vtkPolyDataNormals.h>
@@ -108,9 +110,52 @@ void Scene::attach(vtkRenderWindow* window) {
     window->AddRenderer(axesRenderer_);
 }
 
-void Scene::_add(const std::string& name, vtkSmartPointer<vtkActor> actor) {
-    renderer_->AddActor(actor);
-    parts_.push_back({name, actor});
+namespace {
+template <class Part> Part s_part(const char* name, vtkSmartPointer<vtkActor> actor) {
+    Part p;
+    p.name = name;
+    p.actor = actor;
+    return p;
+}
+} // namespace
+
+void Scene::_add(Part part) {
+    if (!part.full) part.full = part.actor->GetMapper();
+    if (coarse_ && part.coarse) part.actor->SetMapper(part.coarse);
+    renderer_->AddActor(part.actor);
+    parts_.push_back(std::move(part));
+}
+
+size_t Scene::triangleCount() const {
+    size_t n = 0;
+    for (const Part& p : parts_)
+        n += p.triangles;
+    return n;
+}
+
+size_t Scene::pointCount() const {
+    size_t n = 0;
+    for (const Part& p : parts_)
+        n += p.points;
+    return n;
+}
+
+bool Scene::setCoarse(bool coarse) {
+    if (coarse == coarse_) return false;
+    coarse_ = coarse;
+    bool changed = false;
+    for (Part& p : parts_)
+        if (p.coarse) {
+            p.actor->SetMapper(coarse ? p.coarse : p.full);
+            changed = true;
+        }
+    return changed;
+}
+
+void Scene::setPointSize(double pixels) {
+    pointSize_ = std::clamp(pixels, 1.0, 50.0);
+    for (Part& p : parts_)
+        if (p.points) p.actor->GetProperty()->SetPointSize(float(pointSize_));
 }
 
 void Scene::clear() {
@@ -127,56 +172,98 @@ void Scene::addSampleModel() {
         vtkNew<vtkCubeSource> plate; // 80 x 50 x 6, off centre towards +X
         plate->SetXLength(80), plate->SetYLength(50), plate->SetZLength(6);
         const double at[3] = {10, 0, 3};
-        _add("Base plate", s_placed(plate, at, 0, steel));
+        _add(s_part<Part>("Base plate", s_placed(plate, at, 0, steel)));
     }
     {
         vtkNew<vtkCubeSource> upright; // a bracket standing at the -X end, towards +Y
         upright->SetXLength(10), upright->SetYLength(30), upright->SetZLength(40);
         const double at[3] = {-25, 10, 26};
-        _add("Upright bracket", s_placed(upright, at, 0, blue));
+        _add(s_part<Part>("Upright bracket", s_placed(upright, at, 0, blue)));
     }
     {
         vtkNew<vtkCylinderSource> boss; // a round boss on the plate, -Y side
         boss->SetRadius(8), boss->SetHeight(16), boss->SetResolution(48);
         const double at[3] = {20, -12, 14};
-        _add("Boss", s_placed(boss, at, 90, orange)); // the cylinder's Y axis turned to Z
+        _add(s_part<Part>("Boss",
+                          s_placed(boss, at, 90, orange))); // the cylinder's Y axis turned to Z
     }
     {
         vtkNew<vtkCylinderSource> shaft; // through the bracket along +Y, high up
         shaft->SetRadius(3), shaft->SetHeight(44), shaft->SetResolution(32);
         const double at[3] = {-25, 22, 38};
-        _add("Shaft", s_placed(shaft, at, 0, dark));
+        _add(s_part<Part>("Shaft", s_placed(shaft, at, 0, dark)));
     }
     {
         vtkNew<vtkSphereSource> knob; // the knob at the shaft's +Y end
         knob->SetRadius(6), knob->SetThetaResolution(32), knob->SetPhiResolution(24);
         const double at[3] = {-25, 44, 38};
-        _add("Knob", s_placed(knob, at, 0, green));
+        _add(s_part<Part>("Knob", s_placed(knob, at, 0, green)));
     }
     {
         vtkNew<vtkConeSource> arrow; // pointing +X from the plate's +X edge
         arrow->SetRadius(7), arrow->SetHeight(22), arrow->SetResolution(40),
             arrow->SetDirection(1, 0, 0);
         const double at[3] = {58, 10, 10};
-        _add("Arrow", s_placed(arrow, at, 0, red));
+        _add(s_part<Part>("Arrow", s_placed(arrow, at, 0, red)));
     }
 }
 
 bool Scene::addFile(const std::string& path, std::string& error) {
-    vtkSmartPointer<vtkPolyData> data = readModelFile(path, error);
-    if (!data) return false;
+    Model model;
+    if (!readModel(path, model, error)) return false;
+    addModel(std::move(model));
+    return true;
+}
+
+void Scene::addModel(Model&& model) {
     static const double palette[4][3] = {
         {0.50, 0.53, 0.58}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
-    auto actor = s_actor(data, palette[parts_.size() % 4]);
-    _add(std::filesystem::path(path).filename().string(), actor);
-    return true;
+    for (ModelPart& m : model.parts) {
+        // Colours the file gives per point or per cell are drawn as they are;
+        // a part without them wears its own colour, else one of the palette.
+        const bool colours = m.geometry->GetPointData()->GetArray("zul_colour") ||
+                             m.geometry->GetCellData()->GetArray("zul_colour");
+        auto mapperOf = [&](vtkPolyData* data) {
+            auto mapper = vtkSmartPointer<vtkPolyDataMapper>::New();
+            mapper->SetInputData(data);
+            mapper->SetScalarVisibility(colours);
+            mapper->SetColorModeToDirectScalars();
+            mapper->SetScalarModeToDefault();
+            return mapper;
+        };
+        Part part;
+        part.name = m.name;
+        part.full = mapperOf(m.geometry);
+        if (m.coarse) part.coarse = mapperOf(m.coarse);
+        part.triangles = m.triangles;
+        part.points = m.points;
+        part.actor = vtkSmartPointer<vtkActor>::New();
+        part.actor->SetMapper(part.full);
+        vtkProperty* look = part.actor->GetProperty();
+        if (m.hasColour) {
+            look->SetColor(m.rgba[0], m.rgba[1], m.rgba[2]);
+            look->SetOpacity(m.rgba[3]);
+        } else {
+            look->SetColor(palette[parts_.size() % 4][0], palette[parts_.size() % 4][1],
+                           palette[parts_.size() % 4][2]);
+        }
+        look->SetSpecular(0.3);
+        look->SetSpecularPower(20);
+        if (m.points) {
+            look->SetPointSize(float(pointSize_));
+            look->RenderPointsAsSpheresOn();
+        }
+        _add(std::move(part));
+    }
+    model.parts.clear();
 }
 
 void Scene::takePartsOf(Scene& other) {
     clear();
     for (Part& p : other.parts_) {
         other.renderer_->RemoveActor(p.actor);
-        _add(p.name, p.actor);
+        p.actor->SetMapper(p.full);
+        _add(std::move(p));
     }
     other.parts_.clear();
 }

@@ -1,99 +1,334 @@
-// zulreadmodel MODEL OUT.vtp: the helper process in which the scene reads a
-// model file with VTK's reader for its format (see ModelReader.h). Writes
-// the geometry to OUT.vtp and exits 0, or prints one line saying what is
-// wrong and exits 1. A reader that crashes takes only this process down.
+// zulreadmodel MODEL FOLDER: the helper process in which the scene reads a
+// model file (see ModelReader.h). Writes the model's parts into FOLDER as
+// ReadParts.h describes and exits 0, or prints one line saying what is wrong
+// and exits 1. A reader that crashes takes only this process down.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <vtkAlgorithm.h>
+#include <vtkAppendPolyData.h>
 #include <vtkCallbackCommand.h>
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
 #include <vtkCommand.h>
+#include <vtkDoubleArray.h>
+#include <vtkFieldData.h>
+#include <vtkIdList.h>
 #include <vtkNew.h>
-#include <vtkOBJReader.h>
 #include <vtkObject.h>
 #include <vtkPLYReader.h>
+#include <vtkPointData.h>
 #include <vtkPolyData.h>
+#include <vtkPolyDataNormals.h>
 #include <vtkSTLReader.h>
 #include <vtkSmartPointer.h>
+#include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <cstdio>
+#include <fstream>
 #include <string>
 
+#include "ReadParts.h"
 #include "zul/scene/ModelCheck.h"
 
 namespace {
+// Where progress lines go: the standard output this process was given.
+// Anything a library prints to standard output goes to /dev/null instead,
+// so that it can never be taken for a progress line.
+FILE* s_progress = nullptr;
+} // namespace
 
-std::string s_error; // the reader's first error message
+namespace zul::scene::helper {
+
+void reportProgress(double fraction, const char* phase) {
+    static int last = -1;
+    const int permille = std::clamp(int(fraction * 1000), 0, 1000);
+    if (permille == last || !s_progress) return;
+    last = permille;
+    std::fprintf(s_progress, "progress %d %s\n", permille, phase);
+    std::fflush(s_progress);
+}
+
+namespace {
+
+std::string s_lower(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    return s;
+}
+
+// The array of `data` that holds colours: the active scalars, else the
+// first array named like a colour; 3 or 4 components.
+vtkDataArray* s_colourArray(vtkDataSetAttributes* data) {
+    auto usable = [](vtkDataArray* a) {
+        return a && (a->GetNumberOfComponents() == 3 || a->GetNumberOfComponents() == 4) &&
+               a->GetNumberOfTuples() > 0;
+    };
+    if (vtkDataArray* s = data->GetScalars(); usable(s)) return s;
+    for (int i = 0; i < data->GetNumberOfArrays(); ++i) {
+        vtkDataArray* a = data->GetArray(i);
+        if (!usable(a) || !a->GetName()) continue;
+        const std::string name = s_lower(a->GetName());
+        if (name.find("rgb") != std::string::npos || name.find("color") != std::string::npos ||
+            name.find("colour") != std::string::npos)
+            return a;
+    }
+    return nullptr;
+}
+
+// Colours as unsigned-char RGBA: unsigned chars as they are; numbers within
+// 0..1 scaled to 0..255; numbers within 0..255 as they are; 16-bit colours
+// (up to 65535) scaled down. Null when the numbers are none of these (a
+// field such as a temperature stored with three components).
+vtkSmartPointer<vtkUnsignedCharArray> s_toRgba(vtkDataArray* a) {
+    const int n = a->GetNumberOfComponents();
+    double lo = 0, hi = 0;
+    for (int c = 0; c < n; ++c) {
+        double range[2];
+        a->GetRange(range, c);
+        if (!std::isfinite(range[0]) || !std::isfinite(range[1])) return nullptr;
+        lo = c ? std::min(lo, range[0]) : range[0];
+        hi = c ? std::max(hi, range[1]) : range[1];
+    }
+    if (lo < 0) return nullptr;
+    double scale = 1;
+    if (a->GetDataType() == VTK_UNSIGNED_CHAR)
+        scale = 1;
+    else if (hi <= 1.0 && (a->GetDataType() == VTK_FLOAT || a->GetDataType() == VTK_DOUBLE))
+        scale = 255;
+    else if (hi <= 255)
+        scale = 1;
+    else if (hi <= 65535)
+        scale = 255.0 / 65535.0;
+    else
+        return nullptr;
+    auto out = vtkSmartPointer<vtkUnsignedCharArray>::New();
+    out->SetName("zul_colour");
+    out->SetNumberOfComponents(4);
+    const vtkIdType tuples = a->GetNumberOfTuples();
+    out->SetNumberOfTuples(tuples);
+    double t[4];
+    for (vtkIdType i = 0; i < tuples; ++i) {
+        a->GetTuple(i, t);
+        unsigned char rgba[4] = {0, 0, 0, 255};
+        for (int c = 0; c < n; ++c)
+            rgba[c] = (unsigned char)std::clamp(std::lround(t[c] * scale), 0L, 255L);
+        out->SetTypedTuple(i, rgba);
+    }
+    return out;
+}
+
+void s_normaliseColours(vtkPolyData* data) {
+    for (vtkDataSetAttributes* attributes :
+         {static_cast<vtkDataSetAttributes*>(data->GetPointData()),
+          static_cast<vtkDataSetAttributes*>(data->GetCellData())}) {
+        vtkDataArray* colours = s_colourArray(attributes);
+        if (!colours) continue;
+        if (auto rgba = s_toRgba(colours)) {
+            attributes->AddArray(rgba);
+            attributes->SetActiveScalars("zul_colour");
+            return; // point colours win over cell colours
+        }
+    }
+}
+
+} // namespace
+
+bool PartSink::add(OutPart& part, std::string& why) {
+    if (!part.geometry || part.geometry->GetNumberOfPoints() == 0) return true;
+    if (count_ + 1 < kMaxParts) return _write(part, why);
+    // Beyond the limit: one last part holds the rest.
+    if (!rest_.geometry) {
+        rest_.geometry = vtkSmartPointer<vtkPolyData>::New();
+        rest_.facetedByFaces = part.facetedByFaces;
+    }
+    vtkNew<vtkAppendPolyData> append;
+    append->AddInputData(rest_.geometry);
+    append->AddInputData(part.geometry);
+    append->Update();
+    rest_.geometry = append->GetOutput();
+    ++merged_;
+    return true;
+}
+
+bool PartSink::finish(std::string& why) {
+    if (!merged_) return true;
+    rest_.name = std::to_string(merged_) + " more parts";
+    return _write(rest_, why);
+}
+
+bool PartSink::_write(OutPart& part, std::string& why) {
+    vtkSmartPointer<vtkPolyData> data = part.geometry;
+    // Points and nothing else (a scan, a point cloud): each point is drawn.
+    if (data->GetNumberOfCells() == 0) {
+        vtkNew<vtkCellArray> verts;
+        const vtkIdType n = data->GetNumberOfPoints();
+        verts->AllocateExact(n, n);
+        for (vtkIdType i = 0; i < n; ++i)
+            verts->InsertNextCell(1, &i);
+        data->SetVerts(verts);
+    }
+    s_normaliseColours(data);
+    if (data->GetNumberOfPolys() > 0 && !data->GetPointData()->GetNormals()) {
+        vtkNew<vtkPolyDataNormals> normals;
+        normals->SetInputData(data);
+        // A mesh keeps its sharp edges (40 degrees); a CAD tessellation has
+        // them already, one set of points per face.
+        normals->SetSplitting(!part.facetedByFaces);
+        normals->SetFeatureAngle(40);
+        normals->ConsistencyOff();
+        normals->Update();
+        data = normals->GetOutput();
+    }
+    vtkNew<vtkStringArray> name;
+    name->SetName("zul_name");
+    name->InsertNextValue(part.name);
+    data->GetFieldData()->AddArray(name);
+    if (part.hasColour) {
+        vtkNew<vtkDoubleArray> rgba;
+        rgba->SetName("zul_rgba");
+        rgba->SetNumberOfComponents(4);
+        rgba->InsertNextTuple(part.rgba);
+        data->GetFieldData()->AddArray(rgba);
+    }
+    char file[32];
+    std::snprintf(file, sizeof file, "/part-%06zu.vtp", count_ + 1);
+    vtkNew<vtkXMLPolyDataWriter> writer;
+    writer->SetFileName((folder_ + file).c_str());
+    writer->SetInputData(data);
+    writer->SetDataModeToAppended();
+    writer->EncodeAppendedDataOff();
+    writer->SetCompressorTypeToNone();
+    if (writer->Write() != 1) {
+        why = "cannot hand the geometry back (writing the scratch file failed)";
+        return false;
+    }
+    ++count_;
+    return true;
+}
+
+} // namespace zul::scene::helper
+
+namespace {
+
+std::string s_error; // the VTK reader's first error message
 
 void s_onError(vtkObject*, unsigned long, void*, void* data) {
     if (s_error.empty() && data) s_error = static_cast<const char*>(data);
 }
 
 // Ends without running destructors or exit handlers: nothing is left to
-// tidy, and a sanitizer's leak report about VTK's process-wide blocks would
-// be taken for a failure.
+// tidy, and a sanitizer's leak report about the libraries' process-wide
+// blocks would be taken for a failure.
 [[noreturn]] void s_finish(int code, const std::string& message = {}) {
     if (!message.empty()) std::fprintf(stderr, "%s\n", message.c_str());
+    if (s_progress) std::fflush(s_progress);
     std::fflush(stderr);
     _exit(code);
+}
+
+// STL, PLY and VTP through VTK's readers: one part, named by the caller.
+bool s_readWithVtk(const std::string& path, zul::scene::ModelFormat format,
+                   zul::scene::helper::PartSink& sink, std::string& why) {
+    using zul::scene::ModelFormat;
+    vtkSmartPointer<vtkAlgorithm> reader;
+    if (format == ModelFormat::Stl) {
+        auto r = vtkSmartPointer<vtkSTLReader>::New();
+        r->SetFileName(path.c_str());
+        reader = r;
+    } else if (format == ModelFormat::Ply) {
+        auto r = vtkSmartPointer<vtkPLYReader>::New();
+        r->SetFileName(path.c_str());
+        reader = r;
+    } else {
+        auto r = vtkSmartPointer<vtkXMLPolyDataReader>::New();
+        r->SetFileName(path.c_str());
+        reader = r;
+    }
+    vtkNew<vtkCallbackCommand> onError;
+    onError->SetCallback(&s_onError);
+    reader->AddObserver(vtkCommand::ErrorEvent, onError);
+    zul::scene::helper::reportProgress(0.1, "reading");
+    reader->Update();
+    vtkPolyData* data = vtkPolyData::SafeDownCast(reader->GetOutputDataObject(0));
+    if (!data || data->GetNumberOfPoints() == 0) {
+        why = "no geometry in it";
+        if (!s_error.empty()) {
+            // VTK's messages open with where in VTK they were raised.
+            const size_t at = s_error.find("): ");
+            std::string said = at == std::string::npos ? s_error : s_error.substr(at + 3);
+            while (!said.empty() && (said.back() == '\n' || said.back() == '\r'))
+                said.pop_back();
+            why += " (" + said + ")";
+        }
+        return false;
+    }
+    zul::scene::helper::OutPart part;
+    part.geometry = vtkSmartPointer<vtkPolyData>::New();
+    part.geometry->ShallowCopy(data);
+    return sink.add(part, why);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) s_finish(2, "usage: zulreadmodel MODEL OUT.vtp");
+    if (argc != 3) s_finish(2, "usage: zulreadmodel MODEL FOLDER");
     vtkObject::GlobalWarningDisplayOff();
-    const std::string path = argv[1];
-    vtkSmartPointer<vtkAlgorithm> reader;
-    switch (zul::scene::modelFormatOf(path)) {
-    case zul::scene::ModelFormat::Stl:
-        reader = vtkSmartPointer<vtkSTLReader>::New();
-        break;
-    case zul::scene::ModelFormat::Obj:
-        reader = vtkSmartPointer<vtkOBJReader>::New();
-        break;
-    case zul::scene::ModelFormat::Ply:
-        reader = vtkSmartPointer<vtkPLYReader>::New();
-        break;
-    case zul::scene::ModelFormat::Vtp:
-        reader = vtkSmartPointer<vtkXMLPolyDataReader>::New();
-        break;
-    case zul::scene::ModelFormat::Unknown:
-        s_finish(1, "not an STL, OBJ, PLY or VTP file");
-    }
-    vtkNew<vtkCallbackCommand> onError;
-    onError->SetCallback(&s_onError);
-    reader->AddObserver(vtkCommand::ErrorEvent, onError);
-    if (auto* stl = vtkSTLReader::SafeDownCast(reader))
-        stl->SetFileName(path.c_str());
-    else if (auto* obj = vtkOBJReader::SafeDownCast(reader))
-        obj->SetFileName(path.c_str());
-    else if (auto* ply = vtkPLYReader::SafeDownCast(reader))
-        ply->SetFileName(path.c_str());
-    else if (auto* vtp = vtkXMLPolyDataReader::SafeDownCast(reader))
-        vtp->SetFileName(path.c_str());
-    reader->Update();
-    vtkPolyData* data = vtkPolyData::SafeDownCast(reader->GetOutputDataObject(0));
-    if (!data || data->GetNumberOfCells() == 0) {
-        std::string why = "no geometry in it";
-        if (!s_error.empty()) {
-            // VTK's messages open with where in VTK they were raised.
-            const size_t at = s_error.find("): ");
-            why += " (" + (at == std::string::npos ? s_error : s_error.substr(at + 3)) + ")";
-            while (!why.empty() && (why.back() == '\n' || why.back() == ')'))
-                why.pop_back();
-            why += ")";
+    if (const int out = ::dup(1); out >= 0) {
+        s_progress = ::fdopen(out, "w");
+        if (const int devNull = ::open("/dev/null", O_WRONLY); devNull >= 0) {
+            ::dup2(devNull, 1);
+            ::close(devNull);
         }
-        s_finish(1, why);
     }
-    vtkNew<vtkXMLPolyDataWriter> writer;
-    writer->SetFileName(argv[2]);
-    writer->SetInputData(data);
-    writer->SetDataModeToAppended();
-    writer->EncodeAppendedDataOff();
-    writer->SetCompressorTypeToNone();
-    if (writer->Write() != 1)
-        s_finish(1, "cannot hand the geometry back (writing the scratch file failed)");
+    const std::string path = argv[1];
+    unsigned char head[4096];
+    size_t got = 0;
+    {
+        std::ifstream in(path, std::ios::binary);
+        in.read(reinterpret_cast<char*>(head), sizeof head);
+        got = size_t(in.gcount());
+    }
+    using zul::scene::ModelFormat;
+    const ModelFormat format = zul::scene::modelFormatOfContent(head, got, path);
+    zul::scene::helper::PartSink sink(argv[2]);
+    std::string why;
+    bool ok = false;
+    switch (format) {
+    case ModelFormat::Stl:
+    case ModelFormat::Ply:
+    case ModelFormat::Vtp:
+        ok = s_readWithVtk(path, format, sink, why);
+        break;
+    case ModelFormat::Step:
+    case ModelFormat::Iges:
+        ok = zul::scene::helper::readCadFile(path, format == ModelFormat::Iges, sink, why);
+        break;
+    case ModelFormat::Obj:
+    case ModelFormat::Gltf:
+    case ModelFormat::ThreeMf:
+    case ModelFormat::Collada:
+    case ModelFormat::Fbx:
+    case ModelFormat::Off:
+    case ModelFormat::ThreeDs:
+        ok = zul::scene::helper::readMeshFile(path, sink, why);
+        break;
+    case ModelFormat::Unknown:
+        why = "not a model file this viewer reads";
+        break;
+    }
+    if (ok) ok = sink.finish(why);
+    if (ok && sink.count() == 0) {
+        ok = false;
+        why = "no geometry in it";
+    }
+    if (!ok) s_finish(1, why);
+    zul::scene::helper::reportProgress(1, "done");
     s_finish(0);
 }

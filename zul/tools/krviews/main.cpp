@@ -34,6 +34,7 @@
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/runtime/Library.h"
+#include "zul/scene/ModelCheck.h"
 #include "zul/scene/Scene.h"
 
 namespace {
@@ -572,7 +573,7 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
     auto* sheet = app.add_subcommand(
         "sheet", "Render a contact sheet of every stored view of MODEL (or --sample)");
     for (CLI::App* r : {render, sheet}) {
-        r->add_option("MODEL", a.model, "An STL, OBJ, PLY or VTP file");
+        r->add_option("MODEL", a.model, "A model file: " + zul::scene::modelFormatList());
         r->add_flag("--sample", a.sample, "The built-in sample assembly instead of a model file");
         r->add_option("-o,--output", a.output, "PNG file to write")->required();
         r->add_option("--size", a.size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
@@ -586,6 +587,7 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
 
 int main(int argc, char** argv) {
     CLI::App app{"krviews: the view store from the command line"};
+    app.footer("Models render and sheet read: " + zul::scene::modelFormatList() + ".");
     Args a;
     CLI::Option* defaultName = nullptr;
     describeCommands(app, a, defaultName);

@@ -8,15 +8,51 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "zul/com/com.h"
 
 namespace zul::scene {
 
-enum class ModelFormat { Unknown, Stl, Obj, Ply, Vtp };
+enum class ModelFormat {
+    Unknown,
+    Stl,
+    Obj,
+    Ply,
+    Vtp,
+    Step,
+    Iges,
+    Gltf,
+    ThreeMf,
+    Collada,
+    Fbx,
+    Off,
+    ThreeDs
+};
+
+// What the viewer reads: the formats a user is offered, in the order they
+// are listed (by --help and the Open dialog's filter).
+struct ModelFormatInfo {
+    ModelFormat format;
+    const char* name;       // "STEP"
+    const char* extensions; // "step stp", lower case, separated by spaces
+};
+ZUL_PLATFORM_API const std::vector<ModelFormatInfo>& modelFormats();
+// "STEP (.step .stp), IGES (.iges .igs), ..." for help texts.
+ZUL_PLATFORM_API std::string modelFormatList();
+// "*.step *.stp *.iges ..." for a file dialog's filter.
+ZUL_PLATFORM_API std::string modelFormatPatterns();
+ZUL_PLATFORM_API const char* modelFormatName(ModelFormat format);
 
 // The format of a file by its extension (case-insensitive).
 ZUL_PLATFORM_API ModelFormat modelFormatOf(const std::string& path);
+// The format of a file by what its first bytes say, where a format has a
+// signature (a STEP header, a glTF or 3MF container, an FBX or 3DS
+// magic number, a PLY, OFF, COLLADA or VTK XML opening, an IGES start
+// line); otherwise by `path`'s extension. So a STEP file saved as ".txt"
+// still opens, and an STL named ".ply" is not given to the PLY reader.
+ZUL_PLATFORM_API ModelFormat modelFormatOfContent(const unsigned char* head, size_t size,
+                                                  const std::string& path);
 
 // True when the bytes of a file of `format` hold together; false with `why`
 // ("the header promises 12 triangles, the file holds 7", ...) when not.

@@ -1,19 +1,22 @@
-// Reading model files so that no file can take the program down. The VTK
-// readers are not hardened against damaged files (a PLY whose header does
-// not match its data crashes one; a binary STL with a false count makes one
-// allocate gigabytes), and their code is not ours to fix. So every file
-// goes through two guards:
+// Reading model files so that no file can take the program down. Neither
+// VTK's readers nor OpenCASCADE's nor Assimp's are hardened against damaged
+// files (a PLY whose header does not match its data crashes one; a binary
+// STL with a false count makes one allocate gigabytes), and their code is
+// not ours to fix. So every file goes through two guards:
 //   1. checkModelBytes (ModelCheck.h) compares what the header promises with
 //      the bytes that follow (PLY elements and lists, face indices; binary
 //      STL triangle counts) and names what does not fit;
 //   2. the reader itself runs in a helper process, `zulreadmodel`, beside
 //      this library ($ZUL_MODEL_READER names another), with a memory limit
-//      (half the machine's memory) and a time limit; it hands back
-//      the geometry as a VTK XML file. A crash, a hang or an exhausted
-//      memory limit there becomes a message here.
+//      (half the machine's memory) and a time limit; it hands back the
+//      parts as VTK XML files and reports its progress. A crash, a hang or
+//      an exhausted memory limit there becomes a message here.
+// Reading runs on any thread; nothing here touches a render window.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <vector>
 
 #include <vtkPolyData.h>
 #include <vtkSmartPointer.h>
@@ -22,11 +25,48 @@
 
 namespace zul::scene {
 
-// The geometry of the STL, OBJ, PLY or VTP file `path`; null with `why`
-// (naming the file and what is wrong) when it cannot be read or holds no
-// geometry.
-ZUL_PLATFORM_API vtkSmartPointer<vtkPolyData> readModelFile(const std::string& path,
-                                                            std::string& why);
+// One part of a model as read: its geometry with normals, and colours per
+// point or per cell as the unsigned-char RGBA scalars "zul_colour" when the
+// file has them.
+struct ModelPart {
+    std::string name;
+    vtkSmartPointer<vtkPolyData> geometry;
+    // A decimated copy drawn while the view is dragged; null for a part
+    // small enough to draw whole (see kDragTriangleBudget).
+    vtkSmartPointer<vtkPolyData> coarse;
+    bool hasColour = false; // the file gives the whole part one colour:
+    double rgba[4] = {0, 0, 0, 1};
+    size_t triangles = 0; // polygons, counted as the triangles they are
+    size_t points = 0;    // points drawn as points (a point cloud)
+};
+
+struct ZUL_PLATFORM_API Model {
+    std::vector<ModelPart> parts;
+    size_t triangles() const;
+    size_t points() const;
+};
+
+// How far a read has come (0..1) and what it is doing ("triangulating").
+// Called on the reading thread.
+using ReadProgress = std::function<void(double fraction, const std::string& phase)>;
+
+// The parts of the model file `path` in any format modelFormats() lists.
+// False with `why` (naming the file and what is wrong) when it cannot be
+// read or holds no geometry; `model` is untouched then.
+ZUL_PLATFORM_API bool readModel(const std::string& path, Model& model, std::string& why,
+                                const ReadProgress& progress = {});
+
+// While the view is dragged, a model of more triangles than this is drawn
+// from decimated copies of its large parts, sized so that the whole stays
+// within it; the full model is drawn when the drag ends. Chosen so that a
+// drag stays above 20 frames a second on a software renderer with two
+// cores (bench/viewer_bench measures it).
+inline constexpr size_t kDragTriangleBudget = 200000;
+// Parts of fewer triangles than this are never decimated.
+inline constexpr size_t kSmallPartTriangles = 5000;
+// Gives the large parts of `model` their coarse copies when the model has
+// more than `budget` triangles (0: none are made).
+ZUL_PLATFORM_API void makeCoarseCopies(Model& model, size_t budget = kDragTriangleBudget);
 
 // How long the helper may take for one file, in seconds.
 inline constexpr int kModelReadSeconds = 300;

@@ -11,8 +11,10 @@
 #include <vtkSmartPointer.h>
 
 #include "zul/runtime/CameraModel.h"
+#include "zul/scene/ModelReader.h"
 
 class vtkActor;
+class vtkMapper;
 class vtkRenderWindow;
 
 namespace zul::scene {
@@ -26,16 +28,31 @@ public:
     // boss, shaft with a knob, arrow cone), asymmetric about every axis so
     // that each standard view looks different. +X carries the cone.
     void addSampleModel();
-    // Reads an STL, OBJ, PLY or VTP file as one more part (guarded: see
-    // ModelReader.h). False with `error` set when the file cannot be read or
-    // holds no geometry; the scene is unchanged then.
+    // Reads a model file (any format of modelFormats()) and adds its parts
+    // (guarded: see ModelReader.h). False with `error` set when the file
+    // cannot be read or holds no geometry; the scene is unchanged then.
     bool addFile(const std::string& path, std::string& error);
+    // Adds the parts of a model read by readModel (on any thread); this
+    // part runs on the thread that draws. `model` is left empty.
+    void addModel(Model&& model);
     void clear();
     // Replaces this scene's parts by `other`'s, which is left empty.
     void takePartsOf(Scene& other);
 
     // Part ids start at 1 (0 is "no part").
     size_t partCount() const { return parts_.size(); }
+    // Triangles of the polygonal parts, and points of the point clouds.
+    size_t triangleCount() const;
+    size_t pointCount() const;
+
+    // While true, parts with a coarse copy draw it (the view is being
+    // dragged); false draws every part whole. Returns whether anything
+    // changed.
+    bool setCoarse(bool coarse);
+    bool coarse() const { return coarse_; }
+    // The size in pixels of the points of point clouds (1 to 50).
+    void setPointSize(double pixels);
+    double pointSize() const { return pointSize_; }
     const std::string& partName(unsigned id) const;
     bool partBounds(unsigned id, double bounds[6]) const;
     // The box around every part; false for an empty scene.
@@ -56,9 +73,12 @@ private:
     struct Part {
         std::string name;
         vtkSmartPointer<vtkActor> actor;
+        vtkSmartPointer<vtkMapper> full, coarse; // coarse: null when drawn whole
+        size_t triangles = 0, points = 0;
     };
-    void _add(const std::string& name, vtkSmartPointer<vtkActor> actor);
-
+    void _add(Part part);
+    bool coarse_ = false;
+    double pointSize_ = 3;
     vtkSmartPointer<vtkRenderer> renderer_, axesRenderer_;
     std::vector<Part> parts_;
 };

@@ -1,0 +1,164 @@
+// Mesh formats through Assimp: glTF, 3MF, COLLADA, FBX, OFF, 3DS and OBJ
+// (with its MTL file). Every mesh placed by a node of the file's scene is a
+// part, transformed to where the node tree puts it, named by its node, in
+// its material's colour or with its vertex colours.
+#include <assimp/DefaultLogger.hpp>
+#include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
+#include <assimp/material.h>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+
+#include <vtkCellArray.h>
+#include <vtkPointData.h>
+#include <vtkPoints.h>
+#include <vtkUnsignedCharArray.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "ReadParts.h"
+
+namespace zul::scene::helper {
+namespace {
+
+class ProgressLines : public Assimp::ProgressHandler {
+public:
+    bool Update(float percentage) override {
+        if (percentage >= 0) reportProgress(0.8 * std::min(percentage, 1.0f), "reading the file");
+        return true;
+    }
+};
+
+bool s_finite(const aiColor4D& c) {
+    return std::isfinite(c.r) && std::isfinite(c.g) && std::isfinite(c.b) && std::isfinite(c.a);
+}
+
+// The material's colour: glTF's base colour, else the diffuse colour.
+// Assimp's stand-in material for meshes that have none has no colour.
+bool s_materialColour(const aiScene& scene, unsigned index, double rgba[4]) {
+    if (index >= scene.mNumMaterials || !scene.mMaterials[index]) return false;
+    const aiMaterial& m = *scene.mMaterials[index];
+    aiString name;
+    if (m.Get(AI_MATKEY_NAME, name) == AI_SUCCESS &&
+        std::string(name.C_Str()) == AI_DEFAULT_MATERIAL_NAME)
+        return false;
+    aiColor4D c;
+    if ((m.Get(AI_MATKEY_BASE_COLOR, c) == AI_SUCCESS ||
+         m.Get(AI_MATKEY_COLOR_DIFFUSE, c) == AI_SUCCESS) &&
+        s_finite(c)) {
+        rgba[0] = std::clamp<double>(c.r, 0, 1), rgba[1] = std::clamp<double>(c.g, 0, 1);
+        rgba[2] = std::clamp<double>(c.b, 0, 1), rgba[3] = std::clamp<double>(c.a, 0, 1);
+        float opacity = 1;
+        if (m.Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS && std::isfinite(opacity))
+            rgba[3] = std::min(rgba[3], double(std::clamp(opacity, 0.0f, 1.0f)));
+        // A fully transparent material is more often a writer's mistake
+        // than an invisible part: it is drawn opaque.
+        if (rgba[3] <= 0.01) rgba[3] = 1;
+        return true;
+    }
+    return false;
+}
+
+// One placed mesh as polygonal data: its faces as vertices, lines or
+// polygons by their number of indices, its first colour set as colours.
+vtkSmartPointer<vtkPolyData> s_geometry(const aiMesh& mesh, const aiMatrix4x4& place) {
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToFloat();
+    points->SetNumberOfPoints(mesh.mNumVertices);
+    for (unsigned i = 0; i < mesh.mNumVertices; ++i) {
+        const aiVector3D at = place * mesh.mVertices[i];
+        points->SetPoint(i, at.x, at.y, at.z);
+    }
+    vtkNew<vtkCellArray> verts, lines, polys;
+    std::vector<vtkIdType> ids;
+    for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
+        const aiFace& face = mesh.mFaces[f];
+        if (!face.mIndices || face.mNumIndices == 0) continue;
+        ids.clear();
+        for (unsigned k = 0; k < face.mNumIndices; ++k)
+            if (face.mIndices[k] < mesh.mNumVertices) ids.push_back(face.mIndices[k]);
+        if (ids.size() != face.mNumIndices) continue; // an index past the vertices
+        vtkCellArray* to = ids.size() == 1   ? verts.Get()
+                           : ids.size() == 2 ? lines.Get()
+                                             : polys.Get();
+        to->InsertNextCell(vtkIdType(ids.size()), ids.data());
+    }
+    auto data = vtkSmartPointer<vtkPolyData>::New();
+    data->SetPoints(points);
+    if (verts->GetNumberOfCells()) data->SetVerts(verts);
+    if (lines->GetNumberOfCells()) data->SetLines(lines);
+    if (polys->GetNumberOfCells()) data->SetPolys(polys);
+    if (mesh.mColors[0]) {
+        vtkNew<vtkUnsignedCharArray> colours;
+        colours->SetName("zul_colour");
+        colours->SetNumberOfComponents(4);
+        colours->SetNumberOfTuples(mesh.mNumVertices);
+        for (unsigned i = 0; i < mesh.mNumVertices; ++i) {
+            const aiColor4D& c = mesh.mColors[0][i];
+            unsigned char rgba[4];
+            const float v[4] = {c.r, c.g, c.b, c.a};
+            for (int k = 0; k < 4; ++k)
+                rgba[k] = (unsigned char)std::lround(
+                    255.0 * (std::isfinite(v[k]) ? std::clamp(v[k], 0.0f, 1.0f) : 1.0f));
+            colours->SetTypedTuple(i, rgba);
+        }
+        data->GetPointData()->SetScalars(colours);
+    }
+    return data;
+}
+
+} // namespace
+
+bool readMeshFile(const std::string& path, PartSink& sink, std::string& why) {
+    Assimp::Importer importer;
+    importer.SetProgressHandler(new ProgressLines); // the importer owns it
+    // Points and lines are kept: a point cloud is a model too.
+    const aiScene* scene =
+        importer.ReadFile(path, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
+                                    aiProcess_ValidateDataStructure);
+    if (!scene) {
+        std::string said = importer.GetErrorString();
+        while (!said.empty() && (said.back() == '\n' || said.back() == '\r' || said.back() == '.'))
+            said.pop_back();
+        why = said.empty() ? "not a model file that can be read" : "cannot read it (" + said + ")";
+        return false;
+    }
+    if (!scene->mRootNode || scene->mNumMeshes == 0) {
+        why = "no geometry in it (no mesh)";
+        return false;
+    }
+    reportProgress(0.8, "placing the parts");
+    // The node tree, walked without recursion (a file may nest deeply).
+    std::vector<std::pair<const aiNode*, aiMatrix4x4>> stack = {
+        {scene->mRootNode, scene->mRootNode->mTransformation}};
+    size_t visited = 0;
+    while (!stack.empty()) {
+        auto [node, place] = stack.back();
+        stack.pop_back();
+        if (!node || ++visited > 1000000) continue;
+        for (unsigned i = 0; i < node->mNumMeshes; ++i) {
+            const unsigned index = node->mMeshes[i];
+            if (index >= scene->mNumMeshes || !scene->mMeshes[index]) continue;
+            const aiMesh& mesh = *scene->mMeshes[index];
+            OutPart part;
+            part.name = node->mName.length ? node->mName.C_Str() : mesh.mName.C_Str();
+            if (part.name.empty()) part.name = "Mesh " + std::to_string(index + 1);
+            part.hasColour = s_materialColour(*scene, mesh.mMaterialIndex, part.rgba);
+            part.geometry = s_geometry(mesh, place);
+            if (!sink.add(part, why)) return false;
+        }
+        for (unsigned c = node->mNumChildren; c-- > 0;)
+            if (node->mChildren && node->mChildren[c])
+                stack.emplace_back(node->mChildren[c], place * node->mChildren[c]->mTransformation);
+    }
+    if (sink.count() == 0) {
+        why = "no geometry in it (its meshes are empty or placed nowhere)";
+        return false;
+    }
+    return true;
+}
+
+} // namespace zul::scene::helper

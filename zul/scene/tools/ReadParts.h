@@ -1,0 +1,62 @@
+// What the model readers of the helper process `zulreadmodel` share: how a
+// part is handed back and how progress is reported. The helper writes each
+// part as a VTK XML file "part-NNNNNN.vtp" into the folder it is given, in
+// order, with the part's name ("zul_name", a string) and, when the file
+// gives the part one colour, that colour ("zul_rgba", four numbers in 0..1)
+// as field data; colours per point or per cell are the unsigned-char RGBA
+// array "zul_colour" (the active scalars). Progress goes to standard output
+// as lines "progress PERMILLE PHASE".
+#pragma once
+
+#include <vtkPolyData.h>
+#include <vtkSmartPointer.h>
+
+#include <string>
+
+namespace zul::scene::helper {
+
+struct OutPart {
+    std::string name;
+    vtkSmartPointer<vtkPolyData> geometry;
+    bool hasColour = false;
+    double rgba[4] = {0, 0, 0, 1};
+    // The triangles come from a CAD tessellation, one set of points per
+    // face: normals are smoothed within a face and never across its edges.
+    bool facetedByFaces = false;
+};
+
+// Receives the parts as a reader makes them and writes them out.
+class PartSink {
+public:
+    explicit PartSink(std::string folder) : folder_(std::move(folder)) {}
+    // Finishes the part (points without cells become vertices, colours
+    // become "zul_colour", normals are computed) and writes it. False with
+    // `why` when it cannot be written.
+    bool add(OutPart& part, std::string& why);
+    // Writes what was merged beyond kMaxParts.
+    bool finish(std::string& why);
+    size_t count() const { return count_; }
+
+private:
+    bool _write(OutPart& part, std::string& why);
+
+    std::string folder_;
+    size_t count_ = 0;
+    OutPart rest_; // the parts beyond the limit, merged
+    size_t merged_ = 0;
+};
+
+// Reports how far the reading has come (0..1) and in which phase.
+void reportProgress(double fraction, const char* phase);
+
+// At most this many parts are handed back; a file with more has the rest
+// merged into the last one (drawing tens of thousands of separate parts
+// would make the viewer unusable anyway).
+inline constexpr size_t kMaxParts = 10000;
+
+// Readers by library. Each returns false with `why` (one line, for the
+// user) when the file cannot be read or holds no geometry.
+bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string& why);
+bool readMeshFile(const std::string& path, PartSink& sink, std::string& why);
+
+} // namespace zul::scene::helper
