@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
 # Mutation campaign over real model files: zzuf flips bits in copies of small
-# STL, OBJ, PLY and VTP files from Debian's assimp-testmodels, and each copy
-# is loaded twice, each run in a process of its own:
+# files of every format the viewer reads (STL, OBJ, PLY, glTF, 3MF, COLLADA,
+# FBX, OFF and 3DS from Debian's assimp-testmodels; STEP and IGES from
+# occt-misc, and a STEP assembly with colours made by makestep; a VTP made
+# from a real model), and each copy is loaded twice, each run in a process
+# of its own:
 #   guarded:   modelload_probe, as zulview and krviews load models (checks,
 #              then the reader in its helper process): must never crash;
-#   unguarded: zulreadmodel alone, VTK's reader with nothing in front of it,
-#              to show what the guards stand between.
+#   unguarded: zulreadmodel alone, the library's reader (VTK, OpenCASCADE or
+#              Assimp) with nothing in front of it, to show what the guards
+#              stand between.
 #
 #   fuzz/zzuf_models.sh [RUNS_PER_FILE] [BUILD_DIR]     (defaults: 200, build/default)
 #
@@ -21,13 +25,25 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # A VTP made from a real model by the reader helper itself.
-"$bin/zulreadmodel" "$models/STL/Spider_binary.stl" "$work/spider.vtp" 2>/dev/null
+mkdir -p "$work/spider"
+"$bin/zulreadmodel" "$models/STL/Spider_binary.stl" "$work/spider" >/dev/null 2>&1
+cp "$work/spider/part-000001.vtp" "$work/spider.vtp"
 seeds=(
   "$models/STL/triangle.stl" "$models/STL/Spider_binary.stl" "$models/STL/3DSMaxExport.STL"
   "$models/PLY/cube.ply" "$models/PLY/cube_binary.ply" "$models/PLY/float-color.ply" "$models/PLY/issue623.ply"
   "$models/OBJ/box.obj" "$models/OBJ/spider.obj" "$models/OBJ/cube_usemtl.obj"
   "$work/spider.vtp"
+  "$models/glTF2/BoxTextured-glTF-Binary/BoxTextured.glb" "$models/glTF2/BoxTextured-glTF-Embedded/BoxTextured.gltf"
+  "$models/3MF/box.3mf" "$models/Collada/duck.dae" "$models/FBX/box.fbx" "$models/OFF/Cube.off"
+  "$models/3DS/fels.3ds"
 )
+occt=/usr/share/opencascade/data
+if [ -f "$occt/step/screw.step" ]; then
+  seeds+=("$occt/step/screw.step" "$occt/iges/hammer.iges")
+  [ -x "$bin/makestep" ] && "$bin/makestep" "$work/three.step" && seeds+=("$work/three.step")
+else
+  echo "zzuf_models: no STEP or IGES samples ($occt: Debian package occt-misc); those readers are not tried"
+fi
 
 # One mutated copy: prints "<ext> <guarded status> <unguarded status>".
 one() {
@@ -39,8 +55,9 @@ one() {
   said=$(timeout -s KILL 400 "$bin/modelload_probe" "$copy" 2>/dev/null); local g=$?
   # A reader that died in its helper process, reported as a message.
   [[ $said == *"failed on it (signal"* ]] && g=64
-  ( ulimit -c 0; ulimit -v 8000000; timeout -s KILL 60 "$bin/zulreadmodel" "$copy" "$copy.vtp" ) >/dev/null 2>&1; local u=$?
-  rm -f "$copy" "$copy.vtp"
+  mkdir -p "$copy.parts"
+  ( ulimit -c 0; ulimit -v 8000000; timeout -s KILL 60 "$bin/zulreadmodel" "$copy" "$copy.parts" ) >/dev/null 2>&1; local u=$?
+  rm -rf "$copy" "$copy.parts"
   echo "$ext $g $u"
 }
 export -f one

@@ -355,6 +355,7 @@ TEST_F(ModelFormats, LargeModelsGetCoarseCopiesWithinTheBudget) {
     zul::scene::Model small;
     std::string why;
     ASSERT_TRUE(zul::scene::readModel(obj, small, why));
+    zul::scene::makeCoarseCopies(small);
     for (const auto& p : small.parts)
         EXPECT_EQ(p.coarse, nullptr);
 
@@ -373,9 +374,12 @@ TEST_F(ModelFormats, LargeModelsGetCoarseCopiesWithinTheBudget) {
         for (int s = 0; s < segments; ++s)
             for (int t = 0; t < 2; ++t) {
                 float v[4][3] = {};
+                // Both triangles of a quad wound the same way round.
                 at(r, s, v[1]);
-                at(r + 1 - t, s + t, v[2]);
-                at(r + 1, s + 1, v[3]);
+                if (t == 0)
+                    at(r + 1, s, v[2]), at(r + 1, s + 1, v[3]);
+                else
+                    at(r + 1, s + 1, v[2]), at(r, s + 1, v[3]);
                 stl.append(reinterpret_cast<const char*>(v), 48);
                 stl.append(2, '\0');
             }
@@ -384,6 +388,8 @@ TEST_F(ModelFormats, LargeModelsGetCoarseCopiesWithinTheBudget) {
     ASSERT_TRUE(zul::scene::readModel(sphere, big, why)) << why;
     ASSERT_EQ(big.parts.size(), 1u);
     EXPECT_GT(big.triangles(), zul::scene::kDragTriangleBudget);
+    EXPECT_EQ(big.parts[0].coarse, nullptr) << "made only when asked for";
+    zul::scene::makeCoarseCopies(big);
     ASSERT_NE(big.parts[0].coarse, nullptr);
     const auto coarse = size_t(big.parts[0].coarse->GetNumberOfPolys());
     EXPECT_LE(coarse, zul::scene::kDragTriangleBudget * 13 / 10);

@@ -413,7 +413,7 @@ void MainWindow::ShowSample() {
 
 QString MainWindow::SceneSummary() const {
     const QLocale locale;
-    QString text = tr("%n part(s)", "", int(scene_.partCount()));
+    QString text = scene_.partCount() == 1 ? tr("1 part") : tr("%1 parts").arg(scene_.partCount());
     if (scene_.triangleCount())
         text += tr(", %1 triangles").arg(locale.toString(qulonglong(scene_.triangleCount())));
     if (scene_.pointCount())
@@ -443,6 +443,7 @@ bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
         std::string why;
         zul::scene::Model model;
         if (zul::scene::readModel(path.toStdString(), model, why)) {
+            zul::scene::makeCoarseCopies(model);
             models.push_back(std::move(model));
             read << path;
         } else {
@@ -493,6 +494,8 @@ bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
             std::string why;
             zul::scene::Model model;
             if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
+                report(1.0, "preparing the copies drawn while dragging");
+                zul::scene::makeCoarseCopies(model);
                 models->push_back(std::move(model));
                 read << paths[i];
             } else {

@@ -119,10 +119,9 @@ namespace {
 // ---------------------------------------------------------------------------
 // STL
 
-// The STL reader's own choice between its text and binary parsers: text
-// when fewer than 5 % of the first 256 bytes are outside printable ASCII
-// and line breaks.
-bool s_stlLooksTextual(const unsigned char* data, size_t size) {
+} // namespace
+
+bool stlLooksTextual(const unsigned char* data, size_t size) {
     const size_t n = std::min<size_t>(size, 256);
     if (n == 0) return false;
     size_t text = 0;
@@ -133,8 +132,10 @@ bool s_stlLooksTextual(const unsigned char* data, size_t size) {
     return double(n - text) / double(n) < 0.05;
 }
 
+namespace {
+
 bool s_checkStl(const unsigned char* data, size_t size, std::string& why) {
-    if (s_stlLooksTextual(data, size)) return true; // the text parser reads what is there
+    if (stlLooksTextual(data, size)) return true; // the text parser reads what is there
     if (size < 84) {
         why = "too short for a binary STL file (" + std::to_string(size) +
               " bytes; the header alone takes 84)";

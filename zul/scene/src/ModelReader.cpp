@@ -128,10 +128,10 @@ bool s_readParts(const std::string& folder, Model& model, std::string& why) {
             for (double& c : part.rgba)
                 c = std::isfinite(c) ? std::clamp(c, 0.0, 1.0) : 1.0;
         }
-        part.triangles = 0;
+        // A polygon of n corners is n - 2 triangles.
         vtkCellArray* polys = part.geometry->GetPolys();
-        for (vtkIdType c = 0, n = polys->GetNumberOfCells(); c < n; ++c)
-            part.triangles += size_t(std::max<vtkIdType>(polys->GetCellSize(c) - 2, 0));
+        part.triangles = size_t(std::max<vtkIdType>(
+            polys->GetNumberOfConnectivityIds() - 2 * polys->GetNumberOfCells(), 0));
         part.points =
             part.geometry->GetNumberOfPolys() == 0 && part.geometry->GetNumberOfLines() == 0
                 ? size_t(part.geometry->GetNumberOfVerts())
@@ -326,8 +326,6 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     for (size_t i = 0; i < read.parts.size(); ++i)
         if (read.parts[i].name.empty())
             read.parts[i].name = read.parts.size() == 1 ? stem : stem + " " + std::to_string(i + 1);
-    if (progress) progress(1.0, "preparing the coarse copies");
-    makeCoarseCopies(read);
     model = std::move(read);
     return true;
 }
@@ -347,24 +345,29 @@ void makeCoarseCopies(Model& model, size_t budget) {
         if (p.triangles < kSmallPartTriangles) continue;
         const double want = std::max(1000.0, double(p.triangles) * ratio);
         // Quadric clustering: one representative point per occupied cell of
-        // a regular grid over the part. A surface's triangles grow with the
-        // square of the divisions, so one correction after a first try
-        // lands close to the count wanted.
-        double bounds[6];
-        p.geometry->GetBounds(bounds);
-        int divisions = std::max(8, int(std::sqrt(want / 2.0)));
+        // a grid of cubes over the part. A surface's triangles grow with
+        // the square of the cells along its longest side, so a correction
+        // or two after a first try land close to the count wanted.
+        double b[6];
+        p.geometry->GetBounds(b);
+        const double extent[3] = {b[1] - b[0], b[3] - b[2], b[5] - b[4]};
+        const double longest = std::max({extent[0], extent[1], extent[2], 1e-12});
+        double along = std::max(8.0, std::sqrt(want / 2.0)); // cells along the longest side
         vtkSmartPointer<vtkPolyData> coarse;
-        for (int attempt = 0; attempt < 2; ++attempt) {
+        for (int attempt = 0; attempt < 4; ++attempt) {
+            int divisions[3];
+            for (int i = 0; i < 3; ++i)
+                divisions[i] = std::clamp(int(std::ceil(along * extent[i] / longest)), 1, 4096);
             vtkNew<vtkQuadricClustering> cluster;
             cluster->SetInputData(p.geometry);
-            cluster->SetNumberOfDivisions(divisions, divisions, divisions);
-            cluster->AutoAdjustNumberOfDivisionsOn();
+            cluster->AutoAdjustNumberOfDivisionsOff();
+            cluster->SetNumberOfDivisions(divisions);
             cluster->CopyCellDataOn();
             cluster->Update();
             coarse = cluster->GetOutput();
             const double got = double(coarse->GetNumberOfPolys());
-            if (got <= want * 1.3 || got == 0) break;
-            divisions = std::max(4, int(divisions * std::sqrt(want / got)));
+            if (got == 0 || (got <= want * 1.15 && got >= want * 0.5)) break;
+            along = std::max(4.0, along * std::sqrt(want / got) * 0.97);
         }
         if (coarse && coarse->GetNumberOfPolys() > 0 &&
             size_t(coarse->GetNumberOfPolys()) < p.triangles)

@@ -140,6 +140,15 @@ size_t Scene::pointCount() const {
     return n;
 }
 
+size_t Scene::drawnTriangleCount() const {
+    size_t n = 0;
+    for (const Part& p : parts_) {
+        auto* coarse = p.coarse ? vtkPolyData::SafeDownCast(p.coarse->GetInput()) : nullptr;
+        n += coarse_ && coarse ? size_t(coarse->GetNumberOfPolys()) : p.triangles;
+    }
+    return n;
+}
+
 bool Scene::setCoarse(bool coarse) {
     if (coarse == coarse_) return false;
     coarse_ = coarse;
@@ -568,7 +577,10 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     window->SetDisplayId(s_display);
     window->SetOffScreenRendering(1);
     window->SetSize(width, tileH);
-    window->SetMultiSamples(4);
+    // Edges smoothed by FXAA rather than multisampling: on a software
+    // renderer, four samples a pixel cost more than the model itself.
+    window->SetMultiSamples(0);
+    scene.renderer()->UseFXAAOn();
     scene.attach(window);
     // The picture takes the tile above the label band.
     const double bottom = labels ? double(label) / tileH : 0.0;
@@ -619,6 +631,7 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     writer->SetInputData(out);
     writer->Write();
     scene.renderer()->SetViewport(0, 0, 1, 1);
+    scene.renderer()->UseFXAAOff();
     scene.axesRenderer()->SetViewport(0, 0, 0.2, 0.2);
     window->RemoveRenderer(scene.renderer());
     window->RemoveRenderer(scene.axesRenderer());

@@ -144,8 +144,12 @@ bool readMeshFile(const std::string& path, PartSink& sink, std::string& why) {
             if (index >= scene->mNumMeshes || !scene->mMeshes[index]) continue;
             const aiMesh& mesh = *scene->mMeshes[index];
             OutPart part;
-            part.name = node->mName.length ? node->mName.C_Str() : mesh.mName.C_Str();
-            if (part.name.empty()) part.name = "Mesh " + std::to_string(index + 1);
+            // The node's name, else the mesh's; names a reader made up
+            // ("<PLY_Root>") do not count. Left empty, the part is named
+            // after the file.
+            part.name = node->mName.C_Str();
+            if (part.name.empty() || part.name.front() == '<') part.name = mesh.mName.C_Str();
+            if (!part.name.empty() && part.name.front() == '<') part.name.clear();
             part.hasColour = s_materialColour(*scene, mesh.mMaterialIndex, part.rgba);
             part.geometry = s_geometry(mesh, place);
             if (!sink.add(part, why)) return false;

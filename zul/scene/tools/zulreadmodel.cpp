@@ -13,16 +13,19 @@
 #include <vtkCommand.h>
 #include <vtkDoubleArray.h>
 #include <vtkFieldData.h>
+#include <vtkFloatArray.h>
 #include <vtkIdList.h>
 #include <vtkNew.h>
 #include <vtkObject.h>
 #include <vtkPLYReader.h>
 #include <vtkPointData.h>
+#include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkPolyDataNormals.h>
 #include <vtkSTLReader.h>
 #include <vtkSmartPointer.h>
 #include <vtkStringArray.h>
+#include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
@@ -31,8 +34,13 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "ReadParts.h"
 #include "zul/scene/ModelCheck.h"
@@ -233,12 +241,100 @@ void s_onError(vtkObject*, unsigned long, void*, void* data) {
     _exit(code);
 }
 
+// A binary STL (its size already checked against its count) read straight
+// into polygonal data, equal corners merged into one point through a hash
+// table: several times faster than VTK's reader, whose point locator takes
+// most of a large file's time. False when the file is not binary.
+bool s_readBinaryStl(const std::string& path, vtkSmartPointer<vtkPolyData>& out) {
+    std::ifstream in(path, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+    if (bytes.size() < 84) return false;
+    uint32_t count = 0;
+    std::memcpy(&count, bytes.data() + 80, 4);
+    // A text STL: the text parser reads it (the same test the structure
+    // check makes). A count of 0 is a known writer's mistake: what the file
+    // holds is read.
+    if (zul::scene::stlLooksTextual(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                    bytes.size()))
+        return false;
+    const size_t held = (bytes.size() - 84) / 50;
+    const size_t triangles = count == 0 ? held : std::min<size_t>(count, held);
+    struct Key {
+        uint32_t v[3];
+        bool operator==(const Key& o) const {
+            return v[0] == o.v[0] && v[1] == o.v[1] && v[2] == o.v[2];
+        }
+    };
+    // Open addressing, a power of two at least twice the corners.
+    size_t capacity = 1024;
+    while (capacity < triangles * 3 * 2)
+        capacity <<= 1;
+    std::vector<int64_t> slots(capacity, -1);
+    std::vector<Key> keys;
+    keys.reserve(triangles * 3 / 4 + 16);
+    auto connectivity = vtkSmartPointer<vtkTypeInt64Array>::New();
+    connectivity->Allocate(vtkIdType(triangles * 3));
+    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
+    offsets->Allocate(vtkIdType(triangles + 1));
+    offsets->InsertNextValue(0);
+    for (size_t t = 0; t < triangles; ++t) {
+        const char* facet = bytes.data() + 84 + t * 50 + 12; // past the facet normal
+        int64_t ids[3];
+        for (int c = 0; c < 3; ++c) {
+            Key key;
+            std::memcpy(key.v, facet + c * 12, 12);
+            for (uint32_t& bits : key.v)
+                if (bits == 0x80000000u) bits = 0; // -0 is 0
+            uint64_t h = (uint64_t(key.v[0]) << 32 | key.v[1]) * 0x9E3779B97F4A7C15ull ^
+                         uint64_t(key.v[2]) * 0xC2B2AE3D27D4EB4Full;
+            h ^= h >> 32;
+            size_t at = size_t(h) & (capacity - 1);
+            while (slots[at] >= 0 && !(keys[size_t(slots[at])] == key))
+                at = (at + 1) & (capacity - 1);
+            if (slots[at] < 0) {
+                slots[at] = int64_t(keys.size());
+                keys.push_back(key);
+            }
+            ids[c] = slots[at];
+        }
+        // A triangle with two corners in one point has no area: left out,
+        // as VTK's reader leaves it out.
+        if (ids[0] == ids[1] || ids[1] == ids[2] || ids[0] == ids[2]) continue;
+        for (int64_t id : ids)
+            connectivity->InsertNextValue(id);
+        offsets->InsertNextValue(connectivity->GetNumberOfValues());
+    }
+    auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetNumberOfTuples(vtkIdType(keys.size()));
+    std::memcpy(coordinates->GetPointer(0), keys.data(), keys.size() * sizeof(Key));
+    vtkNew<vtkPoints> points;
+    points->SetData(coordinates);
+    vtkNew<vtkCellArray> polys;
+    polys->SetData(offsets, connectivity);
+    out = vtkSmartPointer<vtkPolyData>::New();
+    out->SetPoints(points);
+    out->SetPolys(polys);
+    return true;
+}
+
 // STL, PLY and VTP through VTK's readers: one part, named by the caller.
 bool s_readWithVtk(const std::string& path, zul::scene::ModelFormat format,
                    zul::scene::helper::PartSink& sink, std::string& why) {
     using zul::scene::ModelFormat;
     vtkSmartPointer<vtkAlgorithm> reader;
     if (format == ModelFormat::Stl) {
+        zul::scene::helper::reportProgress(0.1, "reading");
+        vtkSmartPointer<vtkPolyData> fast;
+        if (s_readBinaryStl(path, fast)) {
+            if (fast->GetNumberOfPoints() == 0) {
+                why = "no geometry in it (no triangles)";
+                return false;
+            }
+            zul::scene::helper::OutPart part;
+            part.geometry = fast;
+            return sink.add(part, why);
+        }
         auto r = vtkSmartPointer<vtkSTLReader>::New();
         r->SetFileName(path.c_str());
         reader = r;
@@ -275,6 +371,25 @@ bool s_readWithVtk(const std::string& path, zul::scene::ModelFormat format,
     return sink.add(part, why);
 }
 
+// VTK's PLY reader casts colours stored as floating-point numbers (0..1)
+// to bytes, which draws them black; Assimp's scales them. True when the
+// header of the PLY `head` declares such a colour.
+bool s_plyHasFloatColours(const unsigned char* head, size_t size) {
+    const std::string text(reinterpret_cast<const char*>(head), size);
+    const size_t end = text.find("end_header");
+    std::istringstream lines(text.substr(0, end));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string keyword, type, name;
+        words >> keyword >> type >> name;
+        if (keyword != "property") continue;
+        const bool floating =
+            type == "float" || type == "double" || type == "float32" || type == "float64";
+        if (floating && (name == "red" || name == "r" || name == "diffuse_red")) return true;
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -301,8 +416,11 @@ int main(int argc, char** argv) {
     std::string why;
     bool ok = false;
     switch (format) {
-    case ModelFormat::Stl:
     case ModelFormat::Ply:
+        ok = s_plyHasFloatColours(head, got) ? zul::scene::helper::readMeshFile(path, sink, why)
+                                             : s_readWithVtk(path, format, sink, why);
+        break;
+    case ModelFormat::Stl:
     case ModelFormat::Vtp:
         ok = s_readWithVtk(path, format, sink, why);
         break;

@@ -54,6 +54,11 @@ ZUL_PLATFORM_API ModelFormat modelFormatOf(const std::string& path);
 ZUL_PLATFORM_API ModelFormat modelFormatOfContent(const unsigned char* head, size_t size,
                                                   const std::string& path);
 
+// The choice between an STL's text and binary forms: text when fewer than
+// 5 % of the first 256 bytes are outside printable ASCII and line breaks
+// (the rule VTK's reader applies).
+ZUL_PLATFORM_API bool stlLooksTextual(const unsigned char* data, size_t size);
+
 // True when the bytes of a file of `format` hold together; false with `why`
 // ("the header promises 12 triangles, the file holds 7", ...) when not.
 // Formats without a check here (OBJ, VTP, ASCII STL) pass; their reader runs

@@ -32,7 +32,7 @@ struct ModelPart {
     std::string name;
     vtkSmartPointer<vtkPolyData> geometry;
     // A decimated copy drawn while the view is dragged; null for a part
-    // small enough to draw whole (see kDragTriangleBudget).
+    // small enough to draw whole, and until makeCoarseCopies made it.
     vtkSmartPointer<vtkPolyData> coarse;
     bool hasColour = false; // the file gives the whole part one colour:
     double rgba[4] = {0, 0, 0, 1};
@@ -61,7 +61,7 @@ ZUL_PLATFORM_API bool readModel(const std::string& path, Model& model, std::stri
 // within it; the full model is drawn when the drag ends. Chosen so that a
 // drag stays above 20 frames a second on a software renderer with two
 // cores (bench/viewer_bench measures it).
-inline constexpr size_t kDragTriangleBudget = 200000;
+inline constexpr size_t kDragTriangleBudget = 150000;
 // Parts of fewer triangles than this are never decimated.
 inline constexpr size_t kSmallPartTriangles = 5000;
 // Gives the large parts of `model` their coarse copies when the model has

@@ -44,6 +44,8 @@ public:
     // Triangles of the polygonal parts, and points of the point clouds.
     size_t triangleCount() const;
     size_t pointCount() const;
+    // The triangles drawn now: fewer than triangleCount() while coarse.
+    size_t drawnTriangleCount() const;
 
     // While true, parts with a coarse copy draw it (the view is being
     // dragged); false draws every part whole. Returns whether anything
