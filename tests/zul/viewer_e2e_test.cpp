@@ -9,6 +9,7 @@
 #include <QDialog>
 #include <QFile>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QStatusBar>
 #include <QSurfaceFormat>
 #include <QTemporaryDir>
@@ -24,6 +25,7 @@
 #include <vtkRenderer.h>
 #include <vtkUnsignedCharArray.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <vector>
@@ -460,6 +462,55 @@ TEST_F(ViewerE2E, VtkLetterKeysDoNothingAndTheViewersKeysAreListed) {
     });
     keys->trigger();
     EXPECT_TRUE(shown.contains("Home") && shown.contains("<b>F</b>")) << shown.toStdString();
+}
+
+// A large STEP read in the background: the window keeps handling events
+// (the progress bar moves while the file is read), the parts are swapped in
+// at the end and counted in the status bar; a damaged file read the same
+// way is a message that leaves the scene as it was.
+TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
+    const QString step = dir_.filePath("plates.step");
+    ASSERT_EQ(
+        std::system(
+            ("'" + std::string(MAKESTEP_PATH) + "' '" + step.toStdString() + "' --grid 5").c_str()),
+        0);
+    auto* bar = window_->findChild<QProgressBar*>("readProgress");
+    ASSERT_NE(bar, nullptr);
+    int opened = -1;
+    QString said;
+    QObject::connect(window_.get(), &MainWindow::modelsOpened,
+                     [&](int read, const QString& error) { opened = read, said = error; });
+    ASSERT_TRUE(window_->OpenModelsInBackground({step}));
+    EXPECT_FALSE(window_->OpenModelsInBackground({step})) << "one read at a time";
+    std::vector<int> seen;
+    for (int i = 0; i < 3000 && opened < 0; ++i) {
+        QTest::qWait(10); // the event loop turns while the file is read
+        if (bar->isVisible() && (seen.empty() || seen.back() != bar->value()))
+            seen.push_back(bar->value());
+    }
+    ASSERT_EQ(opened, 1) << said.toStdString();
+    EXPECT_GE(seen.size(), 2u) << "the progress bar moved while the window was live";
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_FALSE(bar->isVisible());
+    EXPECT_EQ(window_->scene().partCount(), 125u);
+    EXPECT_TRUE(window_->SceneSummary().startsWith("125 parts, "))
+        << window_->SceneSummary().toStdString();
+
+    QFile cut(dir_.filePath("cut.step"));
+    ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+    cut.write("ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION(('x'),'2;1');\n");
+    cut.close();
+    opened = -1;
+    ASSERT_TRUE(window_->OpenModelsInBackground({cut.fileName()}));
+    for (int i = 0; i < 3000 && opened < 0; ++i)
+        QTest::qWait(10);
+    EXPECT_EQ(opened, 0);
+    EXPECT_TRUE(said.contains("cut.step: ")) << said.toStdString();
+    EXPECT_EQ(window_->scene().partCount(), 125u) << "the shown model stays";
+    auto* box = window_->findChild<QMessageBox*>("readFailed");
+    ASSERT_NE(box, nullptr) << "the user is told";
+    EXPECT_EQ(box->text(), said);
+    box->accept();
 }
 
 TEST(ViewerStart, DamagedModelsGiveAMessageAndAFailingStatus) {
