@@ -28,12 +28,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewManager.h"
 #include "MainWindow.h"
 #include "RunProgram.h"
+#include "ViewCube.h"
 
 namespace {
 
@@ -57,6 +59,8 @@ protected:
         window_ = std::make_unique<MainWindow>();
         QString error;
         ASSERT_TRUE(window_->StartModule(error)) << error.toStdString();
+        // Cameras jump: the pictures checked are the ones at the end.
+        window_->SetTransitionMs(0);
         window_->ShowSample();
         window_->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(window_.get()));
@@ -423,6 +427,174 @@ TEST_F(ViewerE2E, AnAppliedViewReachesNavigatorListenersAndALockDisablesItsViews
     host()->sceneViewer->SetUpLocked(false);
     EXPECT_TRUE(viewItem("+Y")->isEnabled());
     navigator->UnregisterInterest(listener.Get());
+}
+
+// Stands between the viewer and the module's listener and counts the
+// camera-change events the module hears.
+struct CountingEvents : IHostViewEvents {
+    IHostViewEvents* next = nullptr;
+    std::vector<DWORD> flags;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE OnCameraChanged(DWORD f) override {
+        flags.push_back(f);
+        return next ? next->OnCameraChanged(f) : S_OK;
+    }
+};
+
+zul::scene::Camera cameraNow(MainWindow& w) {
+    return zul::scene::cameraOf(*w.host()->sceneViewer.Get());
+}
+
+bool sameCamera(const zul::scene::Camera& a, const zul::scene::Camera& b) {
+    return std::memcmp(a.eye, b.eye, sizeof a.eye) == 0 &&
+           std::memcmp(a.target, b.target, sizeof a.target) == 0 &&
+           std::memcmp(a.up, b.up, sizeof a.up) == 0 && a.perspective == b.perspective &&
+           a.viewHeight == b.viewHeight && a.focal == b.focal;
+}
+
+// Back and forward through three commands, each camera exactly as it was;
+// a new command after going back drops what lay forward.
+TEST_F(ViewerE2E, GoingBackRestoresEachEarlierCameraExactly) {
+    window_->SetTransitionMs(0);
+    std::vector<zul::scene::Camera> seen = {cameraNow(*window_)};
+    for (UINT id : {7145u, 7146u, 7147u}) {
+        ASSERT_EQ(host()->Run(id), S_OK);
+        seen.push_back(cameraNow(*window_));
+    }
+    for (int k = 2; k >= 0; --k) {
+        ASSERT_TRUE(window_->GoBack()) << k;
+        EXPECT_TRUE(sameCamera(cameraNow(*window_), seen[size_t(k)])) << k;
+        double eye[3];
+        camera()->GetFocalPoint(eye);
+        EXPECT_NEAR(eye[0], seen[size_t(k)].target[0], 1e-4) << "and drawn so";
+    }
+    ASSERT_TRUE(window_->GoForward());
+    EXPECT_TRUE(sameCamera(cameraNow(*window_), seen[1]));
+    ASSERT_EQ(host()->Run(7142), S_OK);
+    EXPECT_FALSE(window_->GoForward()) << "a new change drops the way forward";
+    ASSERT_TRUE(window_->GoBack());
+    EXPECT_TRUE(sameCamera(cameraNow(*window_), seen[1]));
+}
+
+// With a transition the module hears of the change once, after the last
+// frame, and the camera it ends at is the one drawn without one.
+TEST_F(ViewerE2E, ATransitionEndsWhereAJumpWouldWithOneEvent) {
+    window_->SetTransitionMs(0);
+    ASSERT_EQ(host()->Run(7146), S_OK);
+    const zul::scene::Camera start = cameraNow(*window_);
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    const zul::scene::Camera jumped = cameraNow(*window_);
+    double jumpedFocus[3];
+    camera()->GetFocalPoint(jumpedFocus);
+    window_->GoBack();
+    ASSERT_TRUE(sameCamera(cameraNow(*window_), start));
+
+    CountingEvents counter;
+    auto* viewer = host()->sceneViewer.Get();
+    counter.next = viewer->events;
+    viewer->events = &counter;
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    EXPECT_EQ(counter.flags, std::vector<DWORD>{0}) << "one event without a transition too";
+    counter.flags.clear();
+    window_->GoBack();
+    counter.flags.clear();
+    window_->SetTransitionMs(300);
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    EXPECT_TRUE(viewer->Animating());
+    EXPECT_TRUE(sameCamera(cameraNow(*window_), jumped))
+        << "the model holds the new camera at once";
+    double mid[3];
+    for (int i = 0; i < 100 && viewer->Animating(); ++i) {
+        QTest::qWait(10);
+        if (i == 8) camera()->GetDirectionOfProjection(mid);
+    }
+    EXPECT_FALSE(viewer->Animating());
+    EXPECT_EQ(counter.flags, std::vector<DWORD>{0}) << "one event, after the last frame";
+    double focus[3];
+    camera()->GetFocalPoint(focus);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_NEAR(focus[i], jumpedFocus[i], 1e-6);
+    // A press ends a transition at once at its camera.
+    counter.flags.clear();
+    ASSERT_EQ(host()->Run(7145), S_OK);
+    const zul::scene::Camera plusX = cameraNow(*window_);
+    ASSERT_TRUE(viewer->Animating());
+    QTest::mousePress(window_->view(), Qt::LeftButton, {}, QPoint(30, 30));
+    EXPECT_FALSE(viewer->Animating());
+    EXPECT_EQ(counter.flags, std::vector<DWORD>{0});
+    EXPECT_TRUE(sameCamera(cameraNow(*window_), plusX));
+    QTest::mouseRelease(window_->view(), Qt::LeftButton, {}, QPoint(30, 30));
+    viewer->events = counter.next;
+    window_->SetTransitionMs(0);
+}
+
+// The cube's +X handle is the module's -X view (the eye on the +X side);
+// keys reach the commands and the stored views; with the up locked along
+// Z, the cube's Z handle is refused with the module's message 141.
+TEST_F(ViewerE2E, TheCubeAndTheKeysGoThroughTheModule) {
+    window_->SetTransitionMs(0);
+    ASSERT_NE(window_->viewCube(), nullptr);
+    ASSERT_EQ(host()->Run(7142), S_OK);
+    const zul::scene::Camera minusX = cameraNow(*window_);
+    ASSERT_EQ(host()->Run(7146), S_OK);
+    window_->viewCube()->Click(0, +1);
+    EXPECT_TRUE(sameCamera(cameraNow(*window_), minusX));
+    EXPECT_TRUE(along(looking(), -1, 0, 0));
+
+    window_->view()->setFocus();
+    QTest::keyClick(window_->view(), Qt::Key_Z);
+    EXPECT_TRUE(along(looking(), 0, 0, 1)) << "Z aligns to +Z";
+    QTest::keyClick(window_->view(), Qt::Key_X, Qt::ShiftModifier);
+    EXPECT_TRUE(along(looking(), -1, 0, 0)) << "Shift+X aligns to -X";
+    QTest::keyClick(window_->view(), Qt::Key_Left, Qt::AltModifier);
+    EXPECT_TRUE(along(looking(), 0, 0, 1)) << "Alt+Left goes back";
+
+    // Ctrl+2: the second stored view in list order, as its menu item does.
+    std::vector<QAction*> items;
+    for (UINT id = krav::ids::kFirstView; id < krav::ids::kFirstView + 200; ++id)
+        if (QAction* a = host()->action(id)) items.push_back(a);
+    ASSERT_GE(items.size(), 3u);
+    QAction* second = items[1];
+    ASSERT_NE(second, nullptr);
+    auto sameDirection = [](const std::array<double, 3>& a, const std::array<double, 3>& b) {
+        return std::fabs(a[0] - b[0]) + std::fabs(a[1] - b[1]) + std::fabs(a[2] - b[2]) < 1e-6;
+    };
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    second->trigger();
+    const auto byMenu = looking();
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    ASSERT_FALSE(sameDirection(looking(), byMenu));
+    QTest::keyClick(window_->view(), Qt::Key_2, Qt::ControlModifier);
+    EXPECT_TRUE(sameDirection(looking(), byMenu)) << "Ctrl+2: the second stored view";
+    QAction* third = items[2];
+    QTest::keyClick(window_->view(), Qt::Key_PageDown);
+    const auto afterNext = looking();
+    third->trigger();
+    EXPECT_TRUE(sameDirection(looking(), afterNext)) << "Page Down: the next stored view";
+
+    // P keeps the picture's scale at the target.
+    ASSERT_EQ(host()->Run(7140), S_OK);
+    const zul::scene::Camera before = cameraNow(*window_);
+    QTest::keyClick(window_->view(), Qt::Key_P);
+    const zul::scene::Camera toggled = cameraNow(*window_);
+    EXPECT_NE(toggled.perspective, before.perspective);
+    QTest::keyClick(window_->view(), Qt::Key_P);
+    EXPECT_NEAR(cameraNow(*window_).viewHeight, before.viewHeight, 1e-3 * before.viewHeight);
+
+    ASSERT_EQ(host()->Run(7144), S_OK); // -Z: Y up
+    host()->sceneViewer->SetUpLocked(true);
+    ASSERT_EQ(host()->sceneViewer->LockedAxis(), 2);
+    const zul::scene::Camera locked = cameraNow(*window_);
+    messages_.clear();
+    window_->viewCube()->Click(1, +1);
+    EXPECT_TRUE(sameCamera(cameraNow(*window_), locked)) << "refused";
+    ASSERT_EQ(messages_.size(), 1u);
+    EXPECT_NE(messages_[0].find("lock"), std::string::npos) << messages_[0];
+    window_->viewCube()->Click(0, +1);
+    EXPECT_TRUE(along(looking(), -1, 0, 0)) << "another axis is not refused";
+    host()->sceneViewer->SetUpLocked(false);
 }
 
 TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {

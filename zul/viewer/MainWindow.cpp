@@ -22,12 +22,22 @@
 #include <vtkOpenGLRenderWindow.h>
 #include <vtkRenderWindowInteractor.h>
 
+#include <QCloseEvent>
+#include <QDialog>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QKeyEvent>
+#include <QMimeData>
 #include <QTimer>
+#include <QUrl>
+#include <vtkCameraOrientationRepresentation.h>
 #include <vtkObjectFactory.h>
 
 #include <memory>
 #include <thread>
 
+#include "ViewCube.h"
+#include "ViewerSettings.h"
 #include "zul/scene/ModelCheck.h"
 
 #include "KRAdvancedViews/ResourceIds.h"
@@ -70,11 +80,21 @@ MainWindow::MainWindow() {
     host_->window = this;
     host_->status = [this](const QString& text) { statusBar()->showMessage(text, 8000); };
     host_->hostCommand = [this](DWORD id) {
-        if (id != kHostFitAllCommand) return false;
-        host_->sceneViewer->FitAll();
-        return true;
+        if (id == kHostFitAllCommand) {
+            host_->sceneViewer->FitAll();
+            return true;
+        }
+        if (id >= krav::ids::kFirstView && id < krav::ids::kFirstView + kMaxStoredViewCommands)
+            lastStoredView_ = id;
+        return _refusedByLock(id);
     };
+    transitionMs_ = ReadTransitionMs();
     _buildUi();
+    setAcceptDrops(true);
+    if (const QByteArray geometry = ReadGeometry("Main Window"); !geometry.isEmpty())
+        restoreGeometry(geometry);
+    // The module's dialogs come back where the user left them.
+    qApp->installEventFilter(this);
 }
 
 MainWindow::~MainWindow() {
@@ -106,6 +126,38 @@ void MainWindow::_buildUi() {
     style->AddObserver(vtkCommand::StartInteractionEvent, interaction_);
     style->AddObserver(vtkCommand::InteractionEvent, interaction_);
     style->AddObserver(vtkCommand::EndInteractionEvent, interaction_);
+    // Transitions: the viewer asks for frames, a timer at the display's
+    // rate draws them until the move has ended.
+    frames_ = new QTimer(this);
+    frames_->setInterval(15);
+    connect(frames_, &QTimer::timeout, this, [this] {
+        if (!host_->sceneViewer->Frame()) frames_->stop();
+    });
+    host_->sceneViewer->transitionMs = transitionMs_;
+    host_->sceneViewer->requestFrames = [this] { frames_->start(); };
+
+    // The view cube replaces the passive axes in the corner.
+    scene_.axesRenderer()->DrawOff();
+    auto cube = vtkSmartPointer<CViewCube>::New();
+    cube_ = cube;
+    cubeOwner_ = cube;
+    cube->SetParentRenderer(scene_.renderer());
+    cube->SetInteractor(vtk_->interactor());
+    if (auto* rep = vtkCameraOrientationRepresentation::SafeDownCast(cube->GetRepresentation())) {
+        rep->AnchorToUpperRight();
+        rep->SetSize(110, 110);
+    }
+    cube->onHandle = [this](int axis, int side) {
+        // The eye on the +X side looks along -X: the module's "-X".
+        static const UINT minus[3] = {krav::ids::kAlignMinusX, krav::ids::kAlignMinusY,
+                                      krav::ids::kAlignMinusZ};
+        static const UINT plus[3] = {krav::ids::kAlignPlusX, krav::ids::kAlignPlusY,
+                                     krav::ids::kAlignPlusZ};
+        if (FAILED(host_->Run(side > 0 ? minus[axis] : plus[axis])))
+            statusBar()->showMessage(tr("The view module is not loaded"), 4000);
+    };
+    cube->On();
+
     // The first frame on screen: Qt has swapped the widget's buffer once.
     connect(vtk_, &QOpenGLWidget::frameSwapped, this, [this] {
         if (firstFrameSeen_) return;
@@ -122,11 +174,16 @@ void MainWindow::_buildUi() {
     file->addAction(
         tr("&Open..."), this, [this] { _openDialog(); }, QKeySequence::Open);
     file->addAction(tr("&Sample model"), this, [this] { ShowSample(); });
-    file->addSeparator();
-    QAction* points = file->addAction(tr("&Point size..."), this, [this] { _askPointSize(); });
+    recentMenu_ = file->addMenu(tr("&Recent models"));
+    recentMenu_->setObjectName("recentModels");
+    recent_ = ReadRecentModels();
+    _rebuildRecent();
+    QMenu* display = menuBar()->addMenu(tr("&Display"));
+    display->setObjectName("displayMenu");
+    QAction* points = display->addAction(tr("&Point size..."), this, [this] { _askPointSize(); });
     points->setObjectName("pointSize");
     points->setToolTip(tr("The size in pixels of the points of point clouds"));
-    QAction* larger = file->addAction(
+    QAction* larger = display->addAction(
         tr("&Larger points"), this,
         [this] {
             scene_.setPointSize(scene_.pointSize() + 1);
@@ -134,7 +191,7 @@ void MainWindow::_buildUi() {
         },
         QKeySequence(tr("Ctrl+]")));
     larger->setObjectName("largerPoints");
-    QAction* smaller = file->addAction(
+    QAction* smaller = display->addAction(
         tr("S&maller points"), this,
         [this] {
             scene_.setPointSize(scene_.pointSize() - 1);
@@ -142,6 +199,15 @@ void MainWindow::_buildUi() {
         },
         QKeySequence(tr("Ctrl+[")));
     smaller->setObjectName("smallerPoints");
+    display->addSeparator();
+    QAction* transition = display->addAction(tr("&Transition duration..."), this, [this] {
+        bool ok = false;
+        const int ms = QInputDialog::getInt(this, tr("Transition duration"),
+                                            tr("Milliseconds a camera change takes (0: at once):"),
+                                            int(transitionMs_), 0, int(kMaxTransitionMs), 50, &ok);
+        if (ok) SetTransitionMs(unsigned(ms));
+    });
+    transition->setObjectName("transitionDuration");
     file->addSeparator();
     file->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
 
@@ -162,13 +228,37 @@ void MainWindow::_buildUi() {
     clearDefault_->setToolTip(tr("Remove the default mark from the stored views"));
     connect(clearDefault_, &QAction::triggered, this, [this] { ClearDefaultView(); });
     QAction* lock = bar->addAction(tr("Lock up"));
+    lock_ = lock;
     lock->setObjectName("lockUpVector");
     lock->setCheckable(true);
+    lock->setShortcut(Qt::Key_L);
+    lock->setShortcutContext(Qt::WidgetShortcut);
+    vtk_->addAction(lock);
     lock->setToolTip(tr("Lock the up vector: orbiting keeps it, views along it are refused"));
     connect(lock, &QAction::toggled, this, [this](bool on) {
         host_->sceneViewer->SetUpLocked(on);
         statusBar()->showMessage(on ? tr("Up vector locked") : tr("Up vector free"), 4000);
     });
+    QAction* back = bar->addAction(QString::fromUtf8("◀"), this, [this] { GoBack(); });
+    back->setObjectName("cameraBack");
+    back->setShortcut(QKeySequence(tr("Alt+Left")));
+    back->setToolTip(tr("The camera before the last change (Alt+Left)"));
+    QAction* forward = bar->addAction(QString::fromUtf8("▶"), this, [this] { GoForward(); });
+    forward->setObjectName("cameraForward");
+    forward->setShortcut(QKeySequence(tr("Alt+Right")));
+    forward->setToolTip(tr("The camera gone back from (Alt+Right)"));
+    perspective_ = bar->addAction(tr("Persp"), this, [this] { ToggleProjection(); });
+    perspective_->setObjectName("toggleProjection");
+    perspective_->setCheckable(true);
+    perspective_->setShortcut(Qt::Key_P);
+    perspective_->setShortcutContext(Qt::WidgetShortcut);
+    vtk_->addAction(perspective_);
+    perspective_->setToolTip(tr("Perspective or orthographic projection (P)"));
+    display->addSeparator();
+    display->addAction(back);
+    display->addAction(forward);
+    display->addAction(perspective_);
+    display->addAction(lock);
     bar->addSeparator();
     struct Command {
         const char* text;
@@ -214,6 +304,7 @@ void MainWindow::_buildUi() {
     help_ = menuBar()->addMenu(tr("&Help"));
     QAction* keys = help_->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
     keys->setObjectName("keyboardShortcuts");
+    _addKeys();
     progress_ = new QProgressBar(this);
     progress_->setObjectName("readProgress");
     progress_->setRange(0, 1000);
@@ -324,6 +415,7 @@ void MainWindow::s_onInteraction(vtkObject*, unsigned long event, void* self, vo
 void MainWindow::_onInteraction(unsigned long event) {
     auto* viewer = host_->sceneViewer.Get();
     if (event == vtkCommand::LeftButtonPressEvent) {
+        viewer->FinishTransition(); // a press ends a transition at its camera
         if (!viewer->Picking()) return;
         int* p = vtk_->interactor()->GetEventPosition();
         if (viewer->PickAt(p[0], p[1]) && module_)
@@ -423,6 +515,7 @@ QString MainWindow::SceneSummary() const {
 
 void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStringList& read) {
     if (read.isEmpty()) return;
+    _noteRecent(read);
     scene_.clear();
     for (zul::scene::Model& model : models)
         scene_.addModel(std::move(model));
@@ -525,6 +618,183 @@ void MainWindow::_openDialog() {
         QFileDialog::getOpenFileNames(this, tr("Open models"), QString(), filter);
     if (paths.isEmpty()) return;
     OpenModelsInBackground(paths);
+}
+
+bool MainWindow::GoBack() {
+    return host_->sceneViewer->GoBack();
+}
+
+bool MainWindow::GoForward() {
+    return host_->sceneViewer->GoForward();
+}
+
+void MainWindow::ToggleProjection() {
+    auto* viewer = host_->sceneViewer.Get();
+    viewer->FinishTransition();
+    zul::scene::Camera c = zul::scene::cameraOf(*viewer);
+    const zul::scene::CameraFrame f = zul::scene::frameOf(c);
+    // A perspective camera's view height is the picture's height at the
+    // focal distance; at the target it is that much larger or smaller.
+    const double distance = f.distance > 0 ? f.distance : f.focal;
+    if (c.perspective)
+        c.viewHeight = float(f.viewHeight * distance / f.focal);
+    else
+        c.viewHeight = float(f.viewHeight * f.focal / distance);
+    c.perspective = !c.perspective;
+    zul::scene::setCamera(*viewer, c);
+    viewer->Redraw();
+    perspective_->setChecked(c.perspective);
+}
+
+std::vector<UINT> MainWindow::_storedViewCommands() const {
+    // The view menu's stored-view items, in list order (their command ids
+    // rise with it).
+    std::vector<UINT> ids;
+    for (UINT id = krav::ids::kFirstView; id < krav::ids::kFirstView + kMaxStoredViewCommands; ++id)
+        if (host_->action(id)) ids.push_back(id);
+    return ids;
+}
+
+bool MainWindow::ApplyStoredView(int index) {
+    const std::vector<UINT> ids = _storedViewCommands();
+    if (index < 0 || index >= int(ids.size())) {
+        statusBar()->showMessage(tr("There is no stored view %1").arg(index + 1), 4000);
+        return false;
+    }
+    return SUCCEEDED(host_->Run(ids[size_t(index)]));
+}
+
+bool MainWindow::StepStoredView(int delta) {
+    const std::vector<UINT> ids = _storedViewCommands();
+    const int n = int(ids.size());
+    if (n == 0) return false;
+    const auto last = std::find(ids.begin(), ids.end(), lastStoredView_);
+    const int from = last != ids.end() ? int(last - ids.begin()) : delta > 0 ? -1 : n;
+    return ApplyStoredView(((from + delta) % n + n) % n);
+}
+
+void MainWindow::SetTransitionMs(unsigned ms) {
+    transitionMs_ = std::min(ms, kMaxTransitionMs);
+    host_->sceneViewer->transitionMs = transitionMs_;
+    WriteTransitionMs(transitionMs_);
+}
+
+bool MainWindow::_refusedByLock(UINT id) {
+    int along = 0;
+    if (id == krav::ids::kAlignPlusX || id == krav::ids::kAlignMinusX) along = 1;
+    if (id == krav::ids::kAlignPlusY || id == krav::ids::kAlignMinusY) along = 2;
+    if (id == krav::ids::kAlignPlusZ || id == krav::ids::kAlignMinusZ) along = 3;
+    if (along == 0 || host_->sceneViewer->LockedAxis() != along) return false;
+    const void* data = nullptr;
+    DWORD size = 0;
+    std::string text = "The up vector is locked along this view's direction.";
+    if (host_->resource &&
+        host_->resource(6, krav::ids::IDS_LOCKED_UP_VECTOR, &data, &size) == S_OK && data)
+        text = static_cast<const char*>(data);
+    int answer = 0;
+    host_->ShowMessage(text.c_str(), nullptr, 0x30, &answer);
+    return true;
+}
+
+void MainWindow::_addKeys() {
+    // The view's own keys are read from its key presses, so they act only
+    // while the 3D view has the focus; the dialogs keep their own.
+    vtk_->installEventFilter(this);
+}
+
+bool MainWindow::_viewKey(int key, Qt::KeyboardModifiers modifiers) {
+    const bool shift = modifiers & Qt::ShiftModifier, ctrl = modifiers & Qt::ControlModifier,
+               alt = modifiers & Qt::AltModifier;
+    auto run = [this](UINT id) {
+        if (FAILED(host_->Run(id)))
+            statusBar()->showMessage(tr("The view module is not loaded"), 4000);
+        return true;
+    };
+    if (!ctrl && !alt) {
+        switch (key) {
+        case Qt::Key_X:
+            return run(shift ? krav::ids::kAlignMinusX : krav::ids::kAlignPlusX);
+        case Qt::Key_Y:
+            return run(shift ? krav::ids::kAlignMinusY : krav::ids::kAlignPlusY);
+        case Qt::Key_Z:
+            return run(shift ? krav::ids::kAlignMinusZ : krav::ids::kAlignPlusZ);
+        case Qt::Key_I:
+            return run(shift ? krav::ids::kAlignMinusIsometric : krav::ids::kAlignPlusIsometric);
+        case Qt::Key_PageUp:
+            StepStoredView(-1);
+            return true;
+        case Qt::Key_PageDown:
+            StepStoredView(+1);
+            return true;
+        case Qt::Key_P:
+            ToggleProjection();
+            return true;
+        case Qt::Key_L:
+            lock_->toggle();
+            return true;
+        default:
+            break;
+        }
+    }
+    if (ctrl && !alt && key >= Qt::Key_1 && key <= Qt::Key_9) {
+        ApplyStoredView(key - Qt::Key_1);
+        return true;
+    }
+    if (alt && !ctrl && (key == Qt::Key_Left || key == Qt::Key_Right)) {
+        key == Qt::Key_Left ? GoBack() : GoForward();
+        return true;
+    }
+    return false;
+}
+
+void MainWindow::_rebuildRecent() {
+    recentMenu_->clear();
+    for (const QString& path : recent_)
+        recentMenu_->addAction(path, this, [this, path] { OpenModelsInBackground({path}); });
+    recentMenu_->setEnabled(!recent_.isEmpty());
+}
+
+void MainWindow::_noteRecent(const QStringList& paths) {
+    QStringList absolute;
+    for (const QString& p : paths)
+        absolute << QFileInfo(p).absoluteFilePath();
+    recent_ = AddRecentModels(absolute);
+    _rebuildRecent();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    WriteGeometry("Main Window", saveGeometry());
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    if (paths.isEmpty()) return;
+    event->acceptProposedAction();
+    OpenModelsInBackground(paths);
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == vtk_ && event->type() == QEvent::KeyPress) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (_viewKey(key->key(), key->modifiers())) return true;
+    }
+    // A module dialog (one with a name) reopens where it was last closed.
+    if (auto* dialog = qobject_cast<QDialog*>(watched); dialog && !dialog->objectName().isEmpty()) {
+        if (event->type() == QEvent::Show) {
+            if (const QByteArray g = ReadGeometry(dialog->objectName()); !g.isEmpty())
+                dialog->restoreGeometry(g);
+        } else if (event->type() == QEvent::Hide) {
+            WriteGeometry(dialog->objectName(), dialog->saveGeometry());
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 void MainWindow::_askPointSize() {

@@ -18,7 +18,11 @@
 #include "ViewerHost.h"
 #include "zul/scene/Scene.h"
 
+class QCloseEvent;
+class QDragEnterEvent;
+class QDropEvent;
 class QProgressBar;
+class QTimer;
 class QVTKOpenGLNativeWidget;
 class vtkObject;
 
@@ -70,6 +74,30 @@ public:
     // Skipped while a modal window is open or a mouse button is down.
     void PollStore();
 
+    // Camera history (Alt+Left / Alt+Right, the toolbar's arrows).
+    bool GoBack();
+    bool GoForward();
+    // Perspective <-> orthographic for the current camera, the picture's
+    // scale at the target kept (P, the toolbar's toggle).
+    void ToggleProjection();
+    // Applies the stored view of `index` in list order (0-based), as the
+    // view menu does; false when there is none.
+    bool ApplyStoredView(int index);
+    // The previous (-1) or next (+1) stored view in list order from the
+    // last one applied in this window (with none yet: the last or the
+    // first), wrapping.
+    bool StepStoredView(int delta);
+    // How long a camera change takes on screen, in ms (0: at once); kept
+    // in the user's hive.
+    void SetTransitionMs(unsigned ms);
+    unsigned TransitionMs() const { return transitionMs_; }
+    // The view cube in the view's upper right corner.
+    class CViewCube* viewCube() const {
+        return cube_;
+    }
+    // The recent models, newest first.
+    QStringList RecentModels() const { return recent_; }
+
     CViewerHost* host() const { return host_.Get(); }
     zul::scene::Scene& scene() { return scene_; }
     IZulModule* module() const { return module_.Get(); }
@@ -90,6 +118,20 @@ private:
     void _showShortcuts();
     zul::com::ComPtr<IAdvancedViewsModuleMgr> _mgr() const;
     void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void _addKeys();
+    // A key pressed in the 3D view; true when it is one of the view's.
+    bool _viewKey(int key, Qt::KeyboardModifiers modifiers);
+    void _rebuildRecent();
+    void _noteRecent(const QStringList& paths);
+    // True (after message 141) when the up is locked along the direction
+    // align command `id` looks in.
+    bool _refusedByLock(UINT id);
+    std::vector<UINT> _storedViewCommands() const;
+    static constexpr UINT kMaxStoredViewCommands = 4096;
     static void s_onInteraction(vtkObject* caller, unsigned long event, void* self, void* data);
     void _onInteraction(unsigned long event);
 
@@ -103,6 +145,15 @@ private:
     bool firstFrameSeen_ = false;
     bool reading_ = false;
     QProgressBar* progress_ = nullptr;
+    QTimer* frames_ = nullptr; // drives transitions
+    unsigned transitionMs_ = 0;
+    class CViewCube* cube_ = nullptr;
+    vtkSmartPointer<vtkObject> cubeOwner_;
+    QAction* lock_ = nullptr;
+    QAction* perspective_ = nullptr;
+    QMenu* recentMenu_ = nullptr;
+    QStringList recent_;
+    UINT lastStoredView_ = 0; // the command of the last stored view applied here
     QMenu* help_ = nullptr;
     QAction* defaultView_ = nullptr;
     QAction* clearDefault_ = nullptr;

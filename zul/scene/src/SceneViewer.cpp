@@ -5,16 +5,174 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace zul::scene {
 
-HRESULT CSceneViewer::Redraw() {
+namespace {
+
+bool s_same(const Camera& a, const Camera& b) {
+    return std::memcmp(a.eye, b.eye, sizeof a.eye) == 0 &&
+           std::memcmp(a.target, b.target, sizeof a.target) == 0 &&
+           std::memcmp(a.up, b.up, sizeof a.up) == 0 && a.perspective == b.perspective &&
+           a.focal == b.focal && a.viewHeight == b.viewHeight;
+}
+
+struct Quat {
+    double w, x, y, z;
+};
+
+// The rotation taking the camera's frame to the world's: columns right, up,
+// back (the opposite of the direction).
+Quat s_quatOf(const CameraFrame& f) {
+    const double back[3] = {-f.direction[0], -f.direction[1], -f.direction[2]};
+    const double right[3] = {f.up[1] * back[2] - f.up[2] * back[1],
+                             f.up[2] * back[0] - f.up[0] * back[2],
+                             f.up[0] * back[1] - f.up[1] * back[0]};
+    const double m[3][3] = {
+        {right[0], f.up[0], back[0]}, {right[1], f.up[1], back[1]}, {right[2], f.up[2], back[2]}};
+    Quat q;
+    const double trace = m[0][0] + m[1][1] + m[2][2];
+    if (trace > 0) {
+        const double s = 0.5 / std::sqrt(trace + 1.0);
+        q = {0.25 / s, (m[2][1] - m[1][2]) * s, (m[0][2] - m[2][0]) * s, (m[1][0] - m[0][1]) * s};
+    } else if (m[0][0] > m[1][1] && m[0][0] > m[2][2]) {
+        const double s = 2.0 * std::sqrt(1.0 + m[0][0] - m[1][1] - m[2][2]);
+        q = {(m[2][1] - m[1][2]) / s, 0.25 * s, (m[0][1] + m[1][0]) / s, (m[0][2] + m[2][0]) / s};
+    } else if (m[1][1] > m[2][2]) {
+        const double s = 2.0 * std::sqrt(1.0 + m[1][1] - m[0][0] - m[2][2]);
+        q = {(m[0][2] - m[2][0]) / s, (m[0][1] + m[1][0]) / s, 0.25 * s, (m[1][2] + m[2][1]) / s};
+    } else {
+        const double s = 2.0 * std::sqrt(1.0 + m[2][2] - m[0][0] - m[1][1]);
+        q = {(m[1][0] - m[0][1]) / s, (m[0][2] + m[2][0]) / s, (m[1][2] + m[2][1]) / s, 0.25 * s};
+    }
+    return q;
+}
+
+// Spherical interpolation along the shorter of the two arcs.
+Quat s_slerp(Quat a, Quat b, double t) {
+    double dot = a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z;
+    if (dot < 0) b = {-b.w, -b.x, -b.y, -b.z}, dot = -dot;
+    double ka = 1 - t, kb = t;
+    if (dot < 0.9995) {
+        const double angle = std::acos(std::min(dot, 1.0));
+        ka = std::sin((1 - t) * angle) / std::sin(angle);
+        kb = std::sin(t * angle) / std::sin(angle);
+    }
+    Quat q{ka * a.w + kb * b.w, ka * a.x + kb * b.x, ka * a.y + kb * b.y, ka * a.z + kb * b.z};
+    const double n = std::sqrt(q.w * q.w + q.x * q.x + q.y * q.y + q.z * q.z);
+    return {q.w / n, q.x / n, q.y / n, q.z / n};
+}
+
+// The camera `t` of the way from `a` to `b`: orientation on the shortest
+// rotation, target, distance, view height and focal distance in line; the
+// projection switches at the end.
+Camera s_between(const Camera& a, const Camera& b, double t) {
+    const CameraFrame fa = frameOf(a), fb = frameOf(b);
+    const Quat q = s_slerp(s_quatOf(fa), s_quatOf(fb), t);
+    // The columns up and back of the rotation.
+    const double up[3] = {2 * (q.x * q.y - q.w * q.z), 1 - 2 * (q.x * q.x + q.z * q.z),
+                          2 * (q.y * q.z + q.w * q.x)};
+    const double back[3] = {2 * (q.x * q.z + q.w * q.y), 2 * (q.y * q.z - q.w * q.x),
+                            1 - 2 * (q.x * q.x + q.y * q.y)};
+    const double distance = fa.distance + (fb.distance - fa.distance) * t;
+    Camera c = t < 1 ? a : b;
+    for (int i = 0; i < 3; ++i) {
+        const double target = fa.target[i] + (fb.target[i] - fa.target[i]) * t;
+        c.target[i] = float(target);
+        c.eye[i] = float(target + back[i] * distance);
+        c.up[i] = float(up[i]);
+    }
+    c.viewHeight = float(fa.viewHeight + (fb.viewHeight - fa.viewHeight) * t);
+    c.focal = float(fa.focal + (fb.focal - fa.focal) * t);
+    return c;
+}
+
+} // namespace
+
+void CSceneViewer::_remember(const Camera& previous) {
+    if (restoring_) return;
+    back_.push_back(previous);
+    if (back_.size() > kHistoryDepth) back_.pop_front();
+    forward_.clear();
+}
+
+void CSceneViewer::_drawSettled(const Camera& c) {
     if (scene && window) {
-        applyCamera(cameraOf(*this), scene->renderer(), scene->axesRenderer());
+        applyCamera(c, scene->renderer(), scene->axesRenderer());
         window->Render();
     }
+    shown_ = c;
+    haveShown_ = true;
     fireCameraChanged(0);
+}
+
+HRESULT CSceneViewer::Redraw() {
+    // A transition under way ends at its camera first.
+    FinishTransition();
+    const Camera now = cameraOf(*this);
+    const bool changed = haveShown_ && !s_same(now, shown_);
+    if (changed) _remember(shown_);
+    if (changed && transitionMs > 0 && requestFrames && scene && window) {
+        from_ = shown_;
+        to_ = now;
+        started_ = std::chrono::steady_clock::now();
+        animating_ = true;
+        requestFrames();
+        return S_OK;
+    }
+    _drawSettled(now);
     return S_OK;
+}
+
+bool CSceneViewer::Frame() {
+    if (!animating_) return false;
+    const double t =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started_)
+            .count() /
+        transitionMs;
+    if (t >= 1 || !scene || !window) {
+        FinishTransition();
+        return false;
+    }
+    // Eased: slow out of the old camera and into the new.
+    const double eased = t * t * (3 - 2 * t);
+    applyCamera(s_between(from_, to_, eased), scene->renderer(), scene->axesRenderer());
+    window->Render();
+    return true;
+}
+
+void CSceneViewer::FinishTransition() {
+    if (!animating_) return;
+    animating_ = false;
+    _drawSettled(to_);
+}
+
+bool CSceneViewer::GoBack() {
+    FinishTransition();
+    if (back_.empty() || !haveShown_) return false;
+    const Camera previous = back_.back();
+    back_.pop_back();
+    forward_.push_back(shown_);
+    _restore(previous);
+    return true;
+}
+
+bool CSceneViewer::GoForward() {
+    FinishTransition();
+    if (forward_.empty() || !haveShown_) return false;
+    const Camera next = forward_.back();
+    forward_.pop_back();
+    back_.push_back(shown_);
+    _restore(next);
+    return true;
+}
+
+void CSceneViewer::_restore(const Camera& c) {
+    setCamera(*this, c);
+    restoring_ = true;
+    Redraw();
+    restoring_ = false;
 }
 
 HRESULT CSceneViewer::SetUpVector(float x, float y, float z) {
@@ -41,6 +199,13 @@ void CSceneViewer::CameraMovedByUser(bool dragging) {
             c.up[i] = lockedUp_[i];
     setCamera(*this, c);
     applyCamera(c, scene->renderer(), scene->axesRenderer());
+    if (!dragging) {
+        // The end of a drag settles the camera: the one before the drag is
+        // a step back.
+        if (haveShown_ && !s_same(c, shown_)) _remember(shown_);
+        shown_ = c;
+        haveShown_ = true;
+    }
     fireCameraChanged(dragging ? 0x4 : 0);
 }
 

@@ -4,6 +4,8 @@
 // user moved with the mouse comes back through CameraMovedByUser.
 #pragma once
 
+#include <chrono>
+#include <deque>
 #include <functional>
 
 #include "KRAdvancedViews/host/IHostModuleSite.h"
@@ -35,8 +37,35 @@ public:
                                           int* result) override;
 
     // Draws the scene with the model's camera, then sends the camera-change
-    // event (flags 0) to the view's listener.
+    // event (flags 0) to the view's listener. A camera that changed since
+    // the last one drawn is a step of the history; with transitions on,
+    // the picture moves to it over transitionMs and the event follows the
+    // frame that ends the move (the model holds the new camera at once).
     HRESULT STDMETHODCALLTYPE Redraw() override;
+
+    // Camera history: every settled camera change (a command, an applied
+    // view, a fit, the end of a drag) keeps the camera before it; going
+    // back or forward is not itself kept. At most kHistoryDepth each way;
+    // a new change after going back drops what lay forward.
+    static constexpr size_t kHistoryDepth = 100;
+    bool GoBack();
+    bool GoForward();
+    size_t BackSteps() const { return back_.size(); }
+    size_t ForwardSteps() const { return forward_.size(); }
+
+    // Transitions. `requestFrames` (set by a host that can animate) is
+    // called when a transition starts; the host then calls Frame() at its
+    // display's rate until it returns false. Without it, or with
+    // transitionMs 0, every change is drawn at once.
+    double transitionMs = 0;
+    std::function<void()> requestFrames;
+    bool Animating() const { return animating_; }
+    // Draws the next frame of the transition; false once it has ended
+    // (the last frame is the new camera, followed by the event).
+    bool Frame();
+    // Ends a transition at once at its new camera (a mouse press, a new
+    // command).
+    void FinishTransition();
     // While the up vector is locked the locked one stays: the call succeeds
     // and changes nothing.
     HRESULT STDMETHODCALLTYPE SetUpVector(float x, float y, float z) override;
@@ -72,6 +101,18 @@ public:
     HRESULT STDMETHODCALLTYPE GetPickedPart(DWORD* pPartId) override;
 
 private:
+    // Draws `c` and sends the camera-change event.
+    void _drawSettled(const Camera& c);
+    void _remember(const Camera& previous);
+    void _restore(const Camera& c);
+
+    std::deque<Camera> back_, forward_;
+    Camera shown_{};         // the last settled camera drawn
+    bool haveShown_ = false; // shown_ holds one
+    bool restoring_ = false; // going back or forward: not kept
+    bool animating_ = false;
+    Camera from_{}, to_{};
+    std::chrono::steady_clock::time_point started_;
     bool picking_ = false, picked_ = false;
     DWORD pickMode_ = 0, pickedPart_ = 0;
     float pickedPoint_[3] = {0, 0, 0};
