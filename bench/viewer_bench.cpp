@@ -11,6 +11,9 @@
 //               round, whole (budget 0) and with the drag budget (target
 //               >= 20), and the ms to draw it whole once the drag ends
 //               (target <= 500);
+//   Transition: frames a second drawn while the camera moves from one
+//               align view to another (target >= 30 on the sample), on the
+//               sample and on a sphere of 188,000 triangles;
 //   Peer:       the same files opened and drawn once to a PNG by krviews
 //               render and by f3d (Debian's VTK-based viewer), as whole
 //               commands, side by side.
@@ -34,7 +37,9 @@
 #include <fstream>
 #include <string>
 
+#include "KRAdvancedViews/ResourceIds.h"
 #include "zul/scene/ModelReader.h"
+#include "zul/scene/SceneViewer.h"
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "MainWindow.h"
@@ -94,7 +99,8 @@ BENCHMARK(BM_ApplyView)->Unit(benchmark::kMillisecond)->MinTime(2.0)->UseRealTim
 // A binary STL of a sphere of `rings` x `segments` x 2 triangles (500 x
 // 1,000 x 2: the million-triangle model), made once per run.
 std::string s_sphere(int rings = 500, int segments = 1000) {
-    const std::string path = s_hives->filePath("sphere.stl").toStdString();
+    const std::string path =
+        s_hives->filePath(QString("sphere-%1x%2.stl").arg(rings).arg(segments)).toStdString();
     if (std::filesystem::exists(path)) return path;
     std::ofstream out(path, std::ios::binary);
     const std::string header(80, ' ');
@@ -201,6 +207,53 @@ void BM_Orbit(benchmark::State& state) {
             .count();
 }
 BENCHMARK(BM_Orbit)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->MinTime(3.0)->UseRealTime();
+
+// Arg 0: the sample; 1: a sphere of 188,000 triangles. Each iteration is
+// one transition of 500 ms between two align views, its frames drawn as
+// fast as they come (zulview draws one every 15 ms at most).
+void BM_Transition(benchmark::State& state) {
+    zul::viewer::MainWindow window;
+    QString error;
+    if (!window.StartModule(error)) {
+        state.SkipWithError(("the module does not start: " + error.toStdString()).c_str());
+        return;
+    }
+    if (state.range(0) == 0) {
+        window.ShowSample();
+    } else {
+        const std::string sphere = s_sphere(235, 400); // 188,000 triangles
+        if (!window.OpenModels({QString::fromStdString(sphere)}, error)) {
+            state.SkipWithError(error.toStdString().c_str());
+            return;
+        }
+    }
+    window.show();
+    QApplication::processEvents();
+    window.SetTransitionMs(500);
+    auto* viewer = window.host()->sceneViewer.Get();
+    const UINT ends[2] = {krav::ids::kAlignPlusIsometric, krav::ids::kAlignMinusX};
+    size_t frames = 0, k = 0;
+    double seconds = 0;
+    for (auto _ : state) {
+        window.host()->Run(ends[k++ % 2]);
+        const auto start = std::chrono::steady_clock::now();
+        while (viewer->Frame()) {
+            window.renderWindow()->WaitForCompletion();
+            ++frames;
+        }
+        seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+    state.counters["fps"] = double(frames) / seconds;
+    state.counters["triangles"] = double(window.scene().triangleCount());
+    window.SetTransitionMs(0);
+    window.StopModule();
+}
+BENCHMARK(BM_Transition)
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(6)
+    ->UseRealTime();
 
 // One whole command that opens a file and writes one picture of it.
 double s_timeCommand(const std::string& command, bool& ok) {

@@ -335,9 +335,24 @@ void MainWindow::_buildUi() {
 void MainWindow::_showShortcuts() {
     QMessageBox box(QMessageBox::NoIcon, tr("Keyboard shortcuts"),
                     tr("<table cellpadding=3>"
+                       "<tr><td colspan=2><i>In the 3D view:</i></td></tr>"
+                       "<tr><td><b>X</b>, <b>Y</b>, <b>Z</b></td><td>Align to +X, +Y, +Z</td></tr>"
+                       "<tr><td><b>Shift+X</b>, <b>Shift+Y</b>, <b>Shift+Z</b></td><td>Align to "
+                       "-X, -Y, -Z</td></tr>"
+                       "<tr><td><b>I</b> / <b>Shift+I</b></td><td>+Isometric / "
+                       "-Isometric</td></tr>"
+                       "<tr><td><b>Ctrl+1</b> ... <b>Ctrl+9</b></td><td>Stored views 1 to 9, in "
+                       "list order</td></tr>"
+                       "<tr><td><b>Page Up</b> / <b>Page Down</b></td><td>The previous / next "
+                       "stored view</td></tr>"
+                       "<tr><td><b>P</b></td><td>Perspective or orthographic</td></tr>"
+                       "<tr><td><b>L</b></td><td>Lock or free the up vector</td></tr>"
+                       "<tr><td colspan=2><i>Everywhere in the window:</i></td></tr>"
                        "<tr><td><b>F</b></td><td>Fit the whole model in the view</td></tr>"
                        "<tr><td><b>Home</b></td><td>The default view (+Isometric when none is "
                        "set), fitted</td></tr>"
+                       "<tr><td><b>Alt+Left</b> / <b>Alt+Right</b></td><td>Camera back / "
+                       "forward</td></tr>"
                        "<tr><td><b>Ctrl+O</b></td><td>Open models</td></tr>"
                        "<tr><td><b>Ctrl+]</b> / <b>Ctrl+[</b></td><td>Larger / smaller "
                        "points (point clouds)</td></tr>"
@@ -345,6 +360,8 @@ void MainWindow::_showShortcuts() {
                        "<tr><td>Left drag</td><td>Orbit</td></tr>"
                        "<tr><td>Middle drag</td><td>Pan</td></tr>"
                        "<tr><td>Wheel</td><td>Zoom</td></tr>"
+                       "<tr><td>Cube in the corner</td><td>Click a face's handle to see the model "
+                       "from that side</td></tr>"
                        "</table>"),
                     QMessageBox::Ok, this);
     box.setObjectName("shortcutsBox");

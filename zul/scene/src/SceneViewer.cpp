@@ -118,6 +118,7 @@ HRESULT CSceneViewer::Redraw() {
         to_ = now;
         started_ = std::chrono::steady_clock::now();
         animating_ = true;
+        scene->setCoarse(true); // a large model moves as its coarse copy
         requestFrames();
         return S_OK;
     }
@@ -145,6 +146,7 @@ bool CSceneViewer::Frame() {
 void CSceneViewer::FinishTransition() {
     if (!animating_) return;
     animating_ = false;
+    if (scene) scene->setCoarse(false);
     _drawSettled(to_);
 }
 
