@@ -14,6 +14,9 @@
 //   Transition: frames a second drawn while the camera moves from one
 //               align view to another (target >= 30 on the sample), on the
 //               sample and on a sphere of 188,000 triangles;
+//   Pictures:   ms to draw the pictures of 128 stored views (96 x 72, as
+//               the Standard Views dialog shows them) of the sample, none of
+//               them cached (target <= 3,000 ms);
 //   Peer:       the same files opened and drawn once to a PNG by krviews
 //               render and by f3d (Debian's VTK-based viewer), as whole
 //               commands, side by side.
@@ -254,6 +257,32 @@ BENCHMARK(BM_Transition)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(6)
     ->UseRealTime();
+
+void BM_Pictures(benchmark::State& state) {
+    zul::viewer::MainWindow window;
+    window.ShowSample();
+    window.show();
+    QApplication::processEvents();
+    std::vector<unsigned char> rgb(96 * 72 * 3);
+    int round = 0;
+    for (auto _ : state) {
+        ++round;
+        for (int k = 0; k < 128; ++k) {
+            // 128 directions round the model, new ones each round (no cache).
+            const double a = 0.049 * k + 0.003 * round, b = 0.3 + 0.01 * k;
+            const float direction[3] = {float(std::cos(a) * std::cos(b)),
+                                        float(std::sin(a) * std::cos(b)), float(-std::sin(b))};
+            const float up[3] = {0, 0, 1};
+            if (window.host()->DrawViewPicture(direction, up, TRUE, 28, 96, 72, rgb.data()) !=
+                S_OK) {
+                state.SkipWithError("no picture drawn (is there a display?)");
+                return;
+            }
+        }
+    }
+    state.counters["pictures"] = 128;
+}
+BENCHMARK(BM_Pictures)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 
 // One whole command that opens a file and writes one picture of it.
 double s_timeCommand(const std::string& command, bool& ok) {

@@ -1,9 +1,11 @@
 #include "dialogs/ViewEditDlg.h"
 
+#include <QCheckBox>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QSet>
+#include <QTimer>
 #include <algorithm>
 #include <cmath>
 
@@ -15,6 +17,7 @@
 #include "dialogs/ViewEdits.h"
 #include "resources/StringTable.h"
 #include "ui_ViewEditDlg.h"
+#include "zul/registry/registry.h"
 
 namespace krav::dialogs {
 namespace {
@@ -27,6 +30,34 @@ constexpr int kFieldIds[] = {264, 265, 266, 268, 269, 270, 271, 272, 273, 277, 2
 constexpr int kVectorIds[3][3] = {{268, 269, 270}, {271, 272, 273}, {277, 278, 279}};
 constexpr int kAngleIds[3] = {264, 265, 266};
 constexpr int kCommandShowDialog = krav::ids::kEditDialog;
+
+// Where the dialog keeps the user's choice of pictures or names.
+constexpr const char* kDialogKey = "Software\\ZUL\\KRAdvancedViews Dialogs";
+constexpr const char* kPicturesValue = "Standard Views Pictures";
+constexpr int kPictureWidth = 96, kPictureHeight = 72;
+
+bool s_picturesKept() {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_CURRENT_USER, kDialogKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    DWORD value = 0, size = sizeof value, type = 0;
+    const bool ok = RegQueryValueExA(key, kPicturesValue, nullptr, &type,
+                                     reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
+                    type == REG_DWORD;
+    RegCloseKey(key);
+    return ok && value != 0;
+}
+
+void s_keepPictures(bool on) {
+    HKEY key = nullptr;
+    if (RegCreateKeyExA(HKEY_CURRENT_USER, kDialogKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                        nullptr) != ERROR_SUCCESS)
+        return;
+    const DWORD value = on ? 1 : 0;
+    RegSetValueExA(key, kPicturesValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value),
+                   sizeof value);
+    RegCloseKey(key);
+}
 
 } // namespace
 
@@ -63,6 +94,27 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     connect(ui_->loadButton, &QPushButton::clicked, this, [this] { _load(); });
     connect(ui_->applyButton, &QPushButton::clicked, this, [this] { _apply(); });
     connect(ui_->closeButton, &QPushButton::clicked, this, [this] { CloseDialog(); });
+    if (hostUi_)
+        hostUi_->QueryInterface(zul::com::iidOf<IHostViewPictures>(),
+                                reinterpret_cast<void**>(pictures_.GetAddressOf()));
+    if (pictures_) {
+        picturesToggle_ = new QCheckBox(tr("Pictures"), this);
+        picturesToggle_->setObjectName("picturesToggle");
+        picturesToggle_->setToolTip(tr("Show each view as a picture of the model seen from it"));
+        ui_->listRow->addWidget(picturesToggle_, 0, Qt::AlignTop);
+        pictureRefresh_ = new QTimer(this);
+        pictureRefresh_->setInterval(1000);
+        connect(pictureRefresh_, &QTimer::timeout, this, [this] {
+            if (isVisible()) _queuePictures();
+        });
+        const bool on = s_picturesKept();
+        picturesToggle_->setChecked(on);
+        connect(picturesToggle_, &QCheckBox::toggled, this, [this](bool checked) {
+            s_keepPictures(checked);
+            _setPictureMode(checked);
+        });
+        _setPictureMode(on);
+    }
     connect(ui_->atPick, &QPushButton::clicked, this, [this] { _pick(AtVector); });
     connect(ui_->fromPick, &QPushButton::clicked, this, [this] { _pick(FromVector); });
     connect(ui_->viewList, &QListWidget::itemClicked, this, [this] { _listClicked(false); });
@@ -176,6 +228,66 @@ void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) 
     }
     listDirty_ = false;
     _updateButtons();
+    _queuePictures();
+}
+
+void CViewEditDlg::_setPictureMode(bool on) {
+    QListWidget* list = ui_->viewList;
+    if (on) {
+        list->setViewMode(QListView::IconMode);
+        list->setIconSize(QSize(kPictureWidth, kPictureHeight));
+        list->setResizeMode(QListView::Adjust);
+        list->setMovement(QListView::Static);
+        list->setWordWrap(true);
+        list->setMinimumWidth(2 * kPictureWidth + 40);
+        pictureRefresh_->start();
+        _queuePictures();
+    } else {
+        pictureRefresh_->stop();
+        pictureQueue_.clear();
+        list->setViewMode(QListView::ListMode);
+        list->setMinimumWidth(200);
+        for (int row = 0; row < list->count(); ++row)
+            list->item(row)->setIcon(QIcon());
+    }
+}
+
+void CViewEditDlg::_queuePictures() {
+    if (!pictures_ || !picturesToggle_ || !picturesToggle_->isChecked()) return;
+    pictureQueue_.clear();
+    QListWidget* list = ui_->viewList;
+    for (int row = list->count() - 1; row >= 0; --row) // drawn top first
+        pictureQueue_.push_back(list->item(row)->text());
+    if (!pictureTurnPending_) {
+        pictureTurnPending_ = true;
+        QTimer::singleShot(0, this, [this] { _drawNextPicture(); });
+    }
+}
+
+void CViewEditDlg::_drawNextPicture() {
+    pictureTurnPending_ = false;
+    if (pictureQueue_.empty() || !store_ || !picturesToggle_->isChecked()) return;
+    const QString name = pictureQueue_.back();
+    pictureQueue_.pop_back();
+    QListWidget* list = ui_->viewList;
+    const auto found = list->findItems(name, Qt::MatchExactly);
+    FullViewInfo info;
+    if (!found.isEmpty() && store_->GetViewInfo(name.toUtf8().constData(), &info) == S_OK) {
+        QImage picture(kPictureWidth, kPictureHeight, QImage::Format_RGB888);
+        float direction[3];
+        ViewDirectionOf(info, direction);
+        const HRESULT hr = pictures_->DrawViewPicture(
+            direction, info.pUpVector, info.cameraType == Perspective, info.viewAngle,
+            kPictureWidth, kPictureHeight, picture.bits());
+        // Qt pads a picture's lines to four bytes: 96 pixels of three bytes
+        // need none, so the host's rows fill it as they are.
+        static_assert(kPictureWidth * 3 % 4 == 0);
+        if (hr == S_OK) found.front()->setIcon(QIcon(QPixmap::fromImage(picture)));
+    }
+    if (!pictureQueue_.empty()) {
+        pictureTurnPending_ = true;
+        QTimer::singleShot(0, this, [this] { _drawNextPicture(); });
+    }
 }
 
 void CViewEditDlg::_updateButtons() {

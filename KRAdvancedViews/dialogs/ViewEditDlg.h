@@ -28,6 +28,13 @@
 // - After a multiple delete, the views below the first removed row move up
 //   into the freed positions one by one, in list order, by an edit of their
 //   index, inside the same batch as the deletions: indices stay 1..n.
+// - Pictures: with a host that draws them (IHostViewPictures), a
+//   "Pictures" check beside the list shows each stored view as a small
+//   picture of the current model seen from it (icon mode); the choice is
+//   kept in the user's hive. The pictures are drawn one per turn of the
+//   event loop after the list appears, so typing never waits for them, and
+//   asked for again every second while shown (the host answers from its
+//   cache unless a view or the model changed).
 // - Move up and down exchange two neighbours by three renames through the
 //   reserved placeholder name, then give each name its own record back, so
 //   that a view's orientation and its default mark travel with its name.
@@ -36,11 +43,15 @@
 #include <QDialog>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Dialogs.h"
+#include "KRAdvancedViews/host/IHostViewPictures.h"
 #include "zul/com/ComPtr.h"
 
+class QCheckBox;
 class QListWidgetItem;
+class QTimer;
 class QLineEdit;
 
 namespace Ui {
@@ -107,7 +118,16 @@ private:
     QLineEdit* _edit(int id) const;
     int _selectedRow() const;
 
+    void _setPictureMode(bool on);
+    void _queuePictures();
+    void _drawNextPicture();
+
     std::unique_ptr<Ui::ViewEditDlg> ui_;
+    zul::com::ComPtr<IHostViewPictures> pictures_; // null: names only
+    QCheckBox* picturesToggle_ = nullptr;
+    QTimer* pictureRefresh_ = nullptr;
+    std::vector<QString> pictureQueue_; // names of the items still to draw
+    bool pictureTurnPending_ = false;
     zul::com::ComPtr<IViewManager2> store_;
     zul::com::ComPtr<IViewNavigator> navigator_;
     zul::com::ComPtr<IViewDialogInteraction> picking_;

@@ -6,10 +6,14 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QDialog>
 #include <QFile>
+#include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QSurfaceFormat>
 #include <QTemporaryDir>
@@ -595,6 +599,62 @@ TEST_F(ViewerE2E, TheCubeAndTheKeysGoThroughTheModule) {
     window_->viewCube()->Click(0, +1);
     EXPECT_TRUE(along(looking(), -1, 0, 0)) << "another axis is not refused";
     host()->sceneViewer->SetUpLocked(false);
+}
+
+// The Standard Views dialog's pictures: one for every stored view, drawn
+// after the list appears; a Replace changes that view's picture; the view
+// menu's items carry pictures too. The choice is kept.
+TEST_F(ViewerE2E, StoredViewsShowPicturesThatFollowTheirViews) {
+    ASSERT_EQ(host()->Run(krav::ids::kEditDialog), S_OK);
+    QDialog* dialog = nullptr;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (auto* d = qobject_cast<QDialog*>(w);
+            d && d->isVisible() && d->findChild<QListWidget*>("viewList"))
+            dialog = d;
+    ASSERT_NE(dialog, nullptr);
+    auto* list = dialog->findChild<QListWidget*>("viewList");
+    auto* toggle = dialog->findChild<QCheckBox*>("picturesToggle");
+    ASSERT_NE(toggle, nullptr) << "this host draws pictures";
+    toggle->setChecked(true);
+    auto allDrawn = [&] {
+        for (int i = 0; i < list->count(); ++i)
+            if (list->item(i)->icon().isNull()) return false;
+        return list->count() > 0;
+    };
+    for (int i = 0; i < 500 && !allDrawn(); ++i)
+        QTest::qWait(10);
+    ASSERT_TRUE(allDrawn()) << "a picture for every stored view";
+    EXPECT_EQ(list->viewMode(), QListView::IconMode);
+    const QImage plusX =
+        list->findItems("+X", Qt::MatchExactly).front()->icon().pixmap(96, 72).toImage();
+    const QImage plusZ =
+        list->findItems("+Z", Qt::MatchExactly).front()->icon().pixmap(96, 72).toImage();
+    EXPECT_NE(plusX, plusZ) << "each view its own picture";
+
+    // Replace "+X" by the camera of +Z: its picture becomes +Z's.
+    ASSERT_EQ(host()->Run(7147), S_OK);
+    QListWidgetItem* item = list->findItems("+X", Qt::MatchExactly).front();
+    list->setCurrentItem(item);
+    messages_.clear();
+    dialog->findChild<QPushButton*>("replaceButton")->click();
+    auto replaced = [&] {
+        QListWidgetItem* now = list->findItems("+X", Qt::MatchExactly).front();
+        return !now->icon().isNull() && now->icon().pixmap(96, 72).toImage() != plusX;
+    };
+    for (int i = 0; i < 300 && !replaced(); ++i)
+        QTest::qWait(10);
+    EXPECT_TRUE(replaced()) << "the replaced view's picture changed";
+
+    // The menu's items.
+    QMenu* stored = host()->submenu(zul::viewer::CViewerHost::kStoredViewsPopup);
+    ASSERT_NE(stored, nullptr);
+    QMetaObject::invokeMethod(stored, "aboutToShow");
+    int withPictures = 0, items = 0;
+    for (UINT id = krav::ids::kFirstView; id < krav::ids::kFirstView + 200; ++id)
+        if (QAction* a = host()->action(id)) ++items, withPictures += !a->icon().isNull();
+    EXPECT_GT(items, 0);
+    EXPECT_EQ(withPictures, items);
+    dialog->reject();
 }
 
 TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {

@@ -389,6 +389,9 @@ void MainWindow::_addViewMenuItems() {
         auto mgr = _mgr();
         clearDefault_->setEnabled(mgr && mgr->GetDefaultView(&len, nullptr) != E_FAIL);
     });
+    // The stored views' items carry pictures of the model seen from them.
+    if (QMenu* stored = host_->submenu(CViewerHost::kStoredViewsPopup))
+        connect(stored, &QMenu::aboutToShow, this, [this] { _viewMenuPictures(); });
 }
 
 bool MainWindow::ApplyDefaultView() {
@@ -635,6 +638,23 @@ void MainWindow::_openDialog() {
         QFileDialog::getOpenFileNames(this, tr("Open models"), QString(), filter);
     if (paths.isEmpty()) return;
     OpenModelsInBackground(paths);
+}
+
+void MainWindow::_viewMenuPictures() {
+    auto store = host_->firstObject<IViewManager2>();
+    if (!store) return;
+    constexpr int width = 48, height = 36; // rows of 144 bytes: no padding
+    for (UINT id : _storedViewCommands()) {
+        QAction* item = host_->action(id);
+        FullViewInfo info;
+        if (!item || store->GetViewInfo(item->text().toUtf8().constData(), &info) != S_OK) continue;
+        float direction[3];
+        ViewDirectionOf(info, direction);
+        QImage picture(width, height, QImage::Format_RGB888);
+        if (host_->DrawViewPicture(direction, info.pUpVector, info.cameraType == Perspective,
+                                   info.viewAngle, width, height, picture.bits()) == S_OK)
+            item->setIcon(QIcon(QPixmap::fromImage(picture)));
+    }
 }
 
 bool MainWindow::GoBack() {

@@ -126,6 +126,7 @@ private:
     // A key pressed in the 3D view; true when it is one of the view's.
     bool _viewKey(int key, Qt::KeyboardModifiers modifiers);
     void _rebuildRecent();
+    void _viewMenuPictures();
     void _noteRecent(const QStringList& paths);
     // True (after message 141) when the up is locked along the direction
     // align command `id` looks in.

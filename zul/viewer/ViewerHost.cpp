@@ -1,5 +1,9 @@
 #include "ViewerHost.h"
 
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
 #include <QAction>
 #include <QApplication>
 #include <QFont>
@@ -53,6 +57,11 @@ QAction* s_heading(QMenu* menu, const QString& text, QAction* before) {
     return heading;
 }
 } // namespace
+
+QMenu* CViewerHost::submenu(UINT popupId) const {
+    const auto it = submenus_.find(popupId);
+    return it == submenus_.end() ? nullptr : it->second.data();
+}
 
 HRESULT CViewerHost::Run(UINT id) {
     if (hostCommand && hostCommand(id)) return S_OK;
@@ -188,6 +197,45 @@ HRESULT CViewerHost::ShowMessage(const char* text, const char* caption, UINT typ
 
 HRESULT CViewerHost::ExecuteCommand(DWORD command) {
     return Run(command);
+}
+
+} // namespace zul::viewer
+
+namespace zul::viewer {
+
+HRESULT CViewerHost::DrawViewPicture(const float direction[3], const float up[3], BOOL perspective,
+                                     float viewAngle, UINT width, UINT height, BYTE* rgb) {
+    if (!direction || !up || !rgb) return E_POINTER;
+    if (width < 16 || height < 16 || width > 512 || height > 512) return E_INVALIDARG;
+    if (!sceneViewer || !sceneViewer->scene) return S_FALSE;
+    scene::Scene& scene = *sceneViewer->scene;
+    if (scene.partCount() == 0) return S_FALSE;
+    char key[256];
+    std::snprintf(key, sizeof key, "%u|%.9g,%.9g,%.9g|%.9g,%.9g,%.9g|%d|%.9g|%ux%u",
+                  scene.generation(), direction[0], direction[1], direction[2], up[0], up[1], up[2],
+                  perspective ? 1 : 0, viewAngle, width, height);
+    const size_t bytes = size_t(width) * size_t(height) * 3;
+    if (auto found = pictures_.find(key);
+        found != pictures_.end() && found->second.size() == bytes) {
+        std::memcpy(rgb, found->second.data(), bytes);
+        return S_OK;
+    }
+    const double d[3] = {direction[0], direction[1], direction[2]}, u[3] = {up[0], up[1], up[2]};
+    if (!(std::fabs(d[0]) + std::fabs(d[1]) + std::fabs(d[2]) > 0)) return E_INVALIDARG;
+    std::vector<unsigned char> picture;
+    std::string error;
+    if (!scene.drawPicture(d, u, perspective != 0, viewAngle, int(width), int(height), picture,
+                           error))
+        return S_FALSE;
+    ++picturesDrawn;
+    std::memcpy(rgb, picture.data(), bytes);
+    pictures_[key] = std::move(picture);
+    pictureOrder_.push_back(key);
+    while (pictureOrder_.size() > kPictureCacheSize) {
+        pictures_.erase(pictureOrder_.front());
+        pictureOrder_.pop_front();
+    }
+    return S_OK;
 }
 
 } // namespace zul::viewer

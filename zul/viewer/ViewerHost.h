@@ -7,10 +7,14 @@
 
 #include <QObject>
 #include <QPointer>
+#include <deque>
 #include <functional>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "KRAdvancedViews/ResourceIds.h"
+#include "KRAdvancedViews/host/IHostViewPictures.h"
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/runtime/Library.h"
 #include "zul/scene/SceneViewer.h"
@@ -21,10 +25,13 @@ class QAction;
 
 namespace zul::viewer {
 
-class CViewerHost : public runtime::CHeadlessHost, public IHostCommandService {
+class CViewerHost : public runtime::CHeadlessHost,
+                    public IHostCommandService,
+                    public IHostViewPictures {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CViewerHost)
     ZUL_INTERFACE_ENTRY(IHostCommandService)
+    ZUL_INTERFACE_ENTRY(IHostViewPictures)
     ZUL_INTERFACE_ENTRY_CHAIN(runtime::CHeadlessHost)
     ZUL_END_INTERFACE_MAP()
     ZUL_DELEGATING_IUNKNOWN
@@ -47,6 +54,8 @@ public:
     QAction* action(UINT id) const;
     // The top-level menu installed from menu resource `menuId`, or null.
     QMenu* menu(UINT menuId) const;
+    // An installed popup by its id (kStoredViewsPopup: the stored views), or null.
+    QMenu* submenu(UINT popupId) const;
     // Runs command `id` as the menu would.
     HRESULT Run(UINT id);
 
@@ -67,6 +76,13 @@ public:
                                           int* result) override;
     // IHostCommandService
     HRESULT STDMETHODCALLTYPE ExecuteCommand(DWORD command) override;
+    // IHostViewPictures: drawn by the scene offscreen, kept per view and
+    // model (the last kPictureCacheSize pictures).
+    HRESULT STDMETHODCALLTYPE DrawViewPicture(const float direction[3], const float up[3],
+                                              BOOL perspective, float viewAngle, UINT width,
+                                              UINT height, BYTE* rgb) override;
+    static constexpr size_t kPictureCacheSize = 1024;
+    size_t picturesDrawn = 0; // not taken from the cache (tests, benchmarks)
 
 private:
     HRESULT _install(UINT menuId, IHostCommandHandler* handler);
@@ -77,6 +93,8 @@ private:
     std::map<UINT, QPointer<QAction>> actions_; // by command id
     std::vector<QPointer<QAction>> viewItems_;  // the stored views' items
     zul::com::ComPtr<IHostCommandHandler> handler_;
+    std::map<std::string, std::vector<unsigned char>> pictures_;
+    std::deque<std::string> pictureOrder_; // oldest first
 };
 
 } // namespace zul::viewer

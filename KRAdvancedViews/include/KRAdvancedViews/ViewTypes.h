@@ -53,6 +53,19 @@ struct FullViewInfo {
     BOOL bHasFromAndAt = 1;
 };
 
+// The direction a record looks in, for a picture of it: from its look-from
+// to its look-at when it has both and they differ, else its view vector.
+inline void ViewDirectionOf(const FullViewInfo& info, float direction[3]) {
+    float length = 0;
+    for (int i = 0; i < 3; ++i) {
+        direction[i] = info.pAtVector[i] - info.pFromVector[i];
+        length += direction[i] < 0 ? -direction[i] : direction[i];
+    }
+    if (!info.bHasFromAndAt || !(length > 0))
+        for (int i = 0; i < 3; ++i)
+            direction[i] = info.pViewVector[i];
+}
+
 // Reserved: the Standard Views dialog parks a view under it while swapping two.
 inline constexpr const char* kPlaceholderViewName = "PLACEHOLDER_VIEW_NAME";
 

@@ -102,6 +102,15 @@ Scene::Scene() {
     axesRenderer_->AddActor(axes);
 }
 
+// The offscreen window pictures are drawn in, and the copies of the parts
+// it shows (their own mappers, so the two windows never share buffers).
+struct Scene::PictureWindow {
+    vtkSmartPointer<vtkRenderWindow> window;
+    vtkSmartPointer<vtkRenderer> renderer;
+    unsigned generation = ~0u;
+    int width = 0, height = 0;
+};
+
 Scene::~Scene() = default;
 
 void Scene::attach(vtkRenderWindow* window) {
@@ -120,6 +129,7 @@ template <class Part> Part s_part(const char* name, vtkSmartPointer<vtkActor> ac
 } // namespace
 
 void Scene::_add(Part part) {
+    ++generation_;
     if (!part.full) part.full = part.actor->GetMapper();
     if (coarse_ && part.coarse) part.actor->SetMapper(part.coarse);
     renderer_->AddActor(part.actor);
@@ -168,6 +178,7 @@ void Scene::setPointSize(double pixels) {
 }
 
 void Scene::clear() {
+    ++generation_;
     for (const Part& p : parts_)
         renderer_->RemoveActor(p.actor);
     parts_.clear();
@@ -640,6 +651,103 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
         error = "cannot write " + path;
         return false;
     }
+    return true;
+}
+
+bool Scene::drawPicture(const double direction[3], const double up[3], bool perspective,
+                        double viewAngle, int width, int height, std::vector<unsigned char>& rgb,
+                        std::string& error) {
+    if (parts_.empty()) {
+        error = "nothing to draw";
+        return false;
+    }
+    if (!haveDisplay(error)) return false;
+    if (!pictures_) pictures_ = std::make_unique<PictureWindow>();
+    PictureWindow& p = *pictures_;
+    if (!p.window) {
+        p.window = vtkSmartPointer<vtkRenderWindow>::New();
+        p.window->SetDisplayId(s_display);
+        p.window->SetOffScreenRendering(1);
+        p.window->SetMultiSamples(0);
+        p.renderer = vtkSmartPointer<vtkRenderer>::New();
+        p.renderer->SetBackground(0.96, 0.97, 0.98);
+        p.renderer->SetBackground2(0.70, 0.75, 0.82);
+        p.renderer->GradientBackgroundOn();
+        vtkNew<vtkLightKit> lights;
+        lights->SetKeyLightIntensity(0.85);
+        lights->AddLightsToRenderer(p.renderer);
+        p.window->AddRenderer(p.renderer);
+    }
+    if (p.generation != generation_) {
+        p.renderer->RemoveAllViewProps();
+        for (const Part& part : parts_) {
+            vtkMapper* source = part.coarse ? part.coarse.Get() : part.full.Get();
+            auto mapper = vtkSmartPointer<vtkPolyDataMapper>::New();
+            mapper->SetInputData(vtkPolyData::SafeDownCast(source->GetInputDataObject(0, 0)));
+            if (!mapper->GetInput()) {
+                source->Update();
+                mapper->SetInputData(vtkPolyData::SafeDownCast(source->GetInput()));
+            }
+            mapper->SetScalarVisibility(source->GetScalarVisibility());
+            mapper->SetColorMode(source->GetColorMode());
+            auto actor = vtkSmartPointer<vtkActor>::New();
+            actor->SetMapper(mapper);
+            actor->SetProperty(part.actor->GetProperty());
+            actor->SetUserMatrix(part.actor->GetUserMatrix());
+            p.renderer->AddActor(actor);
+        }
+        p.generation = generation_;
+    }
+    if (p.width != width || p.height != height) {
+        p.window->SetSize(width, height);
+        p.width = width, p.height = height;
+    }
+    // The camera: along the direction, up as given, the scene's sphere
+    // filling the picture's height.
+    Camera c{};
+    double b[6];
+    bounds(b);
+    const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
+    const double radius = std::max(1e-6, 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) +
+                                                         (b[3] - b[2]) * (b[3] - b[2]) +
+                                                         (b[5] - b[4]) * (b[5] - b[4])));
+    double d[3] = {direction[0], direction[1], direction[2]};
+    double n = std::sqrt(s_dot(d, d));
+    if (!(n > 0) || !std::isfinite(n)) {
+        error = "a direction without a length";
+        return false;
+    }
+    const double angle = std::clamp(std::isfinite(viewAngle) ? viewAngle : 28.0, 1.0, 170.0);
+    const double distance =
+        perspective ? radius / std::sin(angle * kPi / 360.0) * 1.05 : radius * 4;
+    for (int i = 0; i < 3; ++i) {
+        c.target[i] = float(centre[i]);
+        c.eye[i] = float(centre[i] - d[i] / n * distance);
+        c.up[i] = float(up[i]);
+    }
+    c.perspective = perspective;
+    c.focal = float(distance);
+    c.viewHeight =
+        perspective ? float(2 * distance * std::tan(angle * kPi / 360.0)) : float(radius * 2.1);
+    applyCamera(c, p.renderer);
+    p.window->Render();
+    vtkNew<vtkWindowToImageFilter> grab;
+    grab->SetInput(p.window);
+    grab->SetInputBufferTypeToRGB();
+    grab->ReadFrontBufferOff();
+    grab->Update();
+    vtkImageData* image = grab->GetOutput();
+    int dims[3];
+    image->GetDimensions(dims);
+    if (dims[0] < width || dims[1] < height) {
+        error = "the picture could not be read back";
+        return false;
+    }
+    const auto* pixels = static_cast<const unsigned char*>(image->GetScalarPointer());
+    rgb.resize(size_t(width) * size_t(height) * 3);
+    for (int y = 0; y < height; ++y) // VTK's rows run bottom to top
+        std::memcpy(&rgb[size_t(y) * size_t(width) * 3],
+                    pixels + size_t(height - 1 - y) * size_t(dims[0]) * 3, size_t(width) * 3);
     return true;
 }
 

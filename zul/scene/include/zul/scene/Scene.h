@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,19 @@ public:
     // bottom left); false when nothing is there.
     bool pick(int x, int y, double point[3], unsigned& part) const;
 
+    // Changes whenever the parts do (a model opened, the sample shown).
+    unsigned generation() const { return generation_; }
+
+    // A small picture of the whole scene, fitted, seen along `direction`
+    // with `up` (perspective with `viewAngle` degrees, or orthographic):
+    // `width` x `height` RGB pixels, rows top to bottom. Drawn offscreen in
+    // a window of its own, with copies of the parts' actors (coarse ones
+    // where a part has them), made once per generation. False with
+    // `error` when there is no display or nothing to draw.
+    bool drawPicture(const double direction[3], const double up[3], bool perspective,
+                     double viewAngle, int width, int height, std::vector<unsigned char>& rgb,
+                     std::string& error);
+
 private:
     struct Part {
         std::string name;
@@ -81,6 +95,9 @@ private:
     void _add(Part part);
     bool coarse_ = false;
     double pointSize_ = 3;
+    unsigned generation_ = 0;
+    struct PictureWindow;
+    std::unique_ptr<PictureWindow> pictures_;
     vtkSmartPointer<vtkRenderer> renderer_, axesRenderer_;
     std::vector<Part> parts_;
 };
