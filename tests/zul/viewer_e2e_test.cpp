@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QDialog>
 #include <QFile>
+#include <QFileInfo>
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
@@ -727,6 +728,10 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     EXPECT_EQ(window_->scene().partCount(), 125u);
     EXPECT_TRUE(window_->SceneSummary().startsWith("125 parts, "))
         << window_->SceneSummary().toStdString();
+    // Kept among the recent models, in the user's hive.
+    ASSERT_FALSE(window_->RecentModels().isEmpty());
+    EXPECT_EQ(window_->RecentModels().front(), QFileInfo(step).absoluteFilePath());
+    EXPECT_EQ(MainWindow().RecentModels(), window_->RecentModels()) << "read back by a new window";
 
     QFile cut(dir_.filePath("cut.step"));
     ASSERT_TRUE(cut.open(QIODevice::WriteOnly));

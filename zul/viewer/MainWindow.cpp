@@ -389,6 +389,19 @@ void MainWindow::_addViewMenuItems() {
         auto mgr = _mgr();
         clearDefault_->setEnabled(mgr && mgr->GetDefaultView(&len, nullptr) != E_FAIL);
     });
+    // The module's align items show the view's keys in their shortcut
+    // column; the keys themselves act in the 3D view (_viewKey), so the
+    // shortcuts are bound to the menu alone.
+    const std::pair<UINT, const char*> keys[] = {
+        {krav::ids::kAlignPlusX, "X"},         {krav::ids::kAlignPlusY, "Y"},
+        {krav::ids::kAlignPlusZ, "Z"},         {krav::ids::kAlignMinusX, "Shift+X"},
+        {krav::ids::kAlignMinusY, "Shift+Y"},  {krav::ids::kAlignMinusZ, "Shift+Z"},
+        {krav::ids::kAlignPlusIsometric, "I"}, {krav::ids::kAlignMinusIsometric, "Shift+I"}};
+    for (const auto& [id, key] : keys)
+        if (QAction* a = host_->action(id)) {
+            a->setShortcut(QKeySequence(QString::fromLatin1(key)));
+            a->setShortcutContext(Qt::WidgetShortcut);
+        }
     // The stored views' items carry pictures of the model seen from them.
     if (QMenu* stored = host_->submenu(CViewerHost::kStoredViewsPopup))
         connect(stored, &QMenu::aboutToShow, this, [this] { _viewMenuPictures(); });
@@ -644,8 +657,14 @@ void MainWindow::_viewMenuPictures() {
     auto store = host_->firstObject<IViewManager2>();
     if (!store) return;
     constexpr int width = 48, height = 36; // rows of 144 bytes: no padding
+    int position = 0;
     for (UINT id : _storedViewCommands()) {
         QAction* item = host_->action(id);
+        // The first nine show their Ctrl+digit (the keys act in the 3D view).
+        if (item && ++position <= 9) {
+            item->setShortcut(QKeySequence(QStringLiteral("Ctrl+%1").arg(position)));
+            item->setShortcutContext(Qt::WidgetShortcut);
+        }
         FullViewInfo info;
         if (!item || store->GetViewInfo(item->text().toUtf8().constData(), &info) != S_OK) continue;
         float direction[3];
