@@ -750,6 +750,26 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     box->accept();
 }
 
+// The window's size and the transition duration come back in the next run
+// (the user's hive holds them).
+TEST(ViewerStart, TheWindowComesBackAsTheUserLeftIt) {
+    QTemporaryDir dir;
+    qputenv("ZUL_USER_HIVE", dir.filePath("user.db").toUtf8());
+    qputenv("KRAV_MODULE", dir.filePath("missing.so").toUtf8());
+    {
+        MainWindow first;
+        EXPECT_EQ(first.TransitionMs(), 250u) << "the default";
+        first.SetTransitionMs(600);
+        first.resize(901, 603);
+        first.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&first));
+        first.close();
+    }
+    MainWindow second;
+    EXPECT_EQ(second.size(), QSize(901, 603));
+    EXPECT_EQ(second.TransitionMs(), 600u);
+}
+
 TEST(ViewerStart, DamagedModelsGiveAMessageAndAFailingStatus) {
     QTemporaryDir dir;
     QFile ply(dir.filePath("x.ply"));
