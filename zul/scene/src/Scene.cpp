@@ -552,6 +552,16 @@ namespace {
 // for the process, and given to every render window (a second connection
 // opened right after the first was seen to fail on a fresh virtual display).
 Display* s_display = nullptr;
+
+// What `window` drew last, as RGB rows from the bottom up.
+vtkSmartPointer<vtkImageData> s_grab(vtkRenderWindow* window) {
+    vtkNew<vtkWindowToImageFilter> grab;
+    grab->SetInput(window);
+    grab->SetInputBufferTypeToRGB();
+    grab->ReadFrontBufferOff();
+    grab->Update();
+    return grab->GetOutput();
+}
 } // namespace
 
 bool haveDisplay(std::string& why) {
@@ -616,12 +626,7 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
         applyCamera(shots[k].camera, scene.renderer(), scene.axesRenderer());
         text->SetInput(shots[k].name.c_str());
         window->Render();
-        vtkNew<vtkWindowToImageFilter> grab;
-        grab->SetInput(window);
-        grab->SetInputBufferTypeToRGB();
-        grab->ReadFrontBufferOff();
-        grab->Update();
-        vtkImageData* image = grab->GetOutput();
+        const vtkSmartPointer<vtkImageData> image = s_grab(window);
         int dims[3];
         image->GetDimensions(dims);
         const auto* pixels = static_cast<const unsigned char*>(image->GetScalarPointer());
@@ -731,12 +736,7 @@ bool Scene::drawPicture(const double direction[3], const double up[3], bool pers
         perspective ? float(2 * distance * std::tan(angle * kPi / 360.0)) : float(radius * 2.1);
     applyCamera(c, p.renderer);
     p.window->Render();
-    vtkNew<vtkWindowToImageFilter> grab;
-    grab->SetInput(p.window);
-    grab->SetInputBufferTypeToRGB();
-    grab->ReadFrontBufferOff();
-    grab->Update();
-    vtkImageData* image = grab->GetOutput();
+    const vtkSmartPointer<vtkImageData> image = s_grab(p.window);
     int dims[3];
     image->GetDimensions(dims);
     if (dims[0] < width || dims[1] < height) {

@@ -151,21 +151,19 @@ void CSceneViewer::FinishTransition() {
 }
 
 bool CSceneViewer::GoBack() {
-    FinishTransition();
-    if (back_.empty() || !haveShown_) return false;
-    const Camera previous = back_.back();
-    back_.pop_back();
-    forward_.push_back(shown_);
-    _restore(previous);
-    return true;
+    return _travel(back_, forward_);
 }
 
 bool CSceneViewer::GoForward() {
+    return _travel(forward_, back_);
+}
+
+bool CSceneViewer::_travel(std::deque<Camera>& from, std::deque<Camera>& to) {
     FinishTransition();
-    if (forward_.empty() || !haveShown_) return false;
-    const Camera next = forward_.back();
-    forward_.pop_back();
-    back_.push_back(shown_);
+    if (from.empty() || !haveShown_) return false;
+    const Camera next = from.back();
+    from.pop_back();
+    to.push_back(shown_);
     _restore(next);
     return true;
 }

@@ -105,6 +105,9 @@ private:
     void _drawSettled(const Camera& c);
     void _remember(const Camera& previous);
     void _restore(const Camera& c);
+    // One step of the history from `from` (its newest) to the camera now
+    // shown, which goes onto `to`.
+    bool _travel(std::deque<Camera>& from, std::deque<Camera>& to);
 
     std::deque<Camera> back_, forward_;
     Camera shown_{};         // the last settled camera drawn
