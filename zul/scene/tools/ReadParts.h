@@ -12,6 +12,7 @@
 #include <vtkSmartPointer.h>
 
 #include <string>
+#include <vector>
 
 namespace zul::scene::helper {
 
@@ -42,8 +43,8 @@ private:
 
     std::string folder_;
     size_t count_ = 0;
-    OutPart rest_; // the parts beyond the limit, merged
-    size_t merged_ = 0;
+    std::vector<vtkSmartPointer<vtkPolyData>> rest_; // the parts beyond the limit
+    bool restFaceted_ = false;
 };
 
 // Reports how far the reading has come (0..1) and in which phase.

@@ -151,24 +151,25 @@ void s_normaliseColours(vtkPolyData* data) {
 bool PartSink::add(OutPart& part, std::string& why) {
     if (!part.geometry || part.geometry->GetNumberOfPoints() == 0) return true;
     if (count_ + 1 < kMaxParts) return _write(part, why);
-    // Beyond the limit: one last part holds the rest.
-    if (!rest_.geometry) {
-        rest_.geometry = vtkSmartPointer<vtkPolyData>::New();
-        rest_.facetedByFaces = part.facetedByFaces;
-    }
-    vtkNew<vtkAppendPolyData> append;
-    append->AddInputData(rest_.geometry);
-    append->AddInputData(part.geometry);
-    append->Update();
-    rest_.geometry = append->GetOutput();
-    ++merged_;
+    // Beyond the limit: kept, and merged into one last part at the end (in
+    // one pass: merging them one by one would copy the rest each time).
+    if (rest_.empty()) restFaceted_ = part.facetedByFaces;
+    rest_.push_back(part.geometry);
     return true;
 }
 
 bool PartSink::finish(std::string& why) {
-    if (!merged_) return true;
-    rest_.name = std::to_string(merged_) + " more parts";
-    return _write(rest_, why);
+    if (rest_.empty()) return true;
+    vtkNew<vtkAppendPolyData> append;
+    for (const auto& geometry : rest_)
+        append->AddInputData(geometry);
+    append->Update();
+    OutPart merged;
+    merged.name = std::to_string(rest_.size()) + " more parts";
+    merged.geometry = append->GetOutput();
+    merged.facetedByFaces = restFaceted_;
+    rest_.clear();
+    return _write(merged, why);
 }
 
 bool PartSink::_write(OutPart& part, std::string& why) {
