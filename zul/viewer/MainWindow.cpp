@@ -33,6 +33,7 @@
 #include <vtkCameraOrientationRepresentation.h>
 #include <vtkObjectFactory.h>
 
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -558,27 +559,49 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
                              10000);
 }
 
+namespace {
+
+// The models of `paths`, read on the calling thread with their coarse
+// copies: those read (and their paths), and a message for each not read.
+// `progress(i, fraction, phase)` follows the read of path i.
+struct ReadModels {
+    std::vector<zul::scene::Model> models;
+    QStringList read, problems;
+};
+ReadModels s_readModels(const QStringList& paths,
+                        const std::function<void(int, double, const std::string&)>& progress) {
+    ReadModels out;
+    for (int i = 0; i < paths.size(); ++i) {
+        const auto report = [&progress, i](double fraction, const std::string& phase) {
+            if (progress) progress(i, fraction, phase);
+        };
+        report(0, "starting the reader");
+        std::string why;
+        zul::scene::Model model;
+        if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
+            report(1.0, "preparing the copies drawn while dragging");
+            zul::scene::makeCoarseCopies(model);
+            out.models.push_back(std::move(model));
+            out.read << paths[i];
+        } else {
+            out.problems << QString::fromStdString(why);
+        }
+    }
+    return out;
+}
+
+} // namespace
+
 bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
     if (paths.isEmpty()) {
         ShowSample();
         return true;
     }
-    std::vector<zul::scene::Model> models; // read first: a bad file leaves the scene as it was
-    QStringList problems, read;
-    for (const QString& path : paths) {
-        std::string why;
-        zul::scene::Model model;
-        if (zul::scene::readModel(path.toStdString(), model, why)) {
-            zul::scene::makeCoarseCopies(model);
-            models.push_back(std::move(model));
-            read << path;
-        } else {
-            problems << QString::fromStdString(why);
-        }
-    }
-    _showModels(models, read);
-    error = problems.join('\n');
-    return problems.isEmpty();
+    // Read first: a bad file leaves the scene as it was.
+    ReadModels result = s_readModels(paths, {});
+    _showModels(result.models, result.read);
+    error = result.problems.join('\n');
+    return result.problems.isEmpty();
 }
 
 bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
@@ -598,14 +621,12 @@ bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
     // the models over through queued calls that check the window is alive.
     QPointer<MainWindow> self(this);
     std::thread([self, paths] {
-        auto models = std::make_shared<std::vector<zul::scene::Model>>();
-        QStringList problems, read;
-        for (int i = 0; i < paths.size(); ++i) {
-            const QString name = QFileInfo(paths[i]).fileName();
-            auto report = [self, name, i, n = paths.size()](double fraction,
-                                                            const std::string& phase) {
+        const int n = int(paths.size());
+        auto result = std::make_shared<ReadModels>(s_readModels(
+            paths, [self, &paths, n](int i, double fraction, const std::string& phase) {
                 const int value = int(1000 * (i + fraction) / n);
-                const QString what = QString::fromStdString(phase);
+                const QString name = QFileInfo(paths[i]).fileName(),
+                              what = QString::fromStdString(phase);
                 QMetaObject::invokeMethod(
                     qApp,
                     [self, value, name, what] {
@@ -615,29 +636,16 @@ bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
                         self->statusBar()->showMessage(tr("Reading %1: %2").arg(name, what));
                     },
                     Qt::QueuedConnection);
-            };
-            report(0, "starting the reader");
-            std::string why;
-            zul::scene::Model model;
-            if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
-                report(1.0, "preparing the copies drawn while dragging");
-                zul::scene::makeCoarseCopies(model);
-                models->push_back(std::move(model));
-                read << paths[i];
-            } else {
-                problems << QString::fromStdString(why);
-            }
-        }
+            }));
         QMetaObject::invokeMethod(
             qApp,
-            [self, models, read, problems] {
+            [self, result] {
                 if (!self) return;
                 self->reading_ = false;
                 self->progress_->hide();
-                self->_showModels(*models, read);
-                if (read.isEmpty() && self->scene_.partCount() == 0) self->ShowSample();
-                const QString error = problems.join('\n');
-                Q_EMIT self->modelsOpened(int(read.size()), error);
+                self->_showModels(result->models, result->read);
+                if (result->read.isEmpty() && self->scene_.partCount() == 0) self->ShowSample();
+                Q_EMIT self->modelsOpened(int(result->read.size()), result->problems.join('\n'));
             },
             Qt::QueuedConnection);
     }).detach();

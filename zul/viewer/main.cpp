@@ -87,13 +87,11 @@ int main(int argc, char** argv) {
     // A picture or a timing waits for the models; a user's window opens at
     // once and reads them in the background.
     const bool waitForModels = parser.isSet(screenshot) || parser.isSet(firstFrame);
-    QString modelError;
-    bool modelsRead = true;
     if (waitForModels) {
-        modelsRead = window.OpenModels(parser.positionalArguments(), modelError);
         // A picture or a timing of a model that could not be read would be
         // a picture of something else: the command line gets the error.
-        if (!modelsRead) {
+        QString modelError;
+        if (!window.OpenModels(parser.positionalArguments(), modelError)) {
             std::fprintf(stderr, "zulview: %s\n", qPrintable(modelError));
             return 1;
         }

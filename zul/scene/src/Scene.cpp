@@ -357,6 +357,14 @@ bool s_finite(const float* v, int n) {
     return true;
 }
 
+// The sphere around a bounding box: its centre and radius.
+double s_sphereOf(const double b[6], double centre[3]) {
+    for (int i = 0; i < 3; ++i)
+        centre[i] = (b[2 * i] + b[2 * i + 1]) / 2;
+    return 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
+                           (b[5] - b[4]) * (b[5] - b[4]));
+}
+
 // Scales `v` to unit length; false (v unchanged) when it has none.
 bool s_normalise(double v[3]) {
     const double n = std::sqrt(s_dot(v, v));
@@ -429,11 +437,9 @@ void applyCamera(const Camera& c, vtkRenderer* renderer, vtkRenderer* axes) {
     renderer->ComputeVisiblePropBounds(b);
     const bool hasBounds =
         b[0] <= b[1] && b[2] <= b[3] && b[4] <= b[5] && std::isfinite(b[0]) && std::isfinite(b[1]);
-    const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
-    const double radius =
-        hasBounds ? 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
-                                    (b[5] - b[4]) * (b[5] - b[4]))
-                  : 0.0;
+    double centre[3];
+    const double sphere = s_sphereOf(b, centre);
+    const double radius = hasBounds ? sphere : 0.0;
     double eye[3], focus[3];
     if (!f.perspective) {
         // A parallel picture does not depend on where along the direction
@@ -531,10 +537,8 @@ void readCamera(vtkRenderer* renderer, Camera& c) {
 void fitAll(const Scene& scene, Camera& c) {
     double b[6];
     if (!scene.bounds(b)) return;
-    const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
-    const double radius =
-        0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
-                        (b[5] - b[4]) * (b[5] - b[4]));
+    double centre[3];
+    const double radius = s_sphereOf(b, centre);
     double d[3] = {c.eye[0] - c.target[0], c.eye[1] - c.target[1], c.eye[2] - c.target[2]};
     double n = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
     if (n == 0) d[2] = n = 1;
@@ -712,10 +716,8 @@ bool Scene::drawPicture(const double direction[3], const double up[3], bool pers
     Camera c{};
     double b[6];
     bounds(b);
-    const double centre[3] = {(b[0] + b[1]) / 2, (b[2] + b[3]) / 2, (b[4] + b[5]) / 2};
-    const double radius = std::max(1e-6, 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) +
-                                                         (b[3] - b[2]) * (b[3] - b[2]) +
-                                                         (b[5] - b[4]) * (b[5] - b[4])));
+    double centre[3];
+    const double radius = std::max(1e-6, s_sphereOf(b, centre));
     double d[3] = {direction[0], direction[1], direction[2]};
     double n = std::sqrt(s_dot(d, d));
     if (!(n > 0) || !std::isfinite(n)) {
