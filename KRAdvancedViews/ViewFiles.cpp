@@ -184,10 +184,6 @@ HRESULT CViewManager::_saveToRegFile(std::ostream* stream, int count,
 
 namespace {
 
-std::string s_rest(std::istream& in) {
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // A reader's note in the module's words.
 std::string s_noteText(const ReadNote& n) {
     const std::string line = std::to_string(n.line);
@@ -247,75 +243,112 @@ LineSource s_countedUnicodeLines(QjvUnicodeReader& reader, ReadNotes& notes) {
 
 } // namespace
 
-// The body of a .qjv file of `version` (1, or 2 read as `version2`); any
-// other version is not a view file.
-void CViewManager::_parseQjvBody(ParsedViewFile& f, double version, const LineSource& lines,
-                                 ParsedViewFile::Form version2) {
-    if (version == 1.0) {
-        f.form = ParsedViewFile::Form::Version1;
-        f.records = ParseQjvVersion1(lines, &f.notes);
-    } else if (version == 2.0) {
-        f.form = version2;
-        f.records = ParseQjvVersion2(lines, &f.notes);
-    }
-}
+// The readers: each turns one form of view file into records, through its
+// format unit, and notes what it left out. Nothing is stored here: the
+// records go into the store (`_storeParsed`) once the load's transaction is
+// open, so a file that blocks or fails to parse never holds the store.
 
-CViewManager::ParsedViewFile CViewManager::_parseQjvText(const std::string& bytes) {
-    ParsedViewFile f;
-    std::istringstream in(bytes);
+HRESULT CViewManager::_loadFromTextFile(std::istream* stream, ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_loadFromTextFile");
+    if (!stream) return E_POINTER;
     double version = 2.0;
-    if (ReadQjvTextHeader(in, version))
-        _parseQjvBody(f, version, s_countedTextLines(in, f.notes), ParsedViewFile::Form::Version2);
-    return f;
+    if (!ReadQjvTextHeader(*stream, version)) return E_FAIL;
+    if (version == 1.0) return _parseTextFileVer1(stream, file);
+    if (version == 2.0) return _parseTextFileVer2(stream, file);
+    return E_FAIL;
 }
 
-CViewManager::ParsedViewFile CViewManager::_parseQjvUnicode(std::istream& in, bool swapBytes) {
-    ParsedViewFile f;
-    QjvUnicodeReader reader(in, swapBytes);
+HRESULT CViewManager::_parseTextFileVer1(std::istream* stream, ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_parseTextFileVer1");
+    file.form = ParsedViewFile::Form::Version1;
+    file.records = ParseQjvVersion1(s_countedTextLines(*stream, file.notes), &file.notes);
+    return S_OK;
+}
+
+HRESULT CViewManager::_parseTextFileVer2(std::istream* stream, ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_parseTextFileVer2");
+    file.form = ParsedViewFile::Form::Version2;
+    file.records = ParseQjvVersion2(s_countedTextLines(*stream, file.notes), &file.notes);
+    return S_OK;
+}
+
+HRESULT CViewManager::_loadFromUnicodeFile(std::istream* stream, bool swapBytes,
+                                           ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_loadFromUnicodeFile");
+    if (!stream) return E_POINTER;
+    QjvUnicodeReader reader(*stream, swapBytes);
     double version = 2.0;
-    if (ReadQjvUnicodeHeader(reader, version))
-        _parseQjvBody(f, version, s_countedUnicodeLines(reader, f.notes),
-                      ParsedViewFile::Form::Version2Capped);
-    return f;
+    if (!ReadQjvUnicodeHeader(reader, version)) return E_FAIL;
+    if (version == 1.0) return _parseUnicodeFileVer1(reader, file);
+    if (version == 2.0) return _parseUnicodeFileVer2(reader, file);
+    return E_FAIL;
 }
 
-CViewManager::ParsedViewFile CViewManager::_parseRegSections(std::istream& in) {
-    ParsedViewFile f;
-    f.form = ParsedViewFile::Form::Registry;
-    for (MergedSection& section : ReadRegExport(in, &f.notes)) {
+HRESULT CViewManager::_parseUnicodeFileVer1(QjvUnicodeReader& reader, ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_parseUnicodeFileVer1");
+    file.form = ParsedViewFile::Form::Version1;
+    file.records = ParseQjvVersion1(s_countedUnicodeLines(reader, file.notes), &file.notes);
+    return S_OK;
+}
+
+// The UTF-16 form of version 2 stops storing after 128 refused views.
+HRESULT CViewManager::_parseUnicodeFileVer2(QjvUnicodeReader& reader, ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_parseUnicodeFileVer2");
+    file.form = ParsedViewFile::Form::Version2Capped;
+    file.records = ParseQjvVersion2(s_countedUnicodeLines(reader, file.notes), &file.notes);
+    return S_OK;
+}
+
+HRESULT CViewManager::_loadFromRegFile(std::istream* stream, ParsedViewFile& file) {
+    KRAV_TRACE("CViewManager::_loadFromRegFile");
+    if (!stream) return E_POINTER;
+    file.form = ParsedViewFile::Form::Registry;
+    for (MergedSection& section : ReadRegExport(*stream, &file.notes)) {
         // A view of the older layout is named by its key.
         const bool current = section.key.find(krav::kStoreKeyName) != std::string::npos;
         std::string name = current ? section.viewName : std::string();
         if (!current) krav::s_decode(section.key.substr(section.key.rfind('\\') + 1), name);
         if (name.empty()) {
             // A section the file ends inside of is noted as such already.
-            const bool cutOff =
-                std::any_of(f.notes.notes.begin(), f.notes.notes.end(), [&](const ReadNote& n) {
+            const bool cutOff = std::any_of(
+                file.notes.notes.begin(), file.notes.notes.end(), [&](const ReadNote& n) {
                     return n.kind == ReadNote::CutOff && n.line == section.line;
                 });
-            if (!cutOff) f.notes.add(ReadNote::NoName, {}, {}, section.line);
+            if (!cutOff) file.notes.add(ReadNote::NoName, {}, {}, section.line);
             continue;
         }
-        f.records.push_back({std::move(name), section.info});
+        file.records.push_back({std::move(name), section.info});
     }
-    return f;
+    return S_OK;
 }
 
-CViewManager::ParsedViewFile CViewManager::_parseViewFile(const std::string& bytes,
-                                                          FileTypeEnum type) {
+// Which reader a file goes to: the registry export by its header; a .qjv
+// file by its byte-order mark (UTF-16 in either order) or its absence (8-bit).
+CViewManager::ParsedViewFile CViewManager::_readViewFile(const std::string& bytes,
+                                                         FileTypeEnum type) {
+    KRAV_TRACE("CViewManager::_readViewFile");
+    ParsedViewFile file;
+    HRESULT hr = E_FAIL;
     if (type == RegistryFile) {
+        std::istringstream probe(bytes);
+        if (!LooksLikeRegExport(probe)) return file;
         std::istringstream in(bytes);
-        if (!LooksLikeRegExport(in)) return {};
-        std::istringstream body(bytes);
-        return _parseRegSections(body);
+        hr = _loadFromRegFile(&in, file);
+    } else {
+        const unsigned mark =
+            bytes.size() >= 2
+                ? (static_cast<unsigned char>(bytes[0]) | static_cast<unsigned char>(bytes[1]) << 8)
+                : 0;
+        if (mark == 0xFEFF || mark == 0xFFFE) {
+            std::istringstream in(bytes.substr(2), std::ios::in | std::ios::binary);
+            hr = _loadFromUnicodeFile(&in, mark == 0xFFFE, file);
+        } else {
+            std::istringstream in(bytes);
+            hr = _loadFromTextFile(&in, file);
+        }
     }
-    const unsigned mark =
-        bytes.size() >= 2
-            ? (static_cast<unsigned char>(bytes[0]) | static_cast<unsigned char>(bytes[1]) << 8)
-            : 0;
-    if (mark != 0xFEFF && mark != 0xFFFE) return _parseQjvText(bytes);
-    std::istringstream in(bytes.substr(2), std::ios::in | std::ios::binary);
-    return _parseQjvUnicode(in, mark == 0xFFFE);
+    if (FAILED(hr)) file = ParsedViewFile();
+    return file;
 }
 
 HRESULT CViewManager::_storeParsed(ParsedViewFile& f, bool* allLoaded) {
@@ -372,7 +405,7 @@ HRESULT CViewManager::LoadViewsExt(const char* pFileName, FileTypeEnum fileType)
         const bool read =
             known && zul::registry::readInputFile(pFileName, kMaxViewFileBytes, bytes, why);
         ParsedViewFile parsed;
-        if (read) parsed = _parseViewFile(bytes, fileType);
+        if (read) parsed = _readViewFile(bytes, fileType);
         bytes.clear();
         bytes.shrink_to_fit();
 
@@ -481,57 +514,6 @@ int CViewManager::_highestStoredIndex() {
     return 0;
 }
 
-HRESULT CViewManager::_loadFromTextFile(std::istream* stream) {
-    KRAV_TRACE("CViewManager::_loadFromTextFile");
-    if (!stream) return E_POINTER;
-    ParsedViewFile f = _parseQjvText(s_rest(*stream));
-    return _storeParsed(f, nullptr);
-}
-
-HRESULT CViewManager::_parseTextFileVer1(std::istream* stream) {
-    KRAV_TRACE("CViewManager::_parseTextFileVer1");
-    return _parseVersion1(
-        [stream](std::string& line) { return ReadTextLine(*stream, line, kQjvTextLineLimit); });
-}
-
-HRESULT CViewManager::_parseTextFileVer2(std::istream* stream) {
-    KRAV_TRACE("CViewManager::_parseTextFileVer2");
-    return _parseVersion2(
-        [stream](std::string& line) { return ReadTextLine(*stream, line, kQjvTextLineLimit); }, 0,
-        nullptr);
-}
-
-HRESULT CViewManager::_loadFromUnicodeFile(std::istream* stream, bool swapBytes, bool* allLoaded) {
-    KRAV_TRACE("CViewManager::_loadFromUnicodeFile");
-    if (!stream) return E_POINTER;
-    ParsedViewFile f = _parseQjvUnicode(*stream, swapBytes);
-    return _storeParsed(f, allLoaded);
-}
-
-HRESULT CViewManager::_parseUnicodeFileVer1(QjvUnicodeReader& reader) {
-    KRAV_TRACE("CViewManager::_parseUnicodeFileVer1");
-    return _parseVersion1(reader.Lines());
-}
-
-HRESULT CViewManager::_parseUnicodeFileVer2(QjvUnicodeReader& reader) {
-    KRAV_TRACE("CViewManager::_parseUnicodeFileVer2");
-    bool leftOut = false;
-    _parseVersion2(reader.Lines(), kMaxViews, &leftOut);
-    return leftOut ? S_FALSE : S_OK;
-}
-
-HRESULT CViewManager::_parseVersion1(const LineReader& readLine) {
-    KRAV_TRACE("CViewManager::_parseVersion1");
-    std::vector<NamedRecord> records = ParseQjvVersion1(readLine);
-    return _storeVersion1(records);
-}
-
-HRESULT CViewManager::_parseVersion2(const LineReader& readLine, int cap, bool* leftOut) {
-    KRAV_TRACE("CViewManager::_parseVersion2");
-    std::vector<NamedRecord> records = ParseQjvVersion2(readLine);
-    return _storeVersion2(records, cap, leftOut);
-}
-
 // Version 1: the records are numbered after the highest stored index.
 HRESULT CViewManager::_storeVersion1(std::vector<NamedRecord>& records) {
     KRAV_TRACE("CViewManager::_storeVersion1");
@@ -571,13 +553,6 @@ int CViewManager::_regFileMatchesPlatform(const char* path) {
     std::ifstream in(path, std::ios::in | std::ios::binary);
     if (!in.is_open()) return 0;
     return LooksLikeRegExport(in) ? 1 : 0;
-}
-
-HRESULT CViewManager::_loadFromRegFile(std::istream* stream) {
-    KRAV_TRACE("CViewManager::_loadFromRegFile");
-    if (!stream) return E_POINTER;
-    ParsedViewFile f = _parseRegSections(*stream);
-    return _storeParsed(f, nullptr);
 }
 
 HRESULT CViewManager::_stripMergeTag(const char* storeKey, const char* viewKey, int index) {

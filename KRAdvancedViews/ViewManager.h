@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/IViewStoreEdits.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "KRAdvancedViews/formats/QjvUnicode.h"
 #include "KRAdvancedViews/host/IHostUIService.h"
@@ -35,12 +36,14 @@ ZUL_DECLARE_IID(IViewFileReport, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0190");
 class CViewManager : public zul::com::ObjectRoot,
                      public IViewManager2,
                      public IViewManagerSink,
+                     public IViewStoreEdits,
                      public IObjectWithSite,
                      public IViewFileReport {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CViewManager)
     ZUL_INTERFACE_ENTRY(IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewFileReport)
+    ZUL_INTERFACE_ENTRY(IViewStoreEdits)
     ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewManagerSink)
     ZUL_INTERFACE_ENTRY(IObjectWithSite)
@@ -106,6 +109,11 @@ public:
     HRESULT STDMETHODCALLTYPE SaveViewsExt(const char* pFileName, FileTypeEnum fileType) override;
     HRESULT STDMETHODCALLTYPE LoadViewsExt(const char* pFileName, FileTypeEnum fileType) override;
     HRESULT STDMETHODCALLTYPE BindViewNavigator(IViewNavigator* pNavigator) override;
+
+    // IViewStoreEdits (ViewStoreEdits.cpp)
+    HRESULT STDMETHODCALLTYPE MoveView(const char* name, int32_t direction) override;
+    HRESULT STDMETHODCALLTYPE DestroyViews(const char* const* names, int32_t count) override;
+    HRESULT STDMETHODCALLTYPE CheckForChanges() override;
 
     // IViewManagerSink: the store hears its own announcements first and keeps
     // its slot table in step with the registry.
@@ -186,15 +194,6 @@ private:
     HRESULT _saveToUnicodeFile(std::ostream* stream, int count,
                                const std::vector<std::string>& names, unsigned long longestName);
     HRESULT _saveToRegFile(std::ostream* stream, int count, const std::vector<std::string>& names);
-    HRESULT _loadFromTextFile(std::istream* stream);
-    HRESULT _parseTextFileVer1(std::istream* stream);
-    HRESULT _parseTextFileVer2(std::istream* stream);
-    HRESULT _loadFromUnicodeFile(std::istream* stream, bool swapBytes, bool* allLoaded);
-    HRESULT _parseUnicodeFileVer1(krav::format::QjvUnicodeReader& reader);
-    HRESULT _parseUnicodeFileVer2(krav::format::QjvUnicodeReader& reader);
-    HRESULT _parseVersion1(const LineReader& readLine);
-    HRESULT _parseVersion2(const LineReader& readLine, int cap, bool* leftOut);
-    HRESULT _loadFromRegFile(std::istream* stream);
     // A view file parsed whole, before anything is stored: its form, its
     // records (named as the store names them) and what the reader left out.
     struct ParsedViewFile {
@@ -203,12 +202,18 @@ private:
         std::vector<krav::format::NamedRecord> records;
         krav::format::ReadNotes notes;
     };
-    static ParsedViewFile _parseViewFile(const std::string& bytes, FileTypeEnum type);
-    static ParsedViewFile _parseQjvText(const std::string& bytes);
-    static ParsedViewFile _parseQjvUnicode(std::istream& in, bool swapBytes);
-    static ParsedViewFile _parseRegSections(std::istream& in);
-    static void _parseQjvBody(ParsedViewFile& f, double version, const LineReader& lines,
-                              ParsedViewFile::Form version2);
+    // The readers of each form, called through _readViewFile: S_OK with
+    // `file` filled, or a failure for a stream that is not of their form.
+    HRESULT _loadFromTextFile(std::istream* stream, ParsedViewFile& file);
+    HRESULT _parseTextFileVer1(std::istream* stream, ParsedViewFile& file);
+    HRESULT _parseTextFileVer2(std::istream* stream, ParsedViewFile& file);
+    HRESULT _loadFromUnicodeFile(std::istream* stream, bool swapBytes, ParsedViewFile& file);
+    HRESULT _parseUnicodeFileVer1(krav::format::QjvUnicodeReader& reader, ParsedViewFile& file);
+    HRESULT _parseUnicodeFileVer2(krav::format::QjvUnicodeReader& reader, ParsedViewFile& file);
+    HRESULT _loadFromRegFile(std::istream* stream, ParsedViewFile& file);
+    // The file's bytes through the reader of its form; Form::NotViewFile
+    // when none takes it.
+    ParsedViewFile _readViewFile(const std::string& bytes, FileTypeEnum type);
     // Stores parsed records as the file's form loads them (numbering,
     // replacing, the cap of the UTF-16 form, compression).
     HRESULT _storeParsed(ParsedViewFile& file, bool* allLoaded);
@@ -257,6 +262,13 @@ private:
         zul::registry::Transaction tx_;
     };
     void _syncWithRegistry();
+    // Compound edits (ViewStoreEdits.cpp): the stored names in list order;
+    // the dialog's swap of two views; the end of a compound edit's scope,
+    // committing it or, for a failed `hr`, undoing it all and rereading the
+    // table (returns the edit's final status).
+    std::vector<std::string> _listedNames() const;
+    HRESULT _swapViews(const std::string& a, const std::string& b);
+    HRESULT _endCompound(OpScope& tx, HRESULT hr);
     int m_opDepth = 0;
     // The table was read anew because views changed elsewhere; the
     // outermost operation announces a batch when its transaction is over.

@@ -423,13 +423,6 @@ void CViewEditDlg::_delete() {
     _updateButtons();
 }
 
-bool CViewEditDlg::_swap(int row, int direction) {
-    QListWidget* list = ui_->viewList;
-    const int other = direction == 1 ? row + 1 : row - 1;
-    return SwapViews(store_.Get(), list->item(row)->text().toStdString(),
-                     list->item(other)->text().toStdString());
-}
-
 void CViewEditDlg::_move(int direction) {
     QListWidget* list = ui_->viewList;
     const int n = list->count(), k = _selectedRow();
@@ -440,9 +433,7 @@ void CViewEditDlg::_move(int direction) {
         return;
     }
     const std::string name = list->item(k)->text().toStdString();
-    store_->BeginBatchViewEdit();
-    _swap(k, direction);
-    store_->EndBatchViewEdit();
+    MoveView(store_.Get(), name, direction);
     for (int r = 0; r < list->count(); ++r) {
         if (list->item(r)->text().toStdString() != name) continue;
         list->clearSelection();

@@ -112,7 +112,6 @@ private:
     // Takes the fields over (and applies them); false after a message.
     bool _takeOverFields();
     void _updateEnabling();
-    bool _swap(int row, int direction);
     int _message(unsigned id, UINT type, const QString& argument = QString());
     bool _chooseFile(bool save, std::string& path);
     QLineEdit* _edit(int id) const;

@@ -2,9 +2,11 @@
 
 #include <cmath>
 
+#include "KRAdvancedViews/IViewStoreEdits.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "dialogs/ViewAngles.h"
 #include "resources/StringTable.h"
+#include "zul/com/ComPtr.h"
 
 namespace krav::dialogs {
 namespace {
@@ -66,30 +68,24 @@ void KeepDefaultMark(FullViewInfo& record, bool replacesTheDefault) {
 }
 
 void DeleteClosingGaps(IViewManager2* store, const std::vector<std::string>& names) {
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    if (SUCCEEDED(zul::com::ComPtr<IViewManager2>(store).As(edits))) {
+        std::vector<const char*> list;
+        for (const std::string& name : names)
+            list.push_back(name.c_str());
+        edits->DestroyViews(list.data(), static_cast<int32_t>(list.size()));
+        return;
+    }
     store->BeginBatchViewEdit();
     for (const std::string& name : names)
         store->DestroyView(name.c_str());
-    int position = 0;
-    for (StoredView& view : ListStoredViews(store)) {
-        ++position;
-        if (view.info.iViewIndex == position) continue;
-        view.info.iViewIndex = position;
-        store->EditViewInfo(view.name.c_str(), view.info);
-    }
     store->EndBatchViewEdit();
 }
 
-bool SwapViews(IViewManager2* store, const std::string& a, const std::string& b) {
-    FullViewInfo recordA, recordB;
-    if (store->GetViewInfo(a.c_str(), &recordA) != S_OK ||
-        store->GetViewInfo(b.c_str(), &recordB) != S_OK)
-        return false;
-    std::swap(recordA.iViewIndex, recordB.iViewIndex);
-    return SUCCEEDED(store->RenameView(a.c_str(), kPlaceholderViewName)) &&
-           SUCCEEDED(store->RenameView(b.c_str(), a.c_str())) &&
-           SUCCEEDED(store->RenameView(kPlaceholderViewName, b.c_str())) &&
-           SUCCEEDED(store->EditViewInfo(a.c_str(), recordA)) &&
-           SUCCEEDED(store->EditViewInfo(b.c_str(), recordB));
+bool MoveView(IViewManager2* store, const std::string& name, int direction) {
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    if (FAILED(zul::com::ComPtr<IViewManager2>(store).As(edits))) return false;
+    return edits->MoveView(name.c_str(), direction) == S_OK;
 }
 
 } // namespace krav::dialogs

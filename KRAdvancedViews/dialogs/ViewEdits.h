@@ -1,7 +1,7 @@
 // What the Standard Views dialog does to records and to the store, apart
 // from its widgets (so it is tested without a QApplication): the record
 // Add and Replace store, the multiple delete that closes the gaps, and
-// moving a view by swapping it with its neighbour.
+// moving a view past its neighbour.
 #pragma once
 
 #include <string>
@@ -40,14 +40,16 @@ unsigned AssemblePose(FullViewInfo& record, const RecordChoices& choices, const 
 // camera never carries it.
 void KeepDefaultMark(FullViewInfo& record, bool replacesTheDefault);
 
-// Deletes `names` and gives every remaining view the position it has in the
-// list (1..n), all in one batch of the store.
+// Deletes `names` and moves the views behind them up so the indices stay
+// 1..n, as one change of the store (IViewStoreEdits::DestroyViews). A store
+// without the compound edits deletes each view in one batch and leaves the
+// gaps, which its next addition fills.
 void DeleteClosingGaps(IViewManager2* store, const std::vector<std::string>& names);
 
-// Exchanges the list positions of views `a` and `b`: the names change
-// places by three renames through the placeholder name (the positions stay),
-// then each name gets its own record back at its new position, so each view
-// keeps its record and its default mark. False when a step failed.
-bool SwapViews(IViewManager2* store, const std::string& a, const std::string& b);
+// Moves view `name` one place down (MoveViewDown) or up (MoveViewUp) as one
+// change of the store (IViewStoreEdits::MoveView). False when nothing moved:
+// no neighbour there, a failure (the store is as it was), or a store without
+// the compound edits.
+bool MoveView(IViewManager2* store, const std::string& name, int direction);
 
 } // namespace krav::dialogs

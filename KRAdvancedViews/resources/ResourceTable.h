@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "KRAdvancedViews/ResourceIds.h"
 #include "zul/com/com.h"
 
 // A command or menu id (ResourceIds.h) as text, for the menu resources.
@@ -18,7 +19,7 @@ struct ResourceEntry {
     const char* text;
 };
 
-constexpr DWORD kRtMenu = 4, kRtString = 6;
+constexpr DWORD kRtMenu = krav::ids::kResourceMenu, kRtString = krav::ids::kResourceString;
 constexpr HRESULT kResourceNotFound = HRESULT_FROM_WIN32(1814); // ERROR_RESOURCE_NAME_NOT_FOUND
 
 // The text of `id` in `table`, or null.

@@ -86,16 +86,53 @@ TEST_F(ViewEditsOnAStore, ADeleteClosesTheGapsAndAMoveKeepsRecordsAndMark) {
     FullViewInfo y, x;
     ASSERT_EQ(store->GetViewInfo("+Y", &y), S_OK);
     ASSERT_EQ(store->GetViewInfo("-X", &x), S_OK);
-    ASSERT_TRUE(krav::dialogs::SwapViews(store.Get(), "+Y", "-X"));
+    ASSERT_EQ(x.iViewIndex, y.iViewIndex + 1) << "+Y, -X: first and second";
+    ASSERT_TRUE(krav::dialogs::MoveView(store.Get(), "+Y", MoveViewDown));
+    ASSERT_TRUE(krav::dialogs::MoveView(store.Get(), "-Isometric", MoveViewUp));
     FullViewInfo y2, x2;
     ASSERT_EQ(store->GetViewInfo("+Y", &y2), S_OK);
     ASSERT_EQ(store->GetViewInfo("-X", &x2), S_OK);
-    EXPECT_EQ(y2.iViewIndex, x.iViewIndex);
-    EXPECT_EQ(x2.iViewIndex, y.iViewIndex);
+    EXPECT_EQ(y2.iViewIndex, 2);
+    EXPECT_EQ(x2.iViewIndex, 1);
+    std::vector<std::string> order;
+    for (const auto& v : krav::ListStoredViews(store.Get()))
+        order.push_back(v.name);
+    EXPECT_EQ(order, (std::vector<std::string>{"-X", "+Y", "-Z", "-Isometric", "+Isometric"}));
     EXPECT_EQ(y2.pViewVector[1], y.pViewVector[1]) << "each name keeps its own record";
     EXPECT_EQ(x2.pViewVector[0], x.pViewVector[0]);
     EXPECT_TRUE(y2.iChangeBits & ViewChangeDefaultView) << "and its mark";
     EXPECT_FALSE(x2.iChangeBits & ViewChangeDefaultView);
-    EXPECT_FALSE(krav::dialogs::SwapViews(store.Get(), "+Y", "Absent"));
+    EXPECT_FALSE(krav::dialogs::MoveView(store.Get(), "Absent", MoveViewDown));
+    EXPECT_FALSE(krav::dialogs::MoveView(store.Get(), "-X", MoveViewUp)) << "the first row";
+    store->UnregisterInterest(sink.Get());
+}
+
+// A move that cannot finish stores nothing of itself: here the reserved
+// name is taken by a stored view, so the swap would overwrite it.
+TEST_F(ViewEditsOnAStore, AMoveThatFailsLeavesTheStoreAsItWas) {
+    auto store = make<CViewManager, IViewManager2>();
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    ASSERT_EQ(store.As(edits), S_OK);
+    FullViewInfo parked;
+    parked.viewAngle = 11;
+    ASSERT_EQ(store->CreateViewInfo(kPlaceholderViewName, parked), S_OK);
+    const auto before = krav::ListStoredViews(store.Get());
+    auto sink = make<krav::test::CRecordingSink, IViewManagerSink>();
+    ASSERT_EQ(store->RegisterInterest(sink.Get()), S_OK);
+    EXPECT_TRUE(FAILED(edits->MoveView("+X", MoveViewDown)));
+    EXPECT_EQ(sink->events.back(), "BatchEnd()") << "listeners rebuild";
+    const auto after = krav::ListStoredViews(store.Get());
+    ASSERT_EQ(after.size(), before.size());
+    for (size_t i = 0; i < after.size(); ++i) {
+        EXPECT_EQ(after[i].name, before[i].name);
+        EXPECT_EQ(after[i].info.iViewIndex, before[i].info.iViewIndex);
+    }
+    EXPECT_EQ(edits->MoveView("+X", 3), E_INVALIDARG);
+    EXPECT_EQ(edits->MoveView(nullptr, MoveViewUp), E_POINTER);
+    EXPECT_EQ(edits->DestroyViews(nullptr, 1), E_POINTER);
+    const char* names[] = {"+Y", "Absent"};
+    EXPECT_EQ(edits->DestroyViews(names, 2), S_FALSE) << "one was not there";
+    FullViewInfo gone;
+    EXPECT_EQ(store->GetViewInfo("+Y", &gone), S_FALSE);
     store->UnregisterInterest(sink.Get());
 }

@@ -167,6 +167,13 @@ TEST_F(FaultInjection, EveryStoreOperationIsAllOrNothing) {
     faults += faultEveryStep("delete", store.Get(), [&] { return store->DestroyViewExt("+Z"); });
     faults +=
         faultEveryStep("set default", store.Get(), [&] { return store->SetDefaultView("-X"); });
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    ASSERT_EQ(store.As(edits), S_OK);
+    faults +=
+        faultEveryStep("move", store.Get(), [&] { return edits->MoveView("-Y", MoveViewUp); });
+    const char* several[] = {"+X", "-Z"};
+    faults += faultEveryStep("delete several", store.Get(),
+                             [&] { return edits->DestroyViews(several, 2); });
     faults += faultEveryStep("load", store.Get(),
                              [&] { return store->LoadViewsExt(file.c_str(), TextFile); });
     EXPECT_GT(faults, 6) << "every operation met at least one fault";

@@ -18,12 +18,14 @@ namespace krav::test {
 class CRecordingStore : public zul::com::ObjectRoot,
                         public zul::test::CallLog,
                         public IViewManager2,
+                        public IViewStoreEdits,
                         public IObjectWithSite,
                         public IViewFileReport {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CRecordingStore)
     ZUL_INTERFACE_ENTRY(IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewFileReport)
+    ZUL_INTERFACE_ENTRY(IViewStoreEdits)
     ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
     ZUL_INTERFACE_ENTRY(IObjectWithSite)
     ZUL_END_INTERFACE_MAP()
@@ -142,6 +144,19 @@ public:
     HRESULT STDMETHODCALLTYPE BindViewNavigator(IViewNavigator* n) override {
         return real->BindViewNavigator(n);
     }
+    // IViewStoreEdits
+    HRESULT STDMETHODCALLTYPE MoveView(const char* n, int32_t direction) override {
+        record("MoveView(" + s(n) + "," + std::to_string(direction) + ")");
+        return real->MoveView(n, direction);
+    }
+    HRESULT STDMETHODCALLTYPE DestroyViews(const char* const* names, int32_t count) override {
+        std::string list;
+        for (int32_t i = 0; names && i < count; ++i)
+            list += (i ? "," : "") + s(names[i]);
+        record("DestroyViews(" + list + ")");
+        return real->DestroyViews(names, count);
+    }
+    HRESULT STDMETHODCALLTYPE CheckForChanges() override { return real->CheckForChanges(); }
     // IObjectWithSite
     HRESULT STDMETHODCALLTYPE SetSite(IUnknown* site) override { return real->SetSite(site); }
     bool STDMETHODCALLTYPE ToldUserOfLastFailure() override {

@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QDialog>
 #include <QDropEvent>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QListWidget>
@@ -666,15 +667,31 @@ TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {
     const std::string krviews = std::string("ZUL_USER_HIVE='") +
                                 dir_.filePath("user.db").toStdString() + "' KRAV_MODULE='" +
                                 KRAV_MODULE_PATH + "' '" + KRVIEWS_PATH + "' ";
+    // Nobody asks: the window hears of the hive's change by itself.
+    const auto waitFor = [](const std::function<bool()>& done) {
+        QElapsedTimer clock;
+        clock.start();
+        while (!done() && clock.elapsed() < 10000)
+            QTest::qWait(20);
+        return done();
+    };
     auto r = zul::test::runProgram(krviews + "add Elsewhere --view 1,1,0 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
-    window_->PollStore();
-    ASSERT_NE(viewItem("Elsewhere"), nullptr) << "the menu follows";
+    ASSERT_TRUE(waitFor([&] { return viewItem("Elsewhere") != nullptr; })) << "the menu follows";
     r = zul::test::runProgram(krviews + "delete -- -Z 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
-    window_->PollStore();
-    EXPECT_EQ(viewItem("-Z"), nullptr);
+    EXPECT_TRUE(waitFor([&] { return viewItem("-Z") == nullptr; }));
     EXPECT_NE(viewItem("Elsewhere"), nullptr);
+    // A move made elsewhere is one change: the menu shows the new order.
+    r = zul::test::runProgram(krviews + "move Elsewhere up 2>&1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    const auto idOf = [&](const QString& name) {
+        for (UINT id = 17001; id < 17200; ++id)
+            if (QAction* a = host()->action(id); a && a->text() == name) return id;
+        return UINT(0);
+    };
+    EXPECT_TRUE(waitFor([&] { return idOf("Elsewhere") + 1 == idOf("-Isometric"); }));
+    EXPECT_FALSE(window_->PollStore()) << "nothing new";
 }
 
 TEST_F(ViewerE2E, VtkLetterKeysDoNothingAndTheViewersKeysAreListed) {

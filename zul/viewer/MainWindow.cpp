@@ -37,6 +37,7 @@
 #include <memory>
 #include <thread>
 
+#include "StoreWatcher.h"
 #include "ViewCube.h"
 #include "ViewerSettings.h"
 #include "zul/scene/ModelCheck.h"
@@ -58,9 +59,6 @@ public:
     void OnChar() override {}
 };
 vtkStandardNewMacro(CQuietTrackballStyle);
-
-// The store is read this often for changes other programs made.
-constexpr int kStorePollMs = 1000;
 
 } // namespace
 
@@ -328,9 +326,13 @@ void MainWindow::_buildUi() {
     });
 
     // Views other programs add, change or delete show up here too.
-    auto* poll = new QTimer(this);
-    connect(poll, &QTimer::timeout, this, [this] { PollStore(); });
-    poll->start(kStorePollMs);
+    storeWatcher_ = new StoreWatcher(
+        [this] {
+            zul::com::ComPtr<IViewStoreEdits> edits;
+            if (auto store = host_->firstObject<IViewManager2>()) store.As(edits);
+            return edits;
+        },
+        this);
 }
 
 void MainWindow::_showShortcuts() {
@@ -427,14 +429,8 @@ void MainWindow::ClearDefaultView() {
         6000);
 }
 
-void MainWindow::PollStore() {
-    if (!module_ || QApplication::activeModalWidget() ||
-        QApplication::mouseButtons() != Qt::NoButton)
-        return;
-    if (auto store = host_->firstObject<IViewManager2>()) {
-        FullViewInfo info;
-        store->GetViewInfo("PLACEHOLDER_VIEW_NAME", &info);
-    }
+bool MainWindow::PollStore() {
+    return module_ && storeWatcher_->Check();
 }
 
 void MainWindow::changeEvent(QEvent* event) {
@@ -753,7 +749,9 @@ bool MainWindow::_refusedByLock(UINT id) {
     DWORD size = 0;
     std::string text = "The up vector is locked along this view's direction.";
     if (host_->resource &&
-        host_->resource(6, krav::ids::IDS_LOCKED_UP_VECTOR, &data, &size) == S_OK && data)
+        host_->resource(krav::ids::kResourceString, krav::ids::IDS_LOCKED_UP_VECTOR, &data,
+                        &size) == S_OK &&
+        data)
         text = static_cast<const char*>(data);
     int answer = 0;
     host_->ShowMessage(text.c_str(), nullptr, 0x30, &answer);

@@ -69,10 +69,11 @@ public:
     bool ApplyDefaultView();
     // Removes the default mark from the stored views.
     void ClearDefaultView();
-    // A cheap read of the view store: a store that finds the views changed
-    // by another program reads them anew and its menu and dialog follow.
-    // Skipped while a modal window is open or a mouse button is down.
-    void PollStore();
+    // Asks the view store whether another program changed the views; if
+    // so it reads them anew and its menu and dialog follow (true). Done by
+    // itself when the hive file changes; skipped while a modal window is
+    // open or a mouse button is down.
+    bool PollStore();
 
     // Camera history (Alt+Left / Alt+Right, the toolbar's arrows).
     bool GoBack();
@@ -156,6 +157,7 @@ private:
     QStringList recent_;
     UINT lastStoredView_ = 0; // the command of the last stored view applied here
     QMenu* help_ = nullptr;
+    class StoreWatcher* storeWatcher_ = nullptr;
     QAction* defaultView_ = nullptr;
     QAction* clearDefault_ = nullptr;
 };

@@ -74,7 +74,8 @@ HRESULT CViewerHost::_install(UINT menuId, IHostCommandHandler* handler) {
     if (!window) return S_OK; // nothing to show menus in
     const void* data = nullptr;
     DWORD size = 0;
-    if (!resource || FAILED(resource(4, menuId, &data, &size)) || !data) return E_FAIL;
+    if (!resource || FAILED(resource(krav::ids::kResourceMenu, menuId, &data, &size)) || !data)
+        return E_FAIL;
     const QStringList lines = QString::fromUtf8(static_cast<const char*>(data), int(size))
                                   .split('\n', Qt::SkipEmptyParts);
     if (handler) handler_ = zul::com::ComPtr<IHostCommandHandler>(handler);

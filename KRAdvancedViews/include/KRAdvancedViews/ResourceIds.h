@@ -44,6 +44,11 @@
 
 namespace krav::ids {
 
+// The resource types ZulGetModuleResource answers: a menu as text, and a
+// string as NUL-terminated UTF-8 (the Windows resource type numbers).
+inline constexpr DWORD kResourceMenu = 4;
+inline constexpr DWORD kResourceString = 6;
+
 inline constexpr UINT kStandardViewsPopup = KRAV_ID_STANDARD_VIEWS_POPUP;
 inline constexpr UINT kAlignDropdown = KRAV_ID_ALIGN_DROPDOWN;
 inline constexpr UINT kRotateClockwise = KRAV_ID_ROTATE_CLOCKWISE;

@@ -23,7 +23,9 @@
 #include <sstream>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
+#include "KRAdvancedViews/IViewStoreEdits.h"
 #include "KRAdvancedViews/Identifiers.h"
+#include "KRAdvancedViews/ResourceIds.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "KRAdvancedViews/formats/RegExport.h"
 #include "KRAdvancedViews/host/IHostTestSource.h"
@@ -169,7 +171,8 @@ std::string moduleMessage(zul::runtime::ZulGetModuleResourceFn resource, DWORD i
                           const std::string& path) {
     const void* data = nullptr;
     DWORD size = 0;
-    if (!resource || resource(6, id, &data, &size) != S_OK) return "message " + std::to_string(id);
+    if (!resource || resource(krav::ids::kResourceString, id, &data, &size) != S_OK)
+        return "message " + std::to_string(id);
     std::string text(static_cast<const char*>(data), size);
     if (const size_t at = text.find("%s"); at != std::string::npos) text.replace(at, 2, path);
     return text;
@@ -294,7 +297,8 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
 // Everything the command line said.
 struct Args {
     std::string command;
-    std::string hive, name, newName;
+    std::string hive, name, newName, direction;
+    std::vector<std::string> names;
     RecordOptions addOpts, editOpts;
     bool clearDefault = false, defaultNamed = false;
     std::string file, fileType;
@@ -428,12 +432,52 @@ int cmdRename(Session& s, Args& a) {
     return kDone;
 }
 
+// Deletes every view named and closes the gap behind them, as the Standard
+// Views dialog's delete of several rows does: one change of the store.
 int cmdDelete(Session& s, Args& a) {
-    const HRESULT hr = s.mgr->DeleteView(a.name.c_str());
-    // The module answers E_POINTER for a name its view menu lacks.
-    if (hr == S_FALSE || hr == E_POINTER) return nothing("there is no view '" + a.name + "'");
-    if (hr != S_OK) return failure("cannot delete '" + a.name + "'", hr);
-    return kDone;
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    if (FAILED(s.store.As(edits)))
+        return failure("the view store cannot delete views together", E_NOINTERFACE);
+    std::vector<std::string> missing;
+    std::vector<const char*> names;
+    for (const std::string& name : a.names) {
+        FullViewInfo info;
+        if (s.store->GetViewInfo(name.c_str(), &info) == S_OK)
+            names.push_back(name.c_str());
+        else
+            missing.push_back(name);
+    }
+    if (!names.empty()) {
+        const HRESULT hr = edits->DestroyViews(names.data(), static_cast<int32_t>(names.size()));
+        if (FAILED(hr)) {
+            std::cerr << "krviews: nothing was deleted\n";
+            return failure("cannot delete the views", hr);
+        }
+    }
+    for (const std::string& name : missing)
+        std::cerr << "krviews: there is no view '" << name << "'\n";
+    return missing.empty() ? kDone : kNothing;
+}
+
+// Moves a view one place up or down the list, past its neighbour, as the
+// Standard Views dialog's buttons do: one change of the store.
+int cmdMove(Session& s, Args& a) {
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    if (FAILED(s.store.As(edits)))
+        return failure("the view store cannot move views", E_NOINTERFACE);
+    const int direction = a.direction == "up" ? MoveViewUp : MoveViewDown;
+    const HRESULT hr = edits->MoveView(a.name.c_str(), direction);
+    if (hr == S_OK) return kDone;
+    FullViewInfo info;
+    if (hr == S_FALSE && s.store->GetViewInfo(a.name.c_str(), &info) != S_OK)
+        return nothing("there is no view '" + a.name + "'");
+    if (hr == S_FALSE)
+        return nothing("'" + a.name + "' is the " + (direction == MoveViewUp ? "first" : "last") +
+                       " view already");
+    if (hr == E_UNEXPECTED)
+        return nothing(std::string("a stored view is named '") + kPlaceholderViewName +
+                       "', which moving needs for a moment; rename it first");
+    return failure("cannot move '" + a.name + "'", hr);
 }
 
 // save and load.
@@ -550,8 +594,15 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
     auto* rename = app.add_subcommand("rename", "Rename a view");
     rename->add_option("OLD", a.name, "Current name")->required();
     rename->add_option("NEW", a.newName, "New name")->required();
-    auto* del = app.add_subcommand("delete", "Delete a view");
-    del->add_option("NAME", a.name, "View name")->required();
+    auto* del = app.add_subcommand(
+        "delete", "Delete the views named; the views behind them move up (one change)");
+    del->add_option("NAME", a.names, "View names")->required();
+    auto* move = app.add_subcommand(
+        "move", "Move a view one place up or down the list, past its neighbour (one change)");
+    move->add_option("NAME", a.name, "View name")->required();
+    move->add_option("DIRECTION", a.direction, "up or down")
+        ->required()
+        ->check(CLI::IsMember({"up", "down"}));
     auto* def =
         app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
     defaultName = def->add_option("NAME", a.name, "View to mark as the default");
@@ -628,9 +679,10 @@ int main(int argc, char** argv) {
         return runSelfTests(activator, sources);
     }
     static const std::map<std::string, int (*)(Session&, Args&)> commands = {
-        {"list", cmdList},       {"show", cmdShow},     {"add", cmdAdd},      {"edit", cmdEdit},
-        {"rename", cmdRename},   {"delete", cmdDelete}, {"save", cmdFile},    {"load", cmdFile},
-        {"default", cmdDefault}, {"render", cmdRender}, {"sheet", cmdRender}, {"names", cmdNames},
+        {"list", cmdList},     {"show", cmdShow},       {"add", cmdAdd},       {"edit", cmdEdit},
+        {"rename", cmdRename}, {"delete", cmdDelete},   {"move", cmdMove},     {"save", cmdFile},
+        {"load", cmdFile},     {"default", cmdDefault}, {"render", cmdRender}, {"sheet", cmdRender},
+        {"names", cmdNames},
     };
     Session session;
     if (const int started = startSession(activator, overridden, session); started != kDone)
