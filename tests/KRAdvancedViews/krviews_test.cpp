@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
 #include <string>
 
 #include "RunProgram.h"
@@ -403,4 +404,82 @@ TEST_F(Krviews, ImportingAViewExportNeverDestroysAView) {
         return s;
     };
     EXPECT_EQ(carried(shown), carried(fromA.out));
+}
+
+// zulreg import into the store key keeps the store's rules: another store's
+// default does not make a second one, a plain export of another hive's store
+// lands on no view of this one, and a damaged merge tag is no way around that.
+TEST_F(Krviews, ImportsIntoTheStoreKeepItsRules) {
+    const std::string other = (dir_ / "other.db").string();
+    const std::string zulreg = std::string(ZULREG_PATH);
+    auto inOther = [&](const std::string& args) {
+        return zul::test::runProgram("'" KRVIEWS_PATH "' --hive '" + other + "' " + args + " 2>&1");
+    };
+    auto import = [&](const std::string& file) {
+        return zul::test::runProgram("ZUL_USER_HIVE='" + userHive_ + "' '" + zulreg + "' import '" +
+                                     file + "' 2>&1");
+    };
+    auto defaults = [&] {
+        std::string marked;
+        std::istringstream list(run("list").out);
+        for (std::string line; std::getline(list, line);)
+            if (line.size() > 8 && line.compare(line.size() - 8, 8, "\tdefault") == 0)
+                marked +=
+                    line.substr(line.find('\t') + 1, line.size() - 8 - line.find('\t') - 1) + ";";
+        return marked;
+    };
+    ASSERT_EQ(zul::test::runProgram("ZUL_USER_HIVE='" + other + "' CURRENT_USER_INSTALL=1 '" +
+                                    zulreg + "' regsvr '" + KRAV_MODULE_PATH + "'")
+                  .status,
+              0);
+    ASSERT_EQ(run("add Mine --view 0,1,0 --fov 41").status, 0);
+    ASSERT_EQ(run("default +X").status, 0);
+    const std::string mine = run("show Mine").out;
+    ASSERT_EQ(inOther("add Theirs --view 1,1,1 --fov 17").status, 0);
+    ASSERT_EQ(inOther("default Theirs").status, 0);
+
+    // A saved view file of the other store: its default stays behind.
+    const std::string saved = (dir_ / "theirs.reg").string();
+    ASSERT_EQ(inOther("save '" + saved + "'").status, 0);
+    auto r = import(saved);
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("came in without its default mark: '+X' is the default view"),
+              std::string::npos)
+        << r.out;
+    EXPECT_EQ(defaults(), "+X;");
+    EXPECT_EQ(run("show Mine").out, mine);
+    EXPECT_NE(run("show Theirs").out.find("Fov:17\n"), std::string::npos);
+
+    // A damaged tag on a view of a new name bound for Mine's key.
+    ASSERT_EQ(inOther("rename Theirs Stranger").status, 0);
+    const std::string damaged = (dir_ / "damaged.reg").string();
+    ASSERT_EQ(inOther("save '" + damaged + "'").status, 0);
+    std::string text = readFile(damaged);
+    const size_t tag = text.find("@=\"Merged\"", text.find("VIEW_0009"));
+    ASSERT_NE(tag, std::string::npos) << text;
+    text[tag + 5] ^= 0x01; // "Merged" -> "Mesged"
+    writeFile(damaged, text);
+    r = import(damaged);
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("carries the tag 'Mesged'"), std::string::npos) << r.out;
+    EXPECT_EQ(run("show Mine").out, mine) << "Mine is untouched";
+    EXPECT_NE(run("show Stranger").out.find("Fov:17\n"), std::string::npos);
+
+    // The other hive's whole store key, exported without merge tags: every
+    // view comes in, none over Mine, and the imported store's default wins.
+    const std::string whole = (dir_ / "whole.reg").string();
+    ASSERT_EQ(zul::test::runProgram(
+                  "ZUL_USER_HIVE='" + other + "' '" + zulreg +
+                  "' export 'HKEY_CURRENT_USER\\Software\\ZUL\\KRAdvancedViews2' '" + whole + "'")
+                  .status,
+              0);
+    ASSERT_EQ(inOther("default Stranger").status, 0);
+    r = import(whole);
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("taken in as merged views"), std::string::npos) << r.out;
+    EXPECT_EQ(run("show Mine").out, mine);
+    EXPECT_EQ(defaults(), "Stranger;") << r.out;
+    const std::string list = run("list").out;
+    for (const char* name : {"Mine", "Theirs", "Stranger", "+X", "-Isometric"})
+        EXPECT_NE(list.find(std::string("\t") + name), std::string::npos) << name << "\n" << list;
 }

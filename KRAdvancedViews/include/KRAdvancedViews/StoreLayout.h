@@ -16,6 +16,10 @@
 #include "KRAdvancedViews/IViewManager.h"
 #include "zul/registry/registry.h"
 
+namespace zul::registry {
+struct RegFileParse;
+}
+
 namespace krav {
 
 // The store key and the older one, relative to the per-user settings root
@@ -36,6 +40,20 @@ std::string ViewKeyName(int index);
 // The names of the subkeys of the open key `base`, in registry order, of any
 // length. ERROR_SUCCESS, or the failing call's status (out is then partial).
 LSTATUS SubkeyNames(HKEY base, std::vector<std::string>& out);
+
+// Brings the sections of a registry file that reach the store key under the
+// store's rules, before the file is applied (inside the caller's
+// transaction, so nothing changes between the look and the import):
+// - every view key comes in as a merged view (default value "Merged"),
+//   which the store takes in at its next start, whatever tag it carried;
+// - a view whose name is stored already replaces that view in its own key;
+//   a section landing on a key that holds another view goes to a free key;
+// - at most one view is the default afterwards: the store's own default
+//   keeps the mark, unless the file holds a whole store (a section for the
+//   store key itself without the "Merged Views" count of a saved view
+//   file), whose default then takes it; within the file, its first.
+// Returns a sentence for each thing it changed, for the user.
+std::vector<std::string> KeepStoreRules(zul::registry::RegFileParse& parsed);
 
 // The "View Name" of `base`\`subkey`: "" when the key or the value is not
 // there or the value is not a string. A NUL in the value ends the name.

@@ -102,70 +102,6 @@ int cmdExport(const std::string& key, const std::string& file, bool regedit4) {
 // The largest registry file `import` takes (a store's export is a few KB).
 constexpr uint64_t kMaxImportBytes = uint64_t(64) << 20;
 
-std::string upper(std::string s) {
-    for (char& c : s)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return s;
-}
-
-// A view export's sections land on the view store's keys (VIEW_%04d below
-// the store key), tagged @="Merged" so that the store takes them in at its
-// next start. A section that would land on a key holding another view (its
-// "View Name" differs) would overwrite that view: it goes to a free key
-// instead, keeping its "Index" so the store still places it, and the user is
-// told. Every other section is imported as the registry editor imports it.
-void keepStoredViewsApart(zul::registry::RegFileParse& parsed) {
-    using zul::registry::RegFileOp;
-    const std::string store = upper("HKEY_CURRENT_USER\\" + krav::StoreKeyPath()) + "\\";
-    HKEY base = nullptr;
-    if (RegOpenKeyExA(HKEY_CURRENT_USER, krav::StoreKeyPath().c_str(), 0, KEY_READ, &base) !=
-        ERROR_SUCCESS)
-        return; // no store yet: nothing to overwrite
-    std::vector<std::string> existing;
-    krav::SubkeyNames(base, existing);
-    std::set<std::string> taken;
-    for (const std::string& k : existing)
-        taken.insert(upper(k));
-    for (const RegFileOp& op : parsed.ops)
-        if (op.kind == RegFileOp::CreateKey && upper(op.key).rfind(store, 0) == 0)
-            taken.insert(upper(op.key.substr(store.size())));
-    auto& ops = parsed.ops;
-    for (size_t i = 0; i < ops.size(); ++i) {
-        if (ops[i].kind != RegFileOp::CreateKey || upper(ops[i].key).rfind(store, 0) != 0) continue;
-        const std::string subkey = ops[i].key.substr(store.size());
-        if (subkey.find('\\') != std::string::npos) continue;
-        // The section: this key's operations up to the next key.
-        size_t end = i + 1;
-        bool merged = false;
-        std::string name;
-        for (; end < ops.size() && ops[end].kind != RegFileOp::CreateKey &&
-               ops[end].kind != RegFileOp::DeleteKey;
-             ++end) {
-            const RegFileOp& v = ops[end];
-            if (v.kind != RegFileOp::SetValue || v.type != REG_SZ) continue;
-            const std::string text = v.data.substr(0, v.data.find('\0'));
-            if (v.name.empty()) merged = text == "Merged";
-            if (v.name == krav::kViewNameValue) name = text;
-        }
-        const std::string holder = krav::StoredViewName(base, subkey);
-        if (merged && !holder.empty() && holder != name) {
-            int n = 1;
-            while (taken.count(upper(krav::ViewKeyName(n))))
-                ++n;
-            const std::string to = krav::ViewKeyName(n);
-            taken.insert(upper(to));
-            const std::string moved = ops[i].key.substr(0, store.size()) + to;
-            for (size_t j = i; j < end; ++j)
-                ops[j].key = moved;
-            std::cerr << "zulreg: the view '" << name << "' (line " << ops[i].line
-                      << ") was imported to " << to << ": " << subkey << " holds the view '"
-                      << holder << "'\n";
-        }
-        i = end - 1;
-    }
-    RegCloseKey(base);
-}
-
 int cmdImport(const std::string& file, bool strict) {
     std::string bytes;
     if (file == "-") {
@@ -196,7 +132,7 @@ int cmdImport(const std::string& file, bool strict) {
     // One transaction: no other writer can take a key between the choice
     // of a free one and the import.
     zul::registry::Transaction tx;
-    keepStoredViewsApart(parsed);
+    const std::vector<std::string> told = krav::KeepStoreRules(parsed);
     LSTATUS st = zul::registry::applyRegFile(parsed, source, error);
     if (st == ERROR_SUCCESS && (st = tx.commit()) != ERROR_SUCCESS)
         error = zul::registry::describeStatus(st) + " (" + zul::registry::lastErrorDetail() + ")";
@@ -204,6 +140,9 @@ int cmdImport(const std::string& file, bool strict) {
         std::cerr << "zulreg: " << error << "; nothing was imported\n";
         return kFailure;
     }
+    // Said once the import is done: nothing is said of what did not happen.
+    for (const std::string& line : told)
+        std::cerr << "zulreg: " << line << "\n";
     if (parsed.skipped > 0) {
         std::cerr << "zulreg: warning: " << parsed.skipped
                   << " line(s) with a type the registry editor does not know were skipped (line";
