@@ -1,6 +1,7 @@
 #include "zul/scene/SceneViewer.h"
 
 #include <vtkCamera.h>
+#include <vtkQuaternion.h>
 #include <vtkRenderWindow.h>
 
 #include <algorithm>
@@ -18,70 +19,36 @@ bool s_same(const Camera& a, const Camera& b) {
            a.focal == b.focal && a.viewHeight == b.viewHeight;
 }
 
-struct Quat {
-    double w, x, y, z;
-};
-
 // The rotation taking the camera's frame to the world's: columns right, up,
 // back (the opposite of the direction).
-Quat s_quatOf(const CameraFrame& f) {
+vtkQuaterniond s_rotationOf(const CameraFrame& f) {
     const double back[3] = {-f.direction[0], -f.direction[1], -f.direction[2]};
     const double right[3] = {f.up[1] * back[2] - f.up[2] * back[1],
                              f.up[2] * back[0] - f.up[0] * back[2],
                              f.up[0] * back[1] - f.up[1] * back[0]};
     const double m[3][3] = {
         {right[0], f.up[0], back[0]}, {right[1], f.up[1], back[1]}, {right[2], f.up[2], back[2]}};
-    Quat q;
-    const double trace = m[0][0] + m[1][1] + m[2][2];
-    if (trace > 0) {
-        const double s = 0.5 / std::sqrt(trace + 1.0);
-        q = {0.25 / s, (m[2][1] - m[1][2]) * s, (m[0][2] - m[2][0]) * s, (m[1][0] - m[0][1]) * s};
-    } else if (m[0][0] > m[1][1] && m[0][0] > m[2][2]) {
-        const double s = 2.0 * std::sqrt(1.0 + m[0][0] - m[1][1] - m[2][2]);
-        q = {(m[2][1] - m[1][2]) / s, 0.25 * s, (m[0][1] + m[1][0]) / s, (m[0][2] + m[2][0]) / s};
-    } else if (m[1][1] > m[2][2]) {
-        const double s = 2.0 * std::sqrt(1.0 + m[1][1] - m[0][0] - m[2][2]);
-        q = {(m[0][2] - m[2][0]) / s, (m[0][1] + m[1][0]) / s, 0.25 * s, (m[1][2] + m[2][1]) / s};
-    } else {
-        const double s = 2.0 * std::sqrt(1.0 + m[2][2] - m[0][0] - m[1][1]);
-        q = {(m[1][0] - m[0][1]) / s, (m[0][2] + m[2][0]) / s, (m[1][2] + m[2][1]) / s, 0.25 * s};
-    }
+    vtkQuaterniond q;
+    q.FromMatrix3x3(m);
     return q;
 }
 
-// Spherical interpolation along the shorter of the two arcs.
-Quat s_slerp(Quat a, Quat b, double t) {
-    double dot = a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z;
-    if (dot < 0) b = {-b.w, -b.x, -b.y, -b.z}, dot = -dot;
-    double ka = 1 - t, kb = t;
-    if (dot < 0.9995) {
-        const double angle = std::acos(std::min(dot, 1.0));
-        ka = std::sin((1 - t) * angle) / std::sin(angle);
-        kb = std::sin(t * angle) / std::sin(angle);
-    }
-    Quat q{ka * a.w + kb * b.w, ka * a.x + kb * b.x, ka * a.y + kb * b.y, ka * a.z + kb * b.z};
-    const double n = std::sqrt(q.w * q.w + q.x * q.x + q.y * q.y + q.z * q.z);
-    return {q.w / n, q.x / n, q.y / n, q.z / n};
-}
-
 // The camera `t` of the way from `a` to `b`: orientation on the shortest
-// rotation, target, distance, view height and focal distance in line; the
-// projection switches at the end.
+// rotation (VTK's slerp takes the shorter arc), target, distance, view
+// height and focal distance in line; the projection switches at the end.
 Camera s_between(const Camera& a, const Camera& b, double t) {
     const CameraFrame fa = frameOf(a), fb = frameOf(b);
-    const Quat q = s_slerp(s_quatOf(fa), s_quatOf(fb), t);
-    // The columns up and back of the rotation.
-    const double up[3] = {2 * (q.x * q.y - q.w * q.z), 1 - 2 * (q.x * q.x + q.z * q.z),
-                          2 * (q.y * q.z + q.w * q.x)};
-    const double back[3] = {2 * (q.x * q.z + q.w * q.y), 2 * (q.y * q.z - q.w * q.x),
-                            1 - 2 * (q.x * q.x + q.y * q.y)};
+    vtkQuaterniond q = s_rotationOf(fa).Slerp(t, s_rotationOf(fb));
+    q.Normalize(); // nearly equal ends are interpolated linearly
+    double m[3][3];
+    q.ToMatrix3x3(m);
     const double distance = fa.distance + (fb.distance - fa.distance) * t;
     Camera c = t < 1 ? a : b;
     for (int i = 0; i < 3; ++i) {
         const double target = fa.target[i] + (fb.target[i] - fa.target[i]) * t;
         c.target[i] = float(target);
-        c.eye[i] = float(target + back[i] * distance);
-        c.up[i] = float(up[i]);
+        c.eye[i] = float(target + m[i][2] * distance); // the back column
+        c.up[i] = float(m[i][1]);
     }
     c.viewHeight = float(fa.viewHeight + (fb.viewHeight - fa.viewHeight) * t);
     c.focal = float(fa.focal + (fb.focal - fa.focal) * t);
