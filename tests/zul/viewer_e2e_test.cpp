@@ -26,6 +26,8 @@
 #include <QUrl>
 #include <QVTKOpenGLNativeWidget.h>
 
+#include <set>
+
 #include <vtkCamera.h>
 #include <vtkFloatArray.h>
 #include <vtkImageData.h>
@@ -42,6 +44,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewManager.h"
+#include "KeyBindings.h"
 #include "MainWindow.h"
 #include "RunProgram.h"
 #include "ViewCube.h"
@@ -859,4 +862,27 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
+}
+
+// The key table: every key parses, no key does two things (the view hands
+// the window's keys on too), and Help lists every binding that has a text.
+TEST(ViewerKeys, EachKeyIsBoundOnceAndListed) {
+    std::set<QString> seen;
+    const QString help = zul::viewer::ShortcutsHelpHtml();
+    for (const zul::viewer::KeyBinding& b : zul::viewer::KeyBindings()) {
+        const QKeySequence key(QString::fromLatin1(b.keys));
+        ASSERT_EQ(key.count(), 1) << b.keys;
+        EXPECT_TRUE(seen.insert(key.toString()).second) << b.keys << " is bound twice";
+        const zul::viewer::KeyBinding* found = zul::viewer::BindingForPress(
+            key[0] & ~Qt::KeyboardModifierMask,
+            Qt::KeyboardModifiers(key[0] & Qt::KeyboardModifierMask), b.scope);
+        EXPECT_EQ(found, &b) << b.keys;
+        if (b.text) {
+            EXPECT_TRUE(help.contains(QString::fromLatin1(b.text).toHtmlEscaped())) << b.text;
+        }
+    }
+    EXPECT_EQ(zul::viewer::KeyOf(zul::viewer::ViewerAction::ModuleCommand, krav::ids::kAlignMinusZ),
+              QKeySequence(QStringLiteral("Shift+Z")));
+    EXPECT_EQ(zul::viewer::KeyOf(zul::viewer::ViewerAction::StoredView, 0, 8),
+              QKeySequence(QStringLiteral("Ctrl+9")));
 }

@@ -37,6 +37,7 @@
 #include <memory>
 #include <thread>
 
+#include "KeyBindings.h"
 #include "StoreWatcher.h"
 #include "ViewCube.h"
 #include "ViewerSettings.h"
@@ -59,6 +60,15 @@ public:
     void OnChar() override {}
 };
 vtkStandardNewMacro(CQuietTrackballStyle);
+
+// The action's key from the key table, named in its tooltip.
+void s_setKey(QAction* action, ViewerAction which, const QString& tip) {
+    const QKeySequence key = KeyOf(which);
+    action->setShortcut(key);
+    action->setToolTip(
+        key.isEmpty() ? tip
+                      : QStringLiteral("%1 (%2)").arg(tip, key.toString(QKeySequence::NativeText)));
+}
 
 } // namespace
 
@@ -171,7 +181,7 @@ void MainWindow::_buildUi() {
 
     QMenu* file = menuBar()->addMenu(tr("&File"));
     file->addAction(
-        tr("&Open..."), this, [this] { _openDialog(); }, QKeySequence::Open);
+        tr("&Open..."), this, [this] { _openDialog(); }, KeyOf(ViewerAction::OpenModels));
     file->addAction(tr("&Sample model"), this, [this] { ShowSample(); });
     recentMenu_ = file->addMenu(tr("&Recent models"));
     recentMenu_->setObjectName("recentModels");
@@ -188,7 +198,7 @@ void MainWindow::_buildUi() {
             scene_.setPointSize(scene_.pointSize() + 1);
             renderWindow_->Render();
         },
-        QKeySequence(tr("Ctrl+]")));
+        KeyOf(ViewerAction::LargerPoints));
     larger->setObjectName("largerPoints");
     QAction* smaller = display->addAction(
         tr("S&maller points"), this,
@@ -196,7 +206,7 @@ void MainWindow::_buildUi() {
             scene_.setPointSize(scene_.pointSize() - 1);
             renderWindow_->Render();
         },
-        QKeySequence(tr("Ctrl+[")));
+        KeyOf(ViewerAction::SmallerPoints));
     smaller->setObjectName("smallerPoints");
     display->addSeparator();
     QAction* transition = display->addAction(tr("&Transition duration..."), this, [this] {
@@ -208,20 +218,18 @@ void MainWindow::_buildUi() {
     });
     transition->setObjectName("transitionDuration");
     file->addSeparator();
-    file->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
+    file->addAction(tr("&Quit"), this, &QWidget::close, KeyOf(ViewerAction::Quit));
 
     QToolBar* bar = addToolBar(tr("View"));
     bar->setObjectName("viewToolBar");
     QAction* fit = bar->addAction(tr("Fit"), this, [this] { host_->sceneViewer->FitAll(); });
     fit->setObjectName("fitAll");
-    fit->setShortcut(Qt::Key_F);
-    fit->setToolTip(tr("Fit the whole model in the view (F)"));
+    s_setKey(fit, ViewerAction::FitAll, tr("Fit the whole model in the view"));
     defaultView_ = bar->addAction(tr("&Default view"), this, [this] { StartView(); });
     defaultView_->setIconText(tr("Home"));
     defaultView_->setObjectName("applyDefaultView");
-    defaultView_->setShortcut(Qt::Key_Home);
-    defaultView_->setToolTip(
-        tr("Show the default view, or +Isometric when none is set, with the model fitted (Home)"));
+    s_setKey(defaultView_, ViewerAction::DefaultView,
+             tr("Show the default view, or +Isometric when none is set, with the model fitted"));
     clearDefault_ = new QAction(tr("C&lear default view"), this);
     clearDefault_->setObjectName("clearDefaultView");
     clearDefault_->setToolTip(tr("Remove the default mark from the stored views"));
@@ -230,29 +238,27 @@ void MainWindow::_buildUi() {
     lock_ = lock;
     lock->setObjectName("lockUpVector");
     lock->setCheckable(true);
-    lock->setShortcut(Qt::Key_L);
+    s_setKey(lock, ViewerAction::ToggleLock,
+             tr("Lock the up vector: orbiting keeps it, views along it are refused"));
     lock->setShortcutContext(Qt::WidgetShortcut);
     vtk_->addAction(lock);
-    lock->setToolTip(tr("Lock the up vector: orbiting keeps it, views along it are refused"));
     connect(lock, &QAction::toggled, this, [this](bool on) {
         host_->sceneViewer->SetUpLocked(on);
         statusBar()->showMessage(on ? tr("Up vector locked") : tr("Up vector free"), 4000);
     });
     QAction* back = bar->addAction(QString::fromUtf8("◀"), this, [this] { GoBack(); });
     back->setObjectName("cameraBack");
-    back->setShortcut(QKeySequence(tr("Alt+Left")));
-    back->setToolTip(tr("The camera before the last change (Alt+Left)"));
+    s_setKey(back, ViewerAction::CameraBack, tr("The camera before the last change"));
     QAction* forward = bar->addAction(QString::fromUtf8("▶"), this, [this] { GoForward(); });
     forward->setObjectName("cameraForward");
-    forward->setShortcut(QKeySequence(tr("Alt+Right")));
-    forward->setToolTip(tr("The camera gone back from (Alt+Right)"));
+    s_setKey(forward, ViewerAction::CameraForward, tr("The camera gone back from"));
     perspective_ = bar->addAction(tr("Persp"), this, [this] { ToggleProjection(); });
     perspective_->setObjectName("toggleProjection");
     perspective_->setCheckable(true);
-    perspective_->setShortcut(Qt::Key_P);
+    s_setKey(perspective_, ViewerAction::ToggleProjection,
+             tr("Perspective or orthographic projection"));
     perspective_->setShortcutContext(Qt::WidgetShortcut);
     vtk_->addAction(perspective_);
-    perspective_->setToolTip(tr("Perspective or orthographic projection (P)"));
     display->addSeparator();
     display->addAction(back);
     display->addAction(forward);
@@ -336,36 +342,7 @@ void MainWindow::_buildUi() {
 }
 
 void MainWindow::_showShortcuts() {
-    QMessageBox box(QMessageBox::NoIcon, tr("Keyboard shortcuts"),
-                    tr("<table cellpadding=3>"
-                       "<tr><td colspan=2><i>In the 3D view:</i></td></tr>"
-                       "<tr><td><b>X</b>, <b>Y</b>, <b>Z</b></td><td>Align to +X, +Y, +Z</td></tr>"
-                       "<tr><td><b>Shift+X</b>, <b>Shift+Y</b>, <b>Shift+Z</b></td><td>Align to "
-                       "-X, -Y, -Z</td></tr>"
-                       "<tr><td><b>I</b> / <b>Shift+I</b></td><td>+Isometric / "
-                       "-Isometric</td></tr>"
-                       "<tr><td><b>Ctrl+1</b> ... <b>Ctrl+9</b></td><td>Stored views 1 to 9, in "
-                       "list order</td></tr>"
-                       "<tr><td><b>Page Up</b> / <b>Page Down</b></td><td>The previous / next "
-                       "stored view</td></tr>"
-                       "<tr><td><b>P</b></td><td>Perspective or orthographic</td></tr>"
-                       "<tr><td><b>L</b></td><td>Lock or free the up vector</td></tr>"
-                       "<tr><td colspan=2><i>Everywhere in the window:</i></td></tr>"
-                       "<tr><td><b>F</b></td><td>Fit the whole model in the view</td></tr>"
-                       "<tr><td><b>Home</b></td><td>The default view (+Isometric when none is "
-                       "set), fitted</td></tr>"
-                       "<tr><td><b>Alt+Left</b> / <b>Alt+Right</b></td><td>Camera back / "
-                       "forward</td></tr>"
-                       "<tr><td><b>Ctrl+O</b></td><td>Open models</td></tr>"
-                       "<tr><td><b>Ctrl+]</b> / <b>Ctrl+[</b></td><td>Larger / smaller "
-                       "points (point clouds)</td></tr>"
-                       "<tr><td><b>Ctrl+Q</b></td><td>Quit</td></tr>"
-                       "<tr><td>Left drag</td><td>Orbit</td></tr>"
-                       "<tr><td>Middle drag</td><td>Pan</td></tr>"
-                       "<tr><td>Wheel</td><td>Zoom</td></tr>"
-                       "<tr><td>Cube in the corner</td><td>Click a face's handle to see the model "
-                       "from that side</td></tr>"
-                       "</table>"),
+    QMessageBox box(QMessageBox::NoIcon, tr("Keyboard shortcuts"), ShortcutsHelpHtml(),
                     QMessageBox::Ok, this);
     box.setObjectName("shortcutsBox");
     box.exec();
@@ -395,14 +372,10 @@ void MainWindow::_addViewMenuItems() {
     // The module's align items show the view's keys in their shortcut
     // column; the keys themselves act in the 3D view (_viewKey), so the
     // shortcuts are bound to the menu alone.
-    const std::pair<UINT, const char*> keys[] = {
-        {krav::ids::kAlignPlusX, "X"},         {krav::ids::kAlignPlusY, "Y"},
-        {krav::ids::kAlignPlusZ, "Z"},         {krav::ids::kAlignMinusX, "Shift+X"},
-        {krav::ids::kAlignMinusY, "Shift+Y"},  {krav::ids::kAlignMinusZ, "Shift+Z"},
-        {krav::ids::kAlignPlusIsometric, "I"}, {krav::ids::kAlignMinusIsometric, "Shift+I"}};
-    for (const auto& [id, key] : keys)
-        if (QAction* a = host_->action(id)) {
-            a->setShortcut(QKeySequence(QString::fromLatin1(key)));
+    for (const KeyBinding& b : KeyBindings())
+        if (QAction* a =
+                b.action == ViewerAction::ModuleCommand ? host_->action(b.command) : nullptr) {
+            a->setShortcut(QKeySequence(QString::fromLatin1(b.keys)));
             a->setShortcutContext(Qt::WidgetShortcut);
         }
     // The stored views' items carry pictures of the model seen from them.
@@ -666,7 +639,7 @@ void MainWindow::_viewMenuPictures() {
         QAction* item = host_->action(id);
         // The first nine show their Ctrl+digit (the keys act in the 3D view).
         if (item && ++position <= 9) {
-            item->setShortcut(QKeySequence(QStringLiteral("Ctrl+%1").arg(position)));
+            item->setShortcut(KeyOf(ViewerAction::StoredView, 0, position - 1));
             item->setShortcutContext(Qt::WidgetShortcut);
         }
         FullViewInfo info;
@@ -765,48 +738,60 @@ void MainWindow::_addKeys() {
 }
 
 bool MainWindow::_viewKey(int key, Qt::KeyboardModifiers modifiers) {
-    const bool shift = modifiers & Qt::ShiftModifier, ctrl = modifiers & Qt::ControlModifier,
-               alt = modifiers & Qt::AltModifier;
-    auto run = [this](UINT id) {
-        if (FAILED(host_->Run(id)))
+    // The window's own keys too: a key event sent to the view (by a test, or
+    // a program) has not been through the window's shortcuts.
+    const KeyBinding* b = BindingForPress(key, modifiers, KeyScope::View);
+    if (!b) b = BindingForPress(key, modifiers, KeyScope::Window);
+    if (!b) return false;
+    RunKey(*b);
+    return true;
+}
+
+void MainWindow::RunKey(const KeyBinding& b) {
+    switch (b.action) {
+    case ViewerAction::ModuleCommand:
+        if (FAILED(host_->Run(b.command)))
             statusBar()->showMessage(tr("The view module is not loaded"), 4000);
-        return true;
-    };
-    if (!ctrl && !alt) {
-        switch (key) {
-        case Qt::Key_X:
-            return run(shift ? krav::ids::kAlignMinusX : krav::ids::kAlignPlusX);
-        case Qt::Key_Y:
-            return run(shift ? krav::ids::kAlignMinusY : krav::ids::kAlignPlusY);
-        case Qt::Key_Z:
-            return run(shift ? krav::ids::kAlignMinusZ : krav::ids::kAlignPlusZ);
-        case Qt::Key_I:
-            return run(shift ? krav::ids::kAlignMinusIsometric : krav::ids::kAlignPlusIsometric);
-        case Qt::Key_PageUp:
-            StepStoredView(-1);
-            return true;
-        case Qt::Key_PageDown:
-            StepStoredView(+1);
-            return true;
-        case Qt::Key_P:
-            ToggleProjection();
-            return true;
-        case Qt::Key_L:
-            lock_->toggle();
-            return true;
-        default:
-            break;
-        }
+        break;
+    case ViewerAction::StoredView:
+        ApplyStoredView(b.index);
+        break;
+    case ViewerAction::PreviousStoredView:
+        StepStoredView(-1);
+        break;
+    case ViewerAction::NextStoredView:
+        StepStoredView(+1);
+        break;
+    case ViewerAction::ToggleProjection:
+        ToggleProjection();
+        break;
+    case ViewerAction::ToggleLock:
+        lock_->toggle();
+        break;
+    case ViewerAction::FitAll:
+        host_->sceneViewer->FitAll();
+        break;
+    case ViewerAction::DefaultView:
+        StartView();
+        break;
+    case ViewerAction::CameraBack:
+        GoBack();
+        break;
+    case ViewerAction::CameraForward:
+        GoForward();
+        break;
+    case ViewerAction::OpenModels:
+        _openDialog();
+        break;
+    case ViewerAction::LargerPoints:
+    case ViewerAction::SmallerPoints:
+        scene_.setPointSize(scene_.pointSize() + (b.action == ViewerAction::LargerPoints ? 1 : -1));
+        renderWindow_->Render();
+        break;
+    case ViewerAction::Quit:
+        close();
+        break;
     }
-    if (ctrl && !alt && key >= Qt::Key_1 && key <= Qt::Key_9) {
-        ApplyStoredView(key - Qt::Key_1);
-        return true;
-    }
-    if (alt && !ctrl && (key == Qt::Key_Left || key == Qt::Key_Right)) {
-        key == Qt::Key_Left ? GoBack() : GoForward();
-        return true;
-    }
-    return false;
 }
 
 void MainWindow::_rebuildRecent() {

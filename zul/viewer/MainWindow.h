@@ -32,6 +32,8 @@ namespace zul::viewer {
 // QApplication is made.
 void SetUpSurfaceFormat();
 
+struct KeyBinding;
+
 // The host command the module's fit command asks for; zulview fits the view.
 inline constexpr DWORD kHostFitAllCommand = krav::ids::kHostFitAll;
 
@@ -96,6 +98,8 @@ public:
     class CViewCube* viewCube() const {
         return cube_;
     }
+    // Does what a key of the key table asks (KeyBindings.h).
+    void RunKey(const KeyBinding& binding);
     // The recent models, newest first.
     QStringList RecentModels() const { return recent_; }
 
