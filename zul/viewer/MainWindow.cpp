@@ -2,14 +2,10 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QFileDialog>
-#include <QFileInfo>
 #include <QInputDialog>
 #include <QKeySequence>
-#include <QLocale>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPointer>
 #include <QProgressBar>
 #include <QStatusBar>
 #include <QToolBar>
@@ -24,24 +20,18 @@
 
 #include <QCloseEvent>
 #include <QDialog>
-#include <QDragEnterEvent>
-#include <QDropEvent>
 #include <QKeyEvent>
-#include <QMimeData>
 #include <QTimer>
-#include <QUrl>
 #include <vtkCameraOrientationRepresentation.h>
 #include <vtkObjectFactory.h>
 
-#include <functional>
 #include <memory>
-#include <thread>
 
 #include "KeyBindings.h"
+#include "ModelLoader.h"
 #include "StoreWatcher.h"
 #include "ViewCube.h"
 #include "ViewerSettings.h"
-#include "zul/scene/ModelCheck.h"
 
 #include "KRAdvancedViews/ResourceIds.h"
 #include "ViewModule.h"
@@ -317,6 +307,15 @@ void MainWindow::_buildUi() {
     progress_->setTextVisible(true);
     progress_->hide();
     statusBar()->addPermanentWidget(progress_);
+    loader_ = new ModelLoader(this);
+    connect(loader_, &ModelLoader::progress, this,
+            [this](int permille, const QString& file, const QString& phase) {
+                progress_->setValue(permille);
+                progress_->setFormat(QStringLiteral("%p %"));
+                statusBar()->showMessage(tr("Reading %1: %2").arg(file, phase));
+            });
+    connect(loader_, &ModelLoader::finished, this,
+            [this](std::shared_ptr<ModelLoader::Result> result) { _readEnded(*result); });
     statusBar()->showMessage(tr(
         "Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
 
@@ -339,13 +338,6 @@ void MainWindow::_buildUi() {
             return edits;
         },
         this);
-}
-
-void MainWindow::_showShortcuts() {
-    QMessageBox box(QMessageBox::NoIcon, tr("Keyboard shortcuts"), ShortcutsHelpHtml(),
-                    QMessageBox::Ok, this);
-    box.setObjectName("shortcutsBox");
-    box.exec();
 }
 
 zul::com::ComPtr<IAdvancedViewsModuleMgr> MainWindow::_mgr() const {
@@ -381,25 +373,6 @@ void MainWindow::_addViewMenuItems() {
     // The stored views' items carry pictures of the model seen from them.
     if (QMenu* stored = host_->submenu(CViewerHost::kStoredViewsPopup))
         connect(stored, &QMenu::aboutToShow, this, [this] { _viewMenuPictures(); });
-}
-
-bool MainWindow::ApplyDefaultView() {
-    auto mgr = _mgr();
-    ULONG len = 0;
-    if (!mgr || mgr->GetDefaultView(&len, nullptr) == E_FAIL) return false;
-    if (mgr->ApplyDefaultView() == S_OK) host_->sceneViewer->FitAll();
-    return true;
-}
-
-void MainWindow::ClearDefaultView() {
-    auto mgr = _mgr();
-    if (!mgr) return;
-    const HRESULT hr = mgr->SetDefaultView(nullptr);
-    statusBar()->showMessage(
-        SUCCEEDED(hr) ? tr("No view is the default now")
-                      : tr("Cannot clear the default view: %1")
-                            .arg(QString::fromStdString(zul::runtime::describeHresult(hr))),
-        6000);
 }
 
 bool MainWindow::PollStore() {
@@ -493,143 +466,6 @@ void MainWindow::StopModule() {
     moduleSite_.Reset();
 }
 
-void MainWindow::StartView() {
-    if (ApplyDefaultView()) return;
-    if (module_) host_->Run(krav::ids::kAlignPlusIsometric);
-    host_->sceneViewer->FitAll();
-}
-
-void MainWindow::ShowSample() {
-    scene_.clear();
-    scene_.addSampleModel();
-    setWindowTitle(tr("ZUL Viewer - sample assembly"));
-    StartView();
-}
-
-QString MainWindow::SceneSummary() const {
-    const QLocale locale;
-    QString text = scene_.partCount() == 1 ? tr("1 part") : tr("%1 parts").arg(scene_.partCount());
-    if (scene_.triangleCount())
-        text += tr(", %1 triangles").arg(locale.toString(qulonglong(scene_.triangleCount())));
-    if (scene_.pointCount())
-        text += tr(", %1 points").arg(locale.toString(qulonglong(scene_.pointCount())));
-    return text;
-}
-
-void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStringList& read) {
-    if (read.isEmpty()) return;
-    _noteRecent(read);
-    scene_.clear();
-    for (zul::scene::Model& model : models)
-        scene_.addModel(std::move(model));
-    setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
-    StartView();
-    statusBar()->showMessage(tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary()),
-                             10000);
-}
-
-namespace {
-
-// The models of `paths`, read on the calling thread with their coarse
-// copies: those read (and their paths), and a message for each not read.
-// `progress(i, fraction, phase)` follows the read of path i.
-struct ReadModels {
-    std::vector<zul::scene::Model> models;
-    QStringList read, problems;
-};
-ReadModels s_readModels(const QStringList& paths,
-                        const std::function<void(int, double, const std::string&)>& progress) {
-    ReadModels out;
-    for (int i = 0; i < paths.size(); ++i) {
-        const auto report = [&progress, i](double fraction, const std::string& phase) {
-            if (progress) progress(i, fraction, phase);
-        };
-        report(0, "starting the reader");
-        std::string why;
-        zul::scene::Model model;
-        if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
-            report(1.0, "preparing the copies drawn while dragging");
-            zul::scene::makeCoarseCopies(model);
-            out.models.push_back(std::move(model));
-            out.read << paths[i];
-        } else {
-            out.problems << QString::fromStdString(why);
-        }
-    }
-    return out;
-}
-
-} // namespace
-
-bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
-    if (paths.isEmpty()) {
-        ShowSample();
-        return true;
-    }
-    // Read first: a bad file leaves the scene as it was.
-    ReadModels result = s_readModels(paths, {});
-    _showModels(result.models, result.read);
-    error = result.problems.join('\n');
-    return result.problems.isEmpty();
-}
-
-bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
-    if (reading_) {
-        statusBar()->showMessage(tr("Still reading the last models; open these when it is done"),
-                                 6000);
-        return false;
-    }
-    if (paths.isEmpty()) {
-        ShowSample();
-        return true;
-    }
-    reading_ = true;
-    progress_->setValue(0);
-    progress_->show();
-    // The reading thread owns nothing of the window: it hands progress and
-    // the models over through queued calls that check the window is alive.
-    QPointer<MainWindow> self(this);
-    std::thread([self, paths] {
-        const int n = int(paths.size());
-        auto result = std::make_shared<ReadModels>(s_readModels(
-            paths, [self, &paths, n](int i, double fraction, const std::string& phase) {
-                const int value = int(1000 * (i + fraction) / n);
-                const QString name = QFileInfo(paths[i]).fileName(),
-                              what = QString::fromStdString(phase);
-                QMetaObject::invokeMethod(
-                    qApp,
-                    [self, value, name, what] {
-                        if (!self) return;
-                        self->progress_->setValue(value);
-                        self->progress_->setFormat(QStringLiteral("%p %"));
-                        self->statusBar()->showMessage(tr("Reading %1: %2").arg(name, what));
-                    },
-                    Qt::QueuedConnection);
-            }));
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, result] {
-                if (!self) return;
-                self->reading_ = false;
-                self->progress_->hide();
-                self->_showModels(result->models, result->read);
-                if (result->read.isEmpty() && self->scene_.partCount() == 0) self->ShowSample();
-                Q_EMIT self->modelsOpened(int(result->read.size()), result->problems.join('\n'));
-            },
-            Qt::QueuedConnection);
-    }).detach();
-    return true;
-}
-
-void MainWindow::_openDialog() {
-    const QString filter = tr("Models (%1);;All files (*)")
-                               .arg(QString::fromStdString(zul::scene::modelFormatPatterns()));
-    const QStringList paths =
-        QFileDialog::getOpenFileNames(this, tr("Open models"), QString(), filter);
-    if (paths.isEmpty()) return;
-    OpenModelsInBackground(paths);
-}
-
 void MainWindow::_viewMenuPictures() {
     auto store = host_->firstObject<IViewManager2>();
     if (!store) return;
@@ -653,178 +489,9 @@ void MainWindow::_viewMenuPictures() {
     }
 }
 
-bool MainWindow::GoBack() {
-    return host_->sceneViewer->GoBack();
-}
-
-bool MainWindow::GoForward() {
-    return host_->sceneViewer->GoForward();
-}
-
-void MainWindow::ToggleProjection() {
-    auto* viewer = host_->sceneViewer.Get();
-    viewer->FinishTransition();
-    zul::scene::Camera c = zul::scene::cameraOf(*viewer);
-    const zul::scene::CameraFrame f = zul::scene::frameOf(c);
-    // A perspective camera's view height is the picture's height at the
-    // focal distance; at the target it is that much larger or smaller.
-    const double distance = f.distance > 0 ? f.distance : f.focal;
-    if (c.perspective)
-        c.viewHeight = float(f.viewHeight * distance / f.focal);
-    else
-        c.viewHeight = float(f.viewHeight * f.focal / distance);
-    c.perspective = !c.perspective;
-    zul::scene::setCamera(*viewer, c);
-    viewer->Redraw();
-    perspective_->setChecked(c.perspective);
-}
-
-std::vector<UINT> MainWindow::_storedViewCommands() const {
-    // The view menu's stored-view items, in list order (their command ids
-    // rise with it).
-    std::vector<UINT> ids;
-    for (UINT id = krav::ids::kFirstView; id < krav::ids::kFirstView + kMaxStoredViewCommands; ++id)
-        if (host_->action(id)) ids.push_back(id);
-    return ids;
-}
-
-bool MainWindow::ApplyStoredView(int index) {
-    const std::vector<UINT> ids = _storedViewCommands();
-    if (index < 0 || index >= int(ids.size())) {
-        statusBar()->showMessage(tr("There is no stored view %1").arg(index + 1), 4000);
-        return false;
-    }
-    return SUCCEEDED(host_->Run(ids[size_t(index)]));
-}
-
-bool MainWindow::StepStoredView(int delta) {
-    const std::vector<UINT> ids = _storedViewCommands();
-    const int n = int(ids.size());
-    if (n == 0) return false;
-    const auto last = std::find(ids.begin(), ids.end(), lastStoredView_);
-    const int from = last != ids.end() ? int(last - ids.begin()) : delta > 0 ? -1 : n;
-    return ApplyStoredView(((from + delta) % n + n) % n);
-}
-
-void MainWindow::SetTransitionMs(unsigned ms) {
-    transitionMs_ = std::min(ms, kMaxTransitionMs);
-    host_->sceneViewer->transitionMs = transitionMs_;
-    WriteTransitionMs(transitionMs_);
-}
-
-bool MainWindow::_refusedByLock(UINT id) {
-    int along = 0;
-    if (id == krav::ids::kAlignPlusX || id == krav::ids::kAlignMinusX) along = 1;
-    if (id == krav::ids::kAlignPlusY || id == krav::ids::kAlignMinusY) along = 2;
-    if (id == krav::ids::kAlignPlusZ || id == krav::ids::kAlignMinusZ) along = 3;
-    if (along == 0 || host_->sceneViewer->LockedAxis() != along) return false;
-    const void* data = nullptr;
-    DWORD size = 0;
-    std::string text = "The up vector is locked along this view's direction.";
-    if (host_->resource &&
-        host_->resource(krav::ids::kResourceString, krav::ids::IDS_LOCKED_UP_VECTOR, &data,
-                        &size) == S_OK &&
-        data)
-        text = static_cast<const char*>(data);
-    int answer = 0;
-    host_->ShowMessage(text.c_str(), nullptr, 0x30, &answer);
-    return true;
-}
-
-void MainWindow::_addKeys() {
-    // The view's own keys are read from its key presses, so they act only
-    // while the 3D view has the focus; the dialogs keep their own.
-    vtk_->installEventFilter(this);
-}
-
-bool MainWindow::_viewKey(int key, Qt::KeyboardModifiers modifiers) {
-    // The window's own keys too: a key event sent to the view (by a test, or
-    // a program) has not been through the window's shortcuts.
-    const KeyBinding* b = BindingForPress(key, modifiers, KeyScope::View);
-    if (!b) b = BindingForPress(key, modifiers, KeyScope::Window);
-    if (!b) return false;
-    RunKey(*b);
-    return true;
-}
-
-void MainWindow::RunKey(const KeyBinding& b) {
-    switch (b.action) {
-    case ViewerAction::ModuleCommand:
-        if (FAILED(host_->Run(b.command)))
-            statusBar()->showMessage(tr("The view module is not loaded"), 4000);
-        break;
-    case ViewerAction::StoredView:
-        ApplyStoredView(b.index);
-        break;
-    case ViewerAction::PreviousStoredView:
-        StepStoredView(-1);
-        break;
-    case ViewerAction::NextStoredView:
-        StepStoredView(+1);
-        break;
-    case ViewerAction::ToggleProjection:
-        ToggleProjection();
-        break;
-    case ViewerAction::ToggleLock:
-        lock_->toggle();
-        break;
-    case ViewerAction::FitAll:
-        host_->sceneViewer->FitAll();
-        break;
-    case ViewerAction::DefaultView:
-        StartView();
-        break;
-    case ViewerAction::CameraBack:
-        GoBack();
-        break;
-    case ViewerAction::CameraForward:
-        GoForward();
-        break;
-    case ViewerAction::OpenModels:
-        _openDialog();
-        break;
-    case ViewerAction::LargerPoints:
-    case ViewerAction::SmallerPoints:
-        scene_.setPointSize(scene_.pointSize() + (b.action == ViewerAction::LargerPoints ? 1 : -1));
-        renderWindow_->Render();
-        break;
-    case ViewerAction::Quit:
-        close();
-        break;
-    }
-}
-
-void MainWindow::_rebuildRecent() {
-    recentMenu_->clear();
-    for (const QString& path : recent_)
-        recentMenu_->addAction(path, this, [this, path] { OpenModelsInBackground({path}); });
-    recentMenu_->setEnabled(!recent_.isEmpty());
-}
-
-void MainWindow::_noteRecent(const QStringList& paths) {
-    QStringList absolute;
-    for (const QString& p : paths)
-        absolute << QFileInfo(p).absoluteFilePath();
-    recent_ = AddRecentModels(absolute);
-    _rebuildRecent();
-}
-
 void MainWindow::closeEvent(QCloseEvent* event) {
     WriteGeometry("Main Window", saveGeometry());
     QMainWindow::closeEvent(event);
-}
-
-void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
-    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
-}
-
-void MainWindow::dropEvent(QDropEvent* event) {
-    QStringList paths;
-    for (const QUrl& url : event->mimeData()->urls())
-        if (url.isLocalFile()) paths << url.toLocalFile();
-    if (paths.isEmpty()) return;
-    event->acceptProposedAction();
-    OpenModelsInBackground(paths);
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {

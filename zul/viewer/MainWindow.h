@@ -15,6 +15,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/ResourceIds.h"
+#include "ModelLoader.h"
 #include "ViewerHost.h"
 #include "zul/scene/Scene.h"
 
@@ -57,7 +58,7 @@ public:
     // all are read, and modelsOpened() tells the outcome. A request while
     // a read is under way is refused (false, with a status message).
     bool OpenModelsInBackground(const QStringList& paths);
-    bool Reading() const { return reading_; }
+    bool Reading() const { return loader_ && loader_->Busy(); }
     // The status bar's summary of the scene: parts, triangles, points.
     QString SceneSummary() const;
     void ShowSample();
@@ -119,6 +120,7 @@ private:
     void _addViewMenuItems();
     void _openDialog();
     void _showModels(std::vector<zul::scene::Model>& models, const QStringList& read);
+    void _readEnded(ModelLoader::Result& result);
     void _askPointSize();
     void _showShortcuts();
     zul::com::ComPtr<IAdvancedViewsModuleMgr> _mgr() const;
@@ -149,7 +151,7 @@ private:
     zul::com::ComPtr<IZulModule> module_;
     zul::com::ComPtr<IObjectWithSite> moduleSite_;
     bool firstFrameSeen_ = false;
-    bool reading_ = false;
+    class ModelLoader* loader_ = nullptr;
     QProgressBar* progress_ = nullptr;
     QTimer* frames_ = nullptr; // drives transitions
     unsigned transitionMs_ = 0;

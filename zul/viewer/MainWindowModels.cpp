@@ -1,0 +1,121 @@
+// MainWindow: opening models (File > Open, recent models, drops, the
+// command line) and showing what was read.
+#include <QAction>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLocale>
+#include <QMenu>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QStatusBar>
+#include <QUrl>
+
+#include "MainWindow.h"
+#include "ViewerSettings.h"
+#include "zul/scene/ModelCheck.h"
+
+namespace zul::viewer {
+
+void MainWindow::ShowSample() {
+    scene_.clear();
+    scene_.addSampleModel();
+    setWindowTitle(tr("ZUL Viewer - sample assembly"));
+    StartView();
+}
+
+QString MainWindow::SceneSummary() const {
+    const QLocale locale;
+    QString text = scene_.partCount() == 1 ? tr("1 part") : tr("%1 parts").arg(scene_.partCount());
+    if (scene_.triangleCount())
+        text += tr(", %1 triangles").arg(locale.toString(qulonglong(scene_.triangleCount())));
+    if (scene_.pointCount())
+        text += tr(", %1 points").arg(locale.toString(qulonglong(scene_.pointCount())));
+    return text;
+}
+
+void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStringList& read) {
+    if (read.isEmpty()) return;
+    _noteRecent(read);
+    scene_.clear();
+    for (zul::scene::Model& model : models)
+        scene_.addModel(std::move(model));
+    setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
+    StartView();
+    statusBar()->showMessage(tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary()),
+                             10000);
+}
+
+bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
+    if (paths.isEmpty()) {
+        ShowSample();
+        return true;
+    }
+    // Read first: a bad file leaves the scene as it was.
+    ModelLoader::Result result = ModelLoader::Read(paths);
+    _showModels(result.models, result.read);
+    error = result.problems.join('\n');
+    return result.problems.isEmpty();
+}
+
+bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
+    if (loader_->Busy()) {
+        statusBar()->showMessage(tr("Still reading the last models; open these when it is done"),
+                                 6000);
+        return false;
+    }
+    if (paths.isEmpty()) {
+        ShowSample();
+        return true;
+    }
+    progress_->setValue(0);
+    progress_->show();
+    return loader_->Start(paths);
+}
+
+void MainWindow::_readEnded(ModelLoader::Result& result) {
+    progress_->hide();
+    _showModels(result.models, result.read);
+    if (result.read.isEmpty() && scene_.partCount() == 0) ShowSample();
+    Q_EMIT modelsOpened(int(result.read.size()), result.problems.join('\n'));
+}
+
+void MainWindow::_openDialog() {
+    const QString filter = tr("Models (%1);;All files (*)")
+                               .arg(QString::fromStdString(zul::scene::modelFormatPatterns()));
+    const QStringList paths =
+        QFileDialog::getOpenFileNames(this, tr("Open models"), QString(), filter);
+    if (paths.isEmpty()) return;
+    OpenModelsInBackground(paths);
+}
+
+void MainWindow::_rebuildRecent() {
+    recentMenu_->clear();
+    for (const QString& path : recent_)
+        recentMenu_->addAction(path, this, [this, path] { OpenModelsInBackground({path}); });
+    recentMenu_->setEnabled(!recent_.isEmpty());
+}
+
+void MainWindow::_noteRecent(const QStringList& paths) {
+    QStringList absolute;
+    for (const QString& p : paths)
+        absolute << QFileInfo(p).absoluteFilePath();
+    recent_ = AddRecentModels(absolute);
+    _rebuildRecent();
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    if (paths.isEmpty()) return;
+    event->acceptProposedAction();
+    OpenModelsInBackground(paths);
+}
+
+} // namespace zul::viewer

@@ -1,0 +1,64 @@
+#include "ModelLoader.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QPointer>
+
+#include <thread>
+
+namespace zul::viewer {
+
+ModelLoader::Result ModelLoader::Read(const QStringList& paths, const Progress& progress) {
+    Result out;
+    for (int i = 0; i < paths.size(); ++i) {
+        const auto report = [&progress, i](double fraction, const std::string& phase) {
+            if (progress) progress(i, fraction, phase);
+        };
+        report(0, "starting the reader");
+        std::string why;
+        zul::scene::Model model;
+        if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
+            report(1.0, "preparing the copies drawn while dragging");
+            zul::scene::makeCoarseCopies(model);
+            out.models.push_back(std::move(model));
+            out.read << paths[i];
+        } else {
+            out.problems << QString::fromStdString(why);
+        }
+    }
+    return out;
+}
+
+bool ModelLoader::Start(const QStringList& paths) {
+    if (busy_) return false;
+    busy_ = true;
+    // Progress and the end come back through queued calls that check the
+    // loader is still there.
+    QPointer<ModelLoader> self(this);
+    std::thread([self, paths] {
+        const int n = int(paths.size());
+        auto result = std::make_shared<Result>(
+            Read(paths, [self, &paths, n](int i, double fraction, const std::string& phase) {
+                const int value = int(1000 * (i + fraction) / n);
+                const QString name = QFileInfo(paths[i]).fileName(),
+                              what = QString::fromStdString(phase);
+                QMetaObject::invokeMethod(
+                    qApp,
+                    [self, value, name, what] {
+                        if (self) Q_EMIT self->progress(value, name, what);
+                    },
+                    Qt::QueuedConnection);
+            }));
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, result] {
+                if (!self) return;
+                self->busy_ = false;
+                Q_EMIT self->finished(result);
+            },
+            Qt::QueuedConnection);
+    }).detach();
+    return true;
+}
+
+} // namespace zul::viewer
