@@ -483,3 +483,27 @@ TEST_F(Krviews, ImportsIntoTheStoreKeepItsRules) {
     for (const char* name : {"Mine", "Theirs", "Stranger", "+X", "-Isometric"})
         EXPECT_NE(list.find(std::string("\t") + name), std::string::npos) << name << "\n" << list;
 }
+
+// move and delete of several names are the Standard Views dialog's Move
+// up/down and multiple delete: each view keeps its record, the list stays
+// 1..n, and what could not be done is said with exit status 1.
+TEST_F(Krviews, MoveAndDeleteSeveralKeepTheListWhole) {
+    Result r = run("move +Y up");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(run("list").out.substr(0, 10), "1\t+Y\n2\t+X\n");
+    const std::string moved = run("show +Y").out;
+    EXPECT_NE(moved.find("View:0 260.315 0\nType:0\nNum:1\n"), std::string::npos) << moved;
+    r = run("move +Y up");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("'+Y' is the first view already"), std::string::npos) << r.err;
+    EXPECT_EQ(run("move -- -Isometric down").status, 1);
+    EXPECT_EQ(run("move Nothing down").status, 1);
+    EXPECT_EQ(run("move +Y sideways").status, 2);
+
+    r = run("delete -- +X -Y Nothing -Z");
+    EXPECT_EQ(r.status, 1) << "one name was not there";
+    EXPECT_NE(r.err.find("there is no view 'Nothing'"), std::string::npos) << r.err;
+    EXPECT_EQ(run("list").out, "1\t+Y\n2\t+Z\n3\t-X\n4\t+Isometric\n5\t-Isometric\n");
+    EXPECT_EQ(run("delete +Y +Z").status, 0);
+    EXPECT_EQ(run("list").out, "1\t-X\n2\t+Isometric\n3\t-Isometric\n");
+}
