@@ -739,7 +739,7 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     ASSERT_TRUE(window_->OpenModelsInBackground({step}));
     EXPECT_FALSE(window_->OpenModelsInBackground({step})) << "one read at a time";
     std::vector<int> seen;
-    for (int i = 0; i < 3000 && opened < 0; ++i) {
+    for (int i = 0; i < 12000 && opened < 0; ++i) {
         QTest::qWait(10); // the event loop turns while the file is read
         if (bar->isVisible() && (seen.empty() || seen.back() != bar->value()))
             seen.push_back(bar->value());
@@ -769,7 +769,7 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     QDropEvent drop(QPointF(100, 100), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
     opened = -1;
     QApplication::sendEvent(window_.get(), &drop);
-    for (int i = 0; i < 3000 && opened < 0; ++i)
+    for (int i = 0; i < 12000 && opened < 0; ++i)
         QTest::qWait(10);
     EXPECT_EQ(opened, 1);
     EXPECT_EQ(window_->scene().partCount(), 1u);
@@ -781,7 +781,7 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     cut.close();
     opened = -1;
     ASSERT_TRUE(window_->OpenModelsInBackground({cut.fileName()}));
-    for (int i = 0; i < 3000 && opened < 0; ++i)
+    for (int i = 0; i < 12000 && opened < 0; ++i)
         QTest::qWait(10);
     EXPECT_EQ(opened, 0);
     EXPECT_TRUE(said.contains("cut.step: ")) << said.toStdString();
