@@ -255,3 +255,66 @@ TEST_F(Damage, TheLastGoodCopyComesBack) {
     EXPECT_NE(bad.out.find("damaged too"), std::string::npos) << bad.out;
     EXPECT_EQ(readFile(userHive_), now);
 }
+
+// A hive cut to nothing (or to less than a database header) is damage, not
+// a new hive: the tools refuse it and name the backup, nothing seeds it, an
+// old backup is never replaced by it, and restore-backup takes it back
+// without --force.
+TEST_F(Damage, AnEmptyHiveIsDamageNotANewStore) {
+    fillViews(12);
+    zul::registry::waitForHiveBackups();
+    ASSERT_EQ(krviews(userHive_, "list").status, 0);
+    const std::string backup = zul::registry::hiveBackupPath(userHive_);
+    const timespec old[2] = {{std::time(nullptr) - 3 * 86400, 0},
+                             {std::time(nullptr) - 3 * 86400, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, backup.c_str(), old, 0), 0);
+    const std::string good = readFile(backup);
+    const size_t listed = lines(krviews(userHive_, "list").out);
+    for (const std::string& cut : {std::string(), std::string("SQLite format 3")}) {
+        writeFile(userHive_, cut);
+        for (const char* args : {"list", "add Fresh"}) {
+            const auto r = krviews(userHive_, args);
+            EXPECT_NE(r.status, 0) << args;
+            EXPECT_NE(r.out.find(backup), std::string::npos) << r.out;
+        }
+        zul::registry::waitForHiveBackups();
+        EXPECT_EQ(readFile(userHive_), cut) << "nothing seeded";
+        EXPECT_EQ(readFile(backup), good) << "the old backup stays";
+    }
+    const auto restored = zulreg("restore-backup '" + userHive_ + "'");
+    ASSERT_EQ(restored.status, 0) << restored.out;
+    EXPECT_EQ(lines(krviews(userHive_, "list").out), listed);
+
+    // A hive that does not exist is still made, whole, on the first write.
+    const std::string fresh = (dir_ / "fresh.db").string();
+    const auto made = krviews(fresh, "list");
+    ASSERT_EQ(made.status, 0) << made.out;
+    EXPECT_EQ(lines(made.out), 8u) << made.out;
+    EXPECT_EQ(zul::test::hiveIntegrity(fresh), "ok");
+    for (const auto& e : std::filesystem::directory_iterator(dir_))
+        EXPECT_EQ(e.path().filename().string().find(".new-"), std::string::npos)
+            << "no scratch file left: " << e.path();
+}
+
+// A key or value name that is not UTF-8 (the registry keeps the bytes it
+// is given) is named by an export, which writes nothing rather than abort or
+// change the bytes.
+TEST_F(Damage, AnExportNamesWhatItCannotCarry) {
+    const std::string latin1 = "Ansicht S\xfc"
+                               "d";
+    ASSERT_EQ(
+        zulreg("set 'HKEY_CURRENT_USER\\Software\\ZUL\\Names' '" + latin1 + "' REG_SZ text").status,
+        0);
+    const std::string file = (dir_ / "out.reg").string();
+    for (const std::string& args :
+         {"export 'HKEY_CURRENT_USER\\Software\\ZUL' '" + file + "'",
+          "export --regedit4 'HKEY_CURRENT_USER\\Software\\ZUL' '" + file + "'",
+          std::string("export 'HKEY_CURRENT_USER\\Software\\ZUL' -")}) {
+        const auto r = zulreg(args);
+        EXPECT_NE(r.status, 0) << args;
+        EXPECT_LT(r.status, 128) << "no abort: " << r.out;
+        EXPECT_NE(r.out.find("of 'HKEY_CURRENT_USER\\Software\\ZUL\\Names'"), std::string::npos)
+            << r.out;
+        EXPECT_FALSE(std::filesystem::exists(file)) << args;
+    }
+}

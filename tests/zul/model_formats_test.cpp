@@ -19,7 +19,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
 
 #include "zul/scene/ModelCheck.h"
 #include "zul/scene/ModelReader.h"
@@ -408,3 +414,91 @@ TEST_F(ModelFormats, LargeModelsGetCoarseCopiesWithinTheBudget) {
 }
 
 } // namespace
+
+// Files a user can feed the viewer that are not what their names say: each
+// is refused or read within seconds, and none takes the reading process down.
+// A named pipe is refused without waiting for a writer; a file that shrinks
+// while it is checked is the helper's problem, never a SIGBUS here; a mesh of
+// one face repeated thousands of times is read as that one face.
+TEST_F(ModelFormats, HostileFilesNeitherHangNorCrash) {
+    // Each read runs in a child, so a hang is a failure rather than a stuck suite.
+    auto readWithin = [](const std::string& path, int seconds, std::string& why) {
+        int fds[2];
+        if (::pipe(fds) != 0) return -1;
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::close(fds[0]);
+            zul::scene::Model model;
+            std::string message;
+            const bool ok = zul::scene::readModel(path, model, message);
+            if (ok) message = "triangles " + std::to_string(model.triangles());
+            if (::write(fds[1], message.data(), message.size()) < 0) _exit(3);
+            _exit(ok ? 0 : 1);
+        }
+        ::close(fds[1]);
+        int status = 0;
+        for (int waited = 0; waited < seconds * 20; ++waited) {
+            if (::waitpid(child, &status, WNOHANG) == child) {
+                char buf[512];
+                const ssize_t n = ::read(fds[0], buf, sizeof buf);
+                why.assign(buf, n > 0 ? size_t(n) : 0);
+                ::close(fds[0]);
+                return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + WTERMSIG(status);
+            }
+            ::usleep(50000);
+        }
+        ::kill(child, SIGKILL);
+        ::waitpid(child, &status, 0);
+        ::close(fds[0]);
+        return -2; // did not finish
+    };
+    std::string why;
+    for (const char* name : {"f.stl", "f.step"}) {
+        const std::string fifo = (dir_ / name).string();
+        ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+        EXPECT_EQ(readWithin(fifo, 10, why), 1) << name;
+        EXPECT_NE(why.find("not a regular file (a named pipe)"), std::string::npos) << why;
+    }
+    EXPECT_EQ(readWithin(dir_.string(), 10, why), 1);
+    EXPECT_NE(why.find("not a regular file (a directory)"), std::string::npos) << why;
+
+    // 5,000 copies of one triangle, as OBJ faces and as a binary STL.
+    std::string obj = "v 0 0 0\nv 1 0 0\nv 0 1 0\n";
+    for (int i = 0; i < 5000; ++i)
+        obj += "f 1 2 3\n";
+    EXPECT_EQ(readWithin(write("same.obj", obj), 60, why), 0) << why;
+    EXPECT_EQ(why, "triangles 1");
+    std::string stl(80, ' ');
+    const uint32_t count = 5000;
+    stl.append(reinterpret_cast<const char*>(&count), 4);
+    const float tri[12] = {0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0};
+    for (uint32_t i = 0; i < count; ++i) {
+        stl.append(reinterpret_cast<const char*>(tri), sizeof tri);
+        stl.append(2, '\0');
+    }
+    EXPECT_EQ(readWithin(write("same.stl", stl), 60, why), 0) << why;
+    EXPECT_EQ(why, "triangles 1");
+
+    // An ASCII PLY cut short and written back, again and again, while it is
+    // read: every read ends with a picture or a message, in this process.
+    std::string ply = "ply\nformat ascii 1.0\nelement vertex 200000\nproperty float x\n"
+                      "property float y\nproperty float z\nend_header\n";
+    for (int i = 0; i < 200000; ++i)
+        ply += std::to_string(i % 1000) + " " + std::to_string(i / 1000) + " 0\n";
+    const std::string shrinking = write("shrinking.ply", ply);
+    std::atomic<bool> stop{false};
+    std::thread cutter([&] {
+        while (!stop) {
+            if (::truncate(shrinking.c_str(), off_t(ply.size() / 3)) != 0) break;
+            std::ofstream(shrinking, std::ios::binary | std::ios::trunc) << ply;
+        }
+    });
+    for (int i = 0; i < 8; ++i) {
+        zul::scene::Model model;
+        std::string message;
+        const bool ok = zul::scene::readModel(shrinking, model, message);
+        EXPECT_TRUE(ok || !message.empty());
+    }
+    stop = true;
+    cutter.join();
+}

@@ -254,27 +254,24 @@ LSTATUS Hive::open(Access access) {
         setErrorDetail("registry hive '" + path_ + "' is read-only");
         return ERROR_ACCESS_DENIED;
     }
-    int flags = SQLITE_OPEN_NOMUTEX | (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
+    const int flags =
+        SQLITE_OPEN_NOMUTEX | (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
     if (!exists) {
-        // A user's views and settings are the user's: a new hive is made
-        // readable by its owner only, whatever the umask (SQLite gives its
-        // journal the mode of the database file).
-        const int fd =
-            ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (fd >= 0) {
-            ::fchmod(fd, 0600);
-            ::close(fd);
-        } else if (struct stat link{};
-                   errno == EEXIST && ::lstat(path_.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
-            // A link to nothing: SQLite would create whatever it names.
+        // A new hive comes into place whole: made and given its schema under
+        // a name of its own, then linked to the hive's name, which fails if
+        // another process made it first (theirs stands). So a hive file is
+        // never empty in the normal course, and an empty one is damage.
+        if (struct stat link{}; ::lstat(path_.c_str(), &link) == 0 && S_ISLNK(link.st_mode)) {
+            // A link to nothing: it is not ours to make what it names.
             setErrorDetail("registry hive '" + path_ + "' is a link to a file that does not exist");
             return ERROR_CANTOPEN;
-        } else if (errno != EEXIST) { // another process made it first: theirs stands
-            setErrorDetail("registry hive '" + path_ +
-                           "' cannot be created: " + std::strerror(errno));
-            return errno == EACCES || errno == EROFS ? ERROR_ACCESS_DENIED : ERROR_CANTOPEN;
         }
-        flags |= SQLITE_OPEN_CREATE;
+        const LSTATUS made = createWhole();
+        if (made != ERROR_SUCCESS) return made;
+        if (::stat(path_.c_str(), &st) != 0) {
+            setErrorDetail("registry hive '" + path_ + "': " + std::strerror(errno));
+            return ERROR_CANTOPEN;
+        }
     }
     sqlite3* db = nullptr;
     int rc = sqlite3_open_v2(path_.c_str(), &db, flags, nullptr);
@@ -311,11 +308,16 @@ LSTATUS Hive::open(Access access) {
         tables = static_cast<int>(q.int64(2));
     }
     if (appId == 0 && tables == 0) {
-        // A new or empty file: give it the schema now, while we know it
-        // holds nothing that could be lost.
-        if (readOnly_) return closeWith(ERROR_SUCCESS); // reads see an empty hive
-        const LSTATUS st = initSchema();
-        if (st != ERROR_SUCCESS) return closeWith(st);
+        // Hives are made whole (createWhole): an empty file where a hive
+        // should be was cut short or overwritten, and taking it for a new
+        // hive would seed it and, a day later, back that up over the good
+        // backup.
+        broken_ = ERROR_BADDB;
+        brokenDetail_ = damagedHiveMessage(
+            path_, "it is empty (" + std::to_string(st.st_size) +
+                       " bytes), where a hive holds at least its root key; it was left untouched");
+        setErrorDetail(brokenDetail_);
+        return closeWith(broken_);
     } else if (appId != kApplicationId) {
         broken_ = ERROR_BADDB;
         brokenDetail_ =
@@ -330,7 +332,7 @@ LSTATUS Hive::open(Access access) {
         setErrorDetail(brokenDetail_);
         return closeWith(broken_);
     }
-    keyMeta_ = version >= 2 || (appId == 0 && tables == 0);
+    keyMeta_ = version >= 2;
     if (tables > 0) {
         // A damaged hive is refused before anything is read from it or
         // written to it; one that checks whole gets its day's backup.
@@ -382,6 +384,54 @@ LSTATUS Hive::addKeyMeta() {
     st = execRetrying("COMMIT");
     if (st == ERROR_SUCCESS) keyMeta_ = true;
     return st;
+}
+
+LSTATUS Hive::createWhole() {
+    // A user's views and settings are the user's: a new hive is readable by
+    // its owner only, whatever the umask (SQLite gives its journal the mode
+    // of the database file).
+    std::string scratch = path_ + ".new-XXXXXX";
+    const int fd = ::mkostemp(scratch.data(), O_CLOEXEC);
+    if (fd < 0) {
+        setErrorDetail("registry hive '" + path_ + "' cannot be created: " + std::strerror(errno));
+        return errno == EACCES || errno == EROFS ? ERROR_ACCESS_DENIED : ERROR_CANTOPEN;
+    }
+    ::fchmod(fd, 0600);
+    ::close(fd);
+    struct Remove {
+        const std::string& path;
+        ~Remove() { ::unlink(path.c_str()); }
+    } remove{scratch};
+    sqlite3* db = nullptr;
+    int rc =
+        sqlite3_open_v2(scratch.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        setErrorDetail("registry hive '" + path_ + "' cannot be created: " + sqliteMessage(db, rc));
+        sqlite3_close_v2(db);
+        return ERROR_CANTOPEN;
+    }
+    db_ = db;
+    LSTATUS st = exec("PRAGMA synchronous=FULL");
+    if (st == ERROR_SUCCESS) st = initSchema();
+    for (auto& [sql, q] : stmts_)
+        sqlite3_finalize(q);
+    stmts_.clear();
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+    if (st != ERROR_SUCCESS) return st;
+    if (::link(scratch.c_str(), path_.c_str()) != 0 && errno != EEXIST) {
+        setErrorDetail("registry hive '" + path_ + "' cannot be created: " + std::strerror(errno));
+        return errno == EACCES || errno == EROFS ? ERROR_ACCESS_DENIED : ERROR_CANTOPEN;
+    }
+    // The new name lasts: the folder's entry is synced too.
+    const std::string dir = std::filesystem::path(path_).has_parent_path()
+                                ? std::filesystem::path(path_).parent_path().string()
+                                : std::string(".");
+    if (const int d = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); d >= 0) {
+        ::fsync(d);
+        ::close(d);
+    }
+    return ERROR_SUCCESS;
 }
 
 LSTATUS Hive::initSchema() {

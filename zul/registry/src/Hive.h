@@ -131,6 +131,8 @@ private:
     // ERROR_CANTWRITE once the joined transaction is gone (see aborted_).
     LSTATUS checkJoined();
     LSTATUS open(Access access);
+    // Makes the hive file whole under a scratch name and links it into place.
+    LSTATUS createWhole();
     LSTATUS initSchema();
     LSTATUS addKeyMeta(); // brings a first-format hive to the second
     // Marks `id` written now (its last-write time).

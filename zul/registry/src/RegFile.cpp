@@ -361,16 +361,6 @@ LSTATUS exportWith(const std::string& fullPath, ExportForm& form, std::string& o
     return ERROR_SUCCESS;
 }
 
-std::string withCrLf(const std::string& text) {
-    std::string out;
-    out.reserve(text.size() + text.size() / 16);
-    for (const char c : text) {
-        if (c == '\n') out += '\r';
-        out += c;
-    }
-    return out;
-}
-
 } // namespace
 
 LSTATUS exportKey(const std::string& fullPath, std::string& out) {
@@ -378,29 +368,34 @@ LSTATUS exportKey(const std::string& fullPath, std::string& out) {
     return exportWith(fullPath, form, out);
 }
 
+namespace {
+
+// What an export line is, for a message: the key of its section, its
+// default value, or a named value of it.
+std::string s_whatLine(const std::string& line, const std::string& section) {
+    if (!line.empty() && line[0] == '@') return "the default value of '" + section + "'";
+    if (!line.empty() && line[0] == '"') {
+        size_t pos = 0;
+        std::string name;
+        readQuoted(line, pos, name);
+        return "the value '" + name + "' of '" + section + "'";
+    }
+    return "the key '" + section + "'";
+}
+
+} // namespace
+
 LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form, std::string& bytes) {
     ExportForm how;
     how.kind = form == RegFileForm::Regedit4 ? ExportForm::Ansi : ExportForm::Version5;
     std::string text;
     const LSTATUS st = exportWith(fullPath, how, text);
     if (st != ERROR_SUCCESS) return st;
-    if (form == RegFileForm::Version5Text) {
-        bytes = std::move(text);
-        return ERROR_SUCCESS;
-    }
-    if (form == RegFileForm::Version5) {
-        std::u16string wide;
-        const std::string crlf = withCrLf(text);
-        utf8::utf8to16(crlf.begin(), crlf.end(), std::back_inserter(wide));
-        bytes = "\xFF\xFE";
-        for (const char16_t u : wide) {
-            bytes += static_cast<char>(u & 0xFF);
-            bytes += static_cast<char>(u >> 8);
-        }
-        return ERROR_SUCCESS;
-    }
-    // Windows-1252, line by line, so that a name it cannot write is named.
+    // Line by line, so that a name the form cannot carry is named: a key or
+    // value name that is not UTF-8 (the registry keeps any bytes it was
+    // given), or, in Windows-1252, a character that code page lacks.
     bytes.clear();
+    if (form == RegFileForm::Version5) bytes = "\xFF\xFE";
     std::string section;
     size_t start = 0;
     while (start < text.size()) {
@@ -408,24 +403,35 @@ LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form, std::string
         if (end == std::string::npos) end = text.size();
         const std::string line = text.substr(start, end - start);
         if (!line.empty() && line[0] == '[') section = line.substr(1, line.size() - 2);
-        std::string ansi;
-        uint32_t bad = 0;
-        if (!utf8ToWindows1252(line, ansi, bad)) {
-            char cp[16];
-            std::snprintf(cp, sizeof cp, "U+%04X", bad);
-            std::string what = "the key '" + section + "'";
-            if (!line.empty() && line[0] == '@') {
-                what = "the default value of '" + section + "'";
-            } else if (!line.empty() && line[0] == '"') {
-                size_t pos = 0;
-                std::string name;
-                readQuoted(line, pos, name);
-                what = "the value '" + name + "' of '" + section + "'";
-            }
-            setErrorDetail(what + " cannot be written in Windows-1252: it holds " + cp);
+        if (!isUtf8(line)) {
+            // The section's own line names it as its bytes allow.
+            setErrorDetail(s_whatLine(line, section) +
+                           " has a name that is not UTF-8 text, which an export cannot carry "
+                           "faithfully; nothing was written");
             return ERROR_INVALID_DATA;
         }
-        bytes += ansi + "\r\n";
+        if (form == RegFileForm::Version5Text) {
+            bytes += line + "\n";
+        } else if (form == RegFileForm::Version5) {
+            std::u16string wide;
+            const std::string crlf = line + "\r\n";
+            utf8::utf8to16(crlf.begin(), crlf.end(), std::back_inserter(wide));
+            for (const char16_t u : wide) {
+                bytes += static_cast<char>(u & 0xFF);
+                bytes += static_cast<char>(u >> 8);
+            }
+        } else {
+            std::string ansi;
+            uint32_t bad = 0;
+            if (!utf8ToWindows1252(line, ansi, bad)) {
+                char cp[16];
+                std::snprintf(cp, sizeof cp, "U+%04X", bad);
+                setErrorDetail(s_whatLine(line, section) +
+                               " cannot be written in Windows-1252: it holds " + cp);
+                return ERROR_INVALID_DATA;
+            }
+            bytes += ansi + "\r\n";
+        }
         start = end + 1;
     }
     return ERROR_SUCCESS;

@@ -1,5 +1,7 @@
 #include "zul/scene/ModelCheck.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -520,6 +522,14 @@ bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size,
     default:
         return true;
     }
+}
+
+std::string fileKindNote(unsigned mode) {
+    if (S_ISFIFO(mode)) return " (a named pipe)";
+    if (S_ISDIR(mode)) return " (a directory)";
+    if (S_ISCHR(mode) || S_ISBLK(mode)) return " (a device)";
+    if (S_ISSOCK(mode)) return " (a socket)";
+    return {};
 }
 
 } // namespace zul::scene

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -51,39 +50,6 @@ std::string s_helperPath() {
     if (dladdr(reinterpret_cast<const void*>(&readModel), &info) && info.dli_fname)
         return (std::filesystem::path(info.dli_fname).parent_path() / "zulreadmodel").string();
     return "zulreadmodel";
-}
-
-// Runs the structure checks over the file's bytes, mapped rather than read
-// so that a large model costs no copy.
-bool s_checkFile(const std::string& path, ModelFormat format, std::string& why) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        why = std::strerror(errno);
-        return false;
-    }
-    struct stat st {};
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        ::close(fd);
-        why = "not a regular file";
-        return false;
-    }
-    bool ok = true;
-    if (st.st_size > 0) {
-        void* map = ::mmap(nullptr, size_t(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-        if (map == MAP_FAILED) {
-            why = std::strerror(errno);
-            ok = false;
-        } else {
-            ok = checkModelBytes(format, static_cast<const unsigned char*>(map), size_t(st.st_size),
-                                 why);
-            ::munmap(map, size_t(st.st_size));
-        }
-    } else {
-        why = "no geometry in it (the file is empty)";
-        ok = false;
-    }
-    ::close(fd);
-    return ok;
 }
 
 // A scratch folder the helper writes the parts into; removed with what it
@@ -189,26 +155,34 @@ bool readModel(const std::string& path, Model& model, std::string& why,
         why = name + "no such file";
         return false;
     }
+    // Opened once, without waiting for a writer, and only its first bytes
+    // read: a named pipe or a device is refused here, and the structure of
+    // the file is checked in the helper, where a file that shrinks under a
+    // mapping cannot take this process down.
     ModelFormat format = ModelFormat::Unknown;
     {
-        unsigned char head[4096];
-        size_t got = 0;
-        if (const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); fd >= 0) {
-            struct stat st {};
-            if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
-                const ssize_t n = ::read(fd, head, sizeof head);
-                got = n > 0 ? size_t(n) : 0;
-            }
-            ::close(fd);
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        if (fd < 0) {
+            why = name + std::strerror(errno);
+            return false;
         }
-        format = modelFormatOfContent(head, got, path);
+        struct stat st {};
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            ::close(fd);
+            why = name + "not a regular file" + fileKindNote(st.st_mode);
+            return false;
+        }
+        unsigned char head[4096];
+        const ssize_t n = ::pread(fd, head, sizeof head, 0);
+        ::close(fd);
+        if (st.st_size == 0) {
+            why = name + "no geometry in it (the file is empty)";
+            return false;
+        }
+        format = modelFormatOfContent(head, n > 0 ? size_t(n) : 0, path);
     }
     if (format == ModelFormat::Unknown) {
         why = name + "not a model file this viewer reads (it reads " + modelFormatList() + ")";
-        return false;
-    }
-    if (!s_checkFile(path, format, why)) {
-        why = name + why;
         return false;
     }
 

@@ -3,6 +3,9 @@
 // ReadParts.h describes and exits 0, or prints one line saying what is wrong
 // and exits 1. A reader that crashes takes only this process down.
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <vtkAlgorithm.h>
@@ -32,6 +35,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -40,6 +44,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "ReadParts.h"
@@ -148,6 +153,74 @@ void s_normaliseColours(vtkPolyData* data) {
 
 } // namespace
 
+namespace {
+
+// Drops the faces that repeat another face (the same corners, in any order)
+// or have fewer than three distinct corners: they add nothing to the
+// picture, and the normals filter's walk over the faces around each edge
+// grows with the square of the faces that share it (5,000 copies of one
+// triangle took minutes). Face data follows the faces kept.
+void s_dropRepeatedFaces(vtkPolyData* data) {
+    vtkCellArray* polys = data->GetPolys();
+    const vtkIdType n = polys->GetNumberOfCells();
+    vtkCellData* cells = data->GetCellData();
+    const vtkIdType firstPoly = data->GetNumberOfVerts() + data->GetNumberOfLines();
+    // Face data is kept in step for a part of polygons alone; a part that
+    // mixes cell kinds and carries cell data is left as it is.
+    if (n == 0 ||
+        ((firstPoly > 0 || data->GetNumberOfStrips() > 0) && cells->GetNumberOfArrays() > 0))
+        return;
+    struct Key {
+        vtkIdType a, b, c;
+        bool operator==(const Key& o) const { return a == o.a && b == o.b && c == o.c; }
+    };
+    struct Hash {
+        size_t operator()(const Key& k) const {
+            return size_t(k.a) * 0x9E3779B97F4A7C15ull ^ size_t(k.b) * 0xC2B2AE3D27D4EB4Full ^
+                   size_t(k.c);
+        }
+    };
+    std::unordered_set<Key, Hash> seen;
+    seen.reserve(size_t(n));
+    std::vector<vtkIdType> keep;
+    keep.reserve(size_t(n));
+    bool dropped = false;
+    vtkNew<vtkIdList> ids;
+    for (vtkIdType i = 0; i < n; ++i) {
+        polys->GetCellAtId(i, ids);
+        const vtkIdType m = ids->GetNumberOfIds();
+        std::vector<vtkIdType> corners(ids->begin(), ids->end());
+        std::sort(corners.begin(), corners.end());
+        const bool distinct =
+            m >= 3 && std::adjacent_find(corners.begin(), corners.end()) == corners.end();
+        // Triangles are compared whole; a larger polygon is kept unless
+        // degenerate.
+        const bool repeated =
+            distinct && m == 3 && !seen.insert({corners[0], corners[1], corners[2]}).second;
+        if (distinct && !repeated)
+            keep.push_back(i);
+        else
+            dropped = true;
+    }
+    if (!dropped) return;
+    vtkNew<vtkCellArray> kept;
+    kept->AllocateEstimate(vtkIdType(keep.size()), 3);
+    for (vtkIdType i : keep) {
+        polys->GetCellAtId(i, ids);
+        kept->InsertNextCell(ids);
+    }
+    if (cells->GetNumberOfArrays() > 0) {
+        vtkNew<vtkCellData> out;
+        out->CopyAllocate(cells, vtkIdType(keep.size()));
+        for (size_t k = 0; k < keep.size(); ++k)
+            out->CopyData(cells, keep[k], vtkIdType(k));
+        cells->DeepCopy(out);
+    }
+    data->SetPolys(kept);
+}
+
+} // namespace
+
 bool PartSink::add(OutPart& part, std::string& why) {
     if (!part.geometry || part.geometry->GetNumberOfPoints() == 0) return true;
     if (count_ + 1 < kMaxParts) return _write(part, why);
@@ -184,6 +257,7 @@ bool PartSink::_write(OutPart& part, std::string& why) {
         data->SetVerts(verts);
     }
     s_normaliseColours(data);
+    s_dropRepeatedFaces(data);
     if (data->GetNumberOfPolys() > 0 && !data->GetPointData()->GetNormals()) {
         vtkNew<vtkPolyDataNormals> normals;
         normals->SetInputData(data);
@@ -372,6 +446,35 @@ bool s_readWithVtk(const std::string& path, zul::scene::ModelFormat format,
     return sink.add(part, why);
 }
 
+// The file shrank while it was mapped: said, and the helper ends.
+void s_onBus(int) {
+    static const char said[] = "the file changed while it was being read (it is shorter now)\n";
+    if (::write(2, said, sizeof said - 1) < 0) {
+    }
+    _exit(1);
+}
+
+// The header's promises against the bytes that follow (ModelCheck), over a
+// mapping of the file.
+bool s_checkStructure(int fd, size_t size, zul::scene::ModelFormat format, std::string& why) {
+    if (size == 0) {
+        why = "no geometry in it (the file is empty)";
+        return false;
+    }
+    void* map = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+    if (map == MAP_FAILED) {
+        why = std::strerror(errno);
+        return false;
+    }
+    struct sigaction bus {};
+    bus.sa_handler = &s_onBus;
+    ::sigaction(SIGBUS, &bus, nullptr);
+    const bool ok =
+        zul::scene::checkModelBytes(format, static_cast<const unsigned char*>(map), size, why);
+    ::munmap(map, size);
+    return ok;
+}
+
 // VTK's PLY reader casts colours stored as floating-point numbers (0..1)
 // to bytes, which draws them black; Assimp's scales them. True when the
 // header of the PLY `head` declares such a colour.
@@ -406,13 +509,25 @@ int main(int argc, char** argv) {
     const std::string path = argv[1];
     unsigned char head[4096];
     size_t got = 0;
-    {
-        std::ifstream in(path, std::ios::binary);
-        in.read(reinterpret_cast<char*>(head), sizeof head);
-        got = size_t(in.gcount());
-    }
     using zul::scene::ModelFormat;
-    const ModelFormat format = zul::scene::modelFormatOfContent(head, got, path);
+    ModelFormat format = ModelFormat::Unknown;
+    {
+        // Opened once, without waiting for a writer: a named pipe or a
+        // device is refused, never read.
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        if (fd < 0) s_finish(1, std::string("cannot open it: ") + std::strerror(errno));
+        struct stat st {};
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+            s_finish(1, "not a regular file" + zul::scene::fileKindNote(st.st_mode));
+        const ssize_t n = ::pread(fd, head, sizeof head, 0);
+        got = n > 0 ? size_t(n) : 0;
+        format = zul::scene::modelFormatOfContent(head, got, path);
+        // The structure is checked here, in the helper: a file that shrinks
+        // under the mapping raises SIGBUS in this process only, which says so.
+        std::string why;
+        if (!s_checkStructure(fd, size_t(st.st_size), format, why)) s_finish(1, why);
+        ::close(fd);
+    }
     zul::scene::helper::PartSink sink(argv[2]);
     std::string why;
     bool ok = false;

@@ -66,4 +66,9 @@ ZUL_PLATFORM_API bool stlLooksTextual(const unsigned char* data, size_t size);
 ZUL_PLATFORM_API bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size,
                                       std::string& why);
 
+// What a file of mode `mode` (stat's st_mode) is when it is not a regular
+// file, for a refusal: " (a named pipe)", " (a directory)", " (a device)",
+// " (a socket)"; "" otherwise.
+ZUL_PLATFORM_API std::string fileKindNote(unsigned mode);
+
 } // namespace zul::scene
