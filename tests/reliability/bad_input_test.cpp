@@ -90,7 +90,7 @@ TEST_F(BadInput, DamagedViewFiles) {
         const std::string added = names().substr(namesBefore.size());
         EXPECT_EQ(added, c.added ? std::string(c.added) : std::string(1018, 'a') + ";");
         if (FAILED(c.expected)) {
-            EXPECT_EQ(readFile(userHive_), hiveBefore);
+            EXPECT_TRUE(sameBytes(readFile(userHive_), hiveBefore));
         }
         for (const char* n : {"After", "Odd", "Nu"})
             store->DestroyViewExt(n);
@@ -144,5 +144,5 @@ TEST_F(BadInput, ExtremeNames) {
     }
     const std::string hiveBefore = readFile(userHive_);
     EXPECT_EQ(store->CreateViewInfo("", FullViewInfo{}), E_INVALIDARG);
-    EXPECT_EQ(readFile(userHive_), hiveBefore);
+    EXPECT_TRUE(sameBytes(readFile(userHive_), hiveBefore));
 }

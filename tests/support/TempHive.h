@@ -39,6 +39,17 @@ protected:
         std::ifstream in(path, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), {});
     }
+    // Compares a file's bytes with what they were. A hive is binary: on a
+    // mismatch this names the sizes and the first differing offset instead of
+    // letting the framework print a line diff of a binary file.
+    static ::testing::AssertionResult sameBytes(const std::string& now, const std::string& was) {
+        if (now == was) return ::testing::AssertionSuccess();
+        size_t at = 0;
+        while (at < now.size() && at < was.size() && now[at] == was[at])
+            ++at;
+        return ::testing::AssertionFailure() << "the bytes differ: " << now.size() << " now, "
+                                             << was.size() << " before, first at offset " << at;
+    }
     static void writeFile(const std::string& path, const std::string& bytes) {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         out << bytes;
