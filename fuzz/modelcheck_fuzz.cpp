@@ -3,7 +3,9 @@
 // else PLY); the rest is the file. The checks must never read outside the
 // bytes, allocate in proportion to a header's claims or loop without end;
 // and a PLY they accept really holds the data its header declares (walked
-// again here with a second, independent count of the file's lines).
+// again here with a second, independent count of the file's lines). The
+// lenient mend accepts at least what the check accepts, and what it makes
+// of a file (its header before the bytes it keeps) passes the strict check.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -31,6 +33,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         const bool binary = double(n - text) / double(n) >= 0.05;
         if (binary && promised != 0 && (size - 1 - 84) / 50 < promised) std::abort();
+    }
+    zul::scene::ModelMend mend;
+    std::string mendWhy;
+    const bool mended = zul::scene::mendModelBytes(format, data + 1, size - 1, mend, mendWhy);
+    if (ok && (!mended || !mend.notes.empty())) std::abort(); // a sound file needs no mending
+    if (!mended && mendWhy.empty()) std::abort();
+    if (mended && !mend.header.empty()) {
+        if (mend.bodyBegin > mend.bodyEnd || mend.bodyEnd > size - 1) std::abort();
+        const std::string whole =
+            mend.header + std::string(reinterpret_cast<const char*>(data + 1) + mend.bodyBegin,
+                                      mend.bodyEnd - mend.bodyBegin);
+        std::string again;
+        if (!zul::scene::checkModelBytes(
+                format, reinterpret_cast<const unsigned char*>(whole.data()), whole.size(), again))
+            std::abort();
     }
     return 0;
 }

@@ -308,6 +308,85 @@ TEST_F(ModelFormats, RealMeshFilesOpen) {
         EXPECT_NEAR(b[i], i % 2 ? 0.5 : -0.5, 1e-5);
 }
 
+// Files other viewers draw although they stray from their format: each is
+// drawn, and where less is drawn than the file declares, a note says how
+// much. A file that is no model at all is refused by what it is.
+TEST_F(ModelFormats, StrayRealFilesAreDrawnAndSayWhatIsMissing) {
+    if (!fs::exists(kAssimpModels / "PLY/Wuson.ply"))
+        GTEST_SKIP() << "Debian package assimp-testmodels is not installed";
+    auto read = [](const std::string& relative, zul::scene::Model& model) {
+        std::string why;
+        EXPECT_TRUE(zul::scene::readModel((kAssimpModels / relative).string(), model, why))
+            << relative << ": " << why;
+    };
+    auto notes = [](const zul::scene::Model& model) {
+        std::string all;
+        for (const std::string& n : model.notes)
+            all += n + "|";
+        return all;
+    };
+    {
+        zul::scene::Model model; // a producer's line without "comment"
+        read("PLY/Wuson.ply", model);
+        EXPECT_GT(model.triangles(), 3000u);
+        EXPECT_EQ(notes(model), "Header line 3 is not PLY and was skipped.|");
+    }
+    {
+        zul::scene::Model model; // a body cut short
+        read("PLY/pond.0.ply", model);
+        EXPECT_EQ(model.points(), 70048u);
+        EXPECT_EQ(notes(model),
+                  "The file ends before its header says: it holds 70048 of 70051 vertices.|");
+    }
+    // The same box in UTF-8 and in UTF-16; the same cube likewise.
+    for (const auto& [plain, wide] :
+         {std::pair{"OBJ/box.obj", "OBJ/box_UTF16BE.obj"},
+          std::pair{"Collada/cube_UTF8BOM.dae", "Collada/cube_UTF16LE.dae"}}) {
+        zul::scene::Model a, b;
+        read(plain, a);
+        read(wide, b);
+        EXPECT_GT(b.triangles(), 0u) << wide;
+        EXPECT_EQ(a.triangles(), b.triangles()) << wide;
+        EXPECT_TRUE(b.notes.empty()) << notes(b);
+    }
+    // Points alone, as vertex lines or as point elements.
+    for (const char* cloud : {"OBJ/point_cloud.obj", "OBJ/testpoints.obj", "PLY/points.ply"}) {
+        zul::scene::Model model;
+        read(cloud, model);
+        EXPECT_GT(model.points(), 0u) << cloud;
+        EXPECT_EQ(model.triangles(), 0u) << cloud;
+        zul::scene::Scene scene;
+        scene.addModel(std::move(model));
+        EXPECT_GE(scene.pointSize(), 5.0) << cloud << ": a sparse cloud's points are seen";
+    }
+    EXPECT_LT(zul::scene::Scene::automaticPointSize(4000000),
+              zul::scene::Scene::automaticPointSize(1000))
+        << "a dense cloud's points are smaller";
+    // glTF files Assimp's schema check refuses, VRML 2 and DXF.
+    for (const char* drawn :
+         {"glTF2/wrongTypes/badNumber.gltf", "glTF2/wrongTypes/badString.gltf",
+          "glTF2/issue_3269/texcoord_crash.gltf", "WRL/Wuson.wrl", "DXF/wuson.dxf"}) {
+        zul::scene::Model model;
+        read(drawn, model);
+        EXPECT_GT(model.triangles(), 0u) << drawn;
+    }
+    // Not models: by what they are, in words, never a library's own.
+    std::string png = "\x89PNG\r\n\x1A\n";
+    png += std::string(200, '\0');
+    const std::pair<std::string, std::string> refused[] = {
+        {write("picture.stl", png), "not an STL file: it starts like a PNG picture"},
+        {write("letter.obj", "Dear reader,\nthis is a letter.\n"), "not an OBJ file"},
+        {write("old.wrl", "#VRML V1.0 ascii\nSeparator { }\n"), "only VRML 2"},
+        {(kAssimpModels / "glTF2/wrongTypes/badObject.gltf").string(), "not a glTF file"},
+    };
+    for (const auto& [path, said] : refused) {
+        zul::scene::Model model;
+        std::string why;
+        EXPECT_FALSE(zul::scene::readModel(path, model, why)) << path;
+        EXPECT_NE(why.find(said), std::string::npos) << why;
+    }
+}
+
 // A damaged file of each reader: a message naming the file, nothing added.
 TEST_F(ModelFormats, ADamagedFileOfEachReaderIsAMessageAndChangesNothing) {
     const std::string step = (dir_ / "three.step").string();

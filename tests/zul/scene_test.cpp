@@ -93,7 +93,9 @@ TEST_F(SceneFiles, BadFilesAreRefusedAndChangeNothing) {
 }
 
 // Files whose header promises what their data does not hold: VTK's readers
-// crash, abort or read on into nothing on each of these.
+// crash, abort or read on into nothing on each of these. Where the data
+// that is there holds together, it is drawn and the shortfall said; where
+// nothing can be trusted, the file is refused with what does not fit.
 TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
     zul::scene::Scene scene;
     scene.addSampleModel();
@@ -106,25 +108,40 @@ TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
     };
     std::string truncatedStl(84 + 50 * 3, '\0');
     truncatedStl[80] = 12; // twelve triangles promised, three there
-    const Case cases[] = {
+    const Case refused[] = {
         {"short.ply",
          "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nend_header\n1\n2\n",
          "declares 3 vertex elements, but the data ends after 2"},
-        {"nofaces.ply", header + "0 0 0\n1 0 0\n0 1 0\n",
-         "declares 1 face element, but the data ends after 0"},
         {"badindex.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n",
          "face 1 names vertex 7, but there are 3"},
-        {"shortlist.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1\n",
+        {"shortlist.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1\n4 0 1 2 0\n",
          "promises 3 values, the line holds 2"},
-        {"truncated.stl", truncatedStl, "the header promises 12 triangles, the file holds 3"},
+        {"nothing.stl",
+         std::string(80, '\0') + std::string("\x05\0\0\0", 4) + std::string(49, '\0'),
+         "the header promises 5 triangles, the file holds 0"},
     };
-    for (const Case& c : cases) {
+    for (const Case& c : refused) {
         std::string error;
         const std::string path = (dir_ / c.name).string();
         std::ofstream(path, std::ios::binary) << c.text;
         EXPECT_FALSE(scene.addFile(path, error)) << c.name;
         EXPECT_NE(error.find(path), std::string::npos) << error;
         EXPECT_NE(error.find(c.said), std::string::npos) << error;
+    }
+    EXPECT_EQ(scene.partCount(), parts) << "the scene is as it was";
+    const Case drawn[] = {
+        {"nofaces.ply", header + "0 0 0\n1 0 0\n0 1 0\n", "it holds 0 of 1 faces"},
+        {"lastcut.ply", header + "0 0 0\n1 0 0\n0 1 0\n3 0 1\n", "0 of 1 faces"},
+        {"truncated.stl", truncatedStl, "it holds 3 of 12 triangles"},
+    };
+    for (const Case& c : drawn) {
+        std::string error;
+        std::vector<std::string> notes;
+        const std::string path = (dir_ / c.name).string();
+        std::ofstream(path, std::ios::binary) << c.text;
+        EXPECT_TRUE(scene.addFile(path, error, &notes)) << c.name << ": " << error;
+        ASSERT_EQ(notes.size(), 1u) << c.name;
+        EXPECT_NE(notes[0].find(c.said), std::string::npos) << notes[0];
     }
     // A binary PLY cut inside its faces, in both byte orders.
     for (const char* order : {"binary_little_endian", "binary_big_endian"}) {
@@ -141,7 +158,6 @@ TEST_F(SceneFiles, AHeaderThatLiesIsReportedWithWhatDoesNotFit) {
                   std::string::npos)
             << why;
     }
-    EXPECT_EQ(scene.partCount(), parts) << "the scene is as it was";
 }
 
 // What the checks cannot see, the reader's helper process takes: a reader

@@ -12,6 +12,8 @@
 #include <QStatusBar>
 #include <QUrl>
 
+#include <cstdio>
+
 #include "MainWindow.h"
 #include "ViewerSettings.h"
 #include "zul/scene/ModelCheck.h"
@@ -39,12 +41,22 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
     if (read.isEmpty()) return;
     _noteRecent(read);
     scene_.clear();
-    for (zul::scene::Model& model : models)
-        scene_.addModel(std::move(model));
+    // What a file holds beyond what is drawn stays on the status bar longer
+    // and goes to the standard error too.
+    QStringList notes;
+    for (size_t i = 0; i < models.size(); ++i) {
+        for (const std::string& note : models[i].notes) {
+            const QString name = QFileInfo(read.value(int(i))).fileName();
+            notes << tr("%1: %2").arg(name, QString::fromStdString(note));
+            std::fprintf(stderr, "zulview: %s\n", qPrintable(notes.back()));
+        }
+        scene_.addModel(std::move(models[i]));
+    }
     setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
     StartView();
-    statusBar()->showMessage(tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary()),
-                             10000);
+    QString message = tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary());
+    if (!notes.isEmpty()) message += " - " + notes.join(' ');
+    statusBar()->showMessage(message, notes.isEmpty() ? 10000 : 60000);
 }
 
 bool MainWindow::OpenModels(const QStringList& paths, QString& error) {

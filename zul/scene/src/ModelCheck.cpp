@@ -15,12 +15,20 @@ namespace zul::scene {
 
 const std::vector<ModelFormatInfo>& modelFormats() {
     static const std::vector<ModelFormatInfo> formats = {
-        {ModelFormat::Step, "STEP", "step stp"}, {ModelFormat::Iges, "IGES", "iges igs"},
-        {ModelFormat::Stl, "STL", "stl"},        {ModelFormat::Obj, "OBJ with MTL colours", "obj"},
-        {ModelFormat::Ply, "PLY", "ply"},        {ModelFormat::Gltf, "glTF", "gltf glb"},
-        {ModelFormat::ThreeMf, "3MF", "3mf"},    {ModelFormat::Collada, "COLLADA", "dae"},
-        {ModelFormat::Fbx, "FBX", "fbx"},        {ModelFormat::Off, "OFF", "off"},
-        {ModelFormat::ThreeDs, "3DS", "3ds"},    {ModelFormat::Vtp, "VTK polygonal data", "vtp"},
+        {ModelFormat::Step, "STEP", "step stp"},
+        {ModelFormat::Iges, "IGES", "iges igs"},
+        {ModelFormat::Stl, "STL", "stl"},
+        {ModelFormat::Obj, "OBJ with MTL colours", "obj"},
+        {ModelFormat::Ply, "PLY", "ply"},
+        {ModelFormat::Gltf, "glTF", "gltf glb"},
+        {ModelFormat::ThreeMf, "3MF", "3mf"},
+        {ModelFormat::Collada, "COLLADA", "dae"},
+        {ModelFormat::Fbx, "FBX", "fbx"},
+        {ModelFormat::Off, "OFF", "off"},
+        {ModelFormat::ThreeDs, "3DS", "3ds"},
+        {ModelFormat::Dxf, "DXF", "dxf"},
+        {ModelFormat::Vrml, "VRML 2", "wrl vrml"},
+        {ModelFormat::Vtp, "VTK polygonal data", "vtp"},
     };
     return formats;
 }
@@ -62,6 +70,16 @@ const char* modelFormatName(ModelFormat format) {
     return "unknown";
 }
 
+std::string modelFileKind(ModelFormat format) {
+    std::string name = modelFormatName(format);
+    name = name.substr(0, name.find(" with ")); // "OBJ with MTL colours"
+    // Said letter by letter, these open with a vowel sound.
+    const bool an = format == ModelFormat::Stl || format == ModelFormat::Obj ||
+                    format == ModelFormat::Off || format == ModelFormat::Iges ||
+                    format == ModelFormat::Fbx;
+    return (an ? "an " : "a ") + name + " file";
+}
+
 ModelFormat modelFormatOf(const std::string& path) {
     std::string ext = std::filesystem::path(path).extension().string();
     std::transform(ext.begin(), ext.end(), ext.begin(),
@@ -85,6 +103,7 @@ ModelFormat modelFormatOfContent(const unsigned char* head, size_t size, const s
         lead.remove_prefix(1);
     const ModelFormat byName = modelFormatOf(path);
     if (lead.substr(0, 12) == "ISO-10303-21") return ModelFormat::Step;
+    if (startsWith("#VRML ")) return ModelFormat::Vrml;
     if (startsWith("glTF")) return ModelFormat::Gltf; // the binary container
     if (startsWith("Kaydara FBX Binary")) return ModelFormat::Fbx;
     if (startsWith("ply\n") || startsWith("ply\r")) return ModelFormat::Ply;
@@ -116,6 +135,31 @@ ModelFormat modelFormatOfContent(const unsigned char* head, size_t size, const s
     return byName;
 }
 
+std::string foreignFileKind(const unsigned char* head, size_t size) {
+    static const struct {
+        std::string_view magic;
+        const char* kind;
+    } kinds[] = {
+        {"\x89PNG\r\n\x1A\n", "a PNG picture"},
+        {"\xFF\xD8\xFF", "a JPEG picture"},
+        {"GIF87a", "a GIF picture"},
+        {"GIF89a", "a GIF picture"},
+        {"%PDF-", "a PDF document"},
+        {"PK\x03\x04", "a ZIP archive"},
+        {"\x7F"
+         "ELF",
+         "a program"},
+        {"\x1F\x8B", "a gzip-compressed file"},
+        {"7z\xBC\xAF\x27\x1C", "a 7-Zip archive"},
+        {"Rar!\x1A\x07", "a RAR archive"},
+        {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", "an Office document"},
+    };
+    const std::string_view text(reinterpret_cast<const char*>(head), size);
+    for (const auto& k : kinds)
+        if (text.substr(0, k.magic.size()) == k.magic) return k.kind;
+    return {};
+}
+
 namespace {
 
 // ---------------------------------------------------------------------------
@@ -136,7 +180,7 @@ bool stlLooksTextual(const unsigned char* data, size_t size) {
 
 namespace {
 
-bool s_checkStl(const unsigned char* data, size_t size, std::string& why) {
+bool s_checkStl(const unsigned char* data, size_t size, ModelMend* mend, std::string& why) {
     if (stlLooksTextual(data, size)) return true; // the text parser reads what is there
     if (size < 84) {
         why = "too short for a binary STL file (" + std::to_string(size) +
@@ -147,6 +191,13 @@ bool s_checkStl(const unsigned char* data, size_t size, std::string& why) {
                               uint32_t(data[82]) << 16 | uint32_t(data[83]) << 24;
     const uint64_t held = (size - 84) / 50;
     // A count of 0 is a known writer's bug: the reader then takes what is there.
+    if (promised != 0 && held < promised && mend && held > 0) {
+        // The reader takes the triangles the file holds whole.
+        mend->notes.push_back("The file ends before its header says: it holds " +
+                              std::to_string(held) + " of " + std::to_string(promised) +
+                              " triangles.");
+        return true;
+    }
     if (promised != 0 && held < promised) {
         why = "damaged binary STL: the header promises " + std::to_string(promised) +
               " triangles, the file holds " + std::to_string(held);
@@ -201,6 +252,7 @@ bool s_plyInteger(PlyType t) {
 
 struct PlyProperty {
     std::string name;
+    std::string line; // as the header gives it
     PlyType type = PlyType::None;
     PlyType countType = PlyType::None; // None: not a list
 };
@@ -261,19 +313,27 @@ int64_t s_binaryInteger(const unsigned char* p, PlyType type, bool bigEndian) {
     }
 }
 
+// Checks a PLY file's header against its data. Given a mend, it is lenient
+// where a reader can still draw what the file holds: header lines that are
+// not PLY (a producer's note written without "comment") are skipped, and a
+// body that ends before the header's counts keeps the instances it holds
+// whole; the mend then carries the header to read the kept bytes with.
 class PlyChecker {
 public:
-    PlyChecker(const unsigned char* data, size_t size) : data_(data), size_(size) {}
+    PlyChecker(const unsigned char* data, size_t size, ModelMend* mend = nullptr)
+        : data_(data), size_(size), mend_(mend) {}
 
     bool check(std::string& why) {
         if (!_header(why)) return false;
         const PlyElement* vertex = _element("vertex");
         vertexCount_ = vertex ? vertex->count : 0;
+        bodyBegin_ = pos_;
         if (!(ascii_ ? _asciiData(why) : _binaryData(why))) return false;
         if (!vertex || !_has(*vertex, "x") || !_has(*vertex, "y") || !_has(*vertex, "z")) {
             why = "no vertex element with x, y and z properties";
             return false;
         }
+        if (mend_ && (!skipped_.empty() || !declared_.empty())) _writeMend();
         return true;
     }
 
@@ -305,12 +365,17 @@ private:
             const std::string at = " (header line " + std::to_string(number) + ")";
             if (w.empty() || w[0] == "comment" || w[0] == "obj_info") continue;
             if (w[0] == "end_header") break;
+            if (w[0] != "format" && w[0] != "element" && w[0] != "property" && mend_) {
+                skipped_.push_back(number);
+                continue;
+            }
             if (w[0] == "format") {
                 if (w.size() != 3 || (w[1] != "ascii" && w[1] != "binary_little_endian" &&
                                       w[1] != "binary_big_endian")) {
                     why = "unknown format line" + at;
                     return false;
                 }
+                formatLine_ = std::string(w[0]) + " " + std::string(w[1]) + " " + std::string(w[2]);
                 ascii_ = w[1] == "ascii";
                 bigEndian_ = w[1] == "binary_big_endian";
                 format = true;
@@ -341,6 +406,9 @@ private:
                     why = "a property line the reader does not know" + at;
                     return false;
                 }
+                p.line = std::string(line);
+                while (!p.line.empty() && p.line.back() == '\r')
+                    p.line.pop_back();
                 elements_.back().properties.push_back(std::move(p));
             } else {
                 why = "a header line the reader does not know" + at;
@@ -384,16 +452,21 @@ private:
     }
 
     bool _asciiData(std::string& why) {
-        for (const PlyElement& e : elements_) {
+        for (PlyElement& e : elements_) {
             for (uint64_t k = 0; k < e.count; ++k) {
                 std::string_view line;
+                const size_t start = pos_;
                 if (!_line(line)) {
+                    if (_endsAt(e, k, start)) return true;
                     why = _shortOf(e, k, "the data ends");
                     return false;
                 }
                 const auto w = s_words(line);
                 size_t at = 0;
                 for (const PlyProperty& p : e.properties) {
+                    // The last line, cut short, is an instance the file
+                    // does not hold whole.
+                    if (at >= w.size() && pos_ >= size_ && _endsAt(e, k, start)) return true;
                     if (at >= w.size()) {
                         why = e.name + " " + std::to_string(k + 1) + " of " +
                               std::to_string(e.count) + " (line " + std::to_string(line_) +
@@ -411,6 +484,7 @@ private:
                         return false;
                     }
                     ++at;
+                    if (w.size() - at < n && pos_ >= size_ && _endsAt(e, k, start)) return true;
                     if (w.size() - at < n) {
                         why = e.name + " " + std::to_string(k + 1) + " (line " +
                               std::to_string(line_) + "): the list " + p.name + " promises " +
@@ -431,7 +505,7 @@ private:
     }
 
     bool _binaryData(std::string& why) {
-        for (const PlyElement& e : elements_) {
+        for (PlyElement& e : elements_) {
             // Fixed-size elements are checked in one step.
             bool fixed = true;
             size_t each = 0;
@@ -442,6 +516,7 @@ private:
             if (fixed) {
                 const uint64_t room = (size_ - pos_) / std::max<size_t>(each, 1);
                 if (each > 0 && room < e.count) {
+                    if (_endsAt(e, room, pos_ + size_t(room * each))) return true;
                     why = _shortOf(e, room, "the data ends");
                     return false;
                 }
@@ -449,11 +524,13 @@ private:
                 continue;
             }
             for (uint64_t k = 0; k < e.count; ++k) {
+                const size_t start = pos_;
                 for (const PlyProperty& p : e.properties) {
                     const size_t countSize =
                         p.countType == PlyType::None ? 0 : s_plySize(p.countType);
                     if (p.countType == PlyType::None) {
                         if (size_ - pos_ < s_plySize(p.type)) {
+                            if (_endsAt(e, k, start)) return true;
                             why = _shortOf(e, k, "the data ends");
                             return false;
                         }
@@ -461,6 +538,7 @@ private:
                         continue;
                     }
                     if (size_ - pos_ < countSize) {
+                        if (_endsAt(e, k, start)) return true;
                         why = _shortOf(e, k, "the data ends");
                         return false;
                     }
@@ -473,6 +551,7 @@ private:
                     }
                     const size_t item = s_plySize(p.type);
                     if ((size_ - pos_) / item < uint64_t(n)) {
+                        if (_endsAt(e, k, start)) return true;
                         why = _shortOf(e, k, "the data ends");
                         return false;
                     }
@@ -504,11 +583,81 @@ private:
         return true;
     }
 
+    // The body ends inside instance `k` of `e`, which starts at byte
+    // `start`: with a mend, the file is kept up to there and every count
+    // from here on lowered to what it holds. False without a mend.
+    bool _endsAt(PlyElement& e, uint64_t k, size_t start) {
+        if (!mend_) return false;
+        // Faces before the cut were checked against vertices the cut
+        // removes: nothing of them could be trusted.
+        bool before = true, facesBefore = false, verticesCut = false;
+        for (const PlyElement& each : elements_) {
+            const bool kept = before && (&each == &e ? k > 0 : each.count > 0);
+            before &= &each != &e;
+            if (kept)
+                for (const PlyProperty& p : each.properties)
+                    facesBefore |= _isIndexList(each, p);
+            verticesCut |= !before && each.name == "vertex";
+        }
+        if (facesBefore && verticesCut) return false;
+        bool from = false;
+        for (PlyElement& each : elements_) {
+            from |= &each == &e;
+            if (!from) continue;
+            declared_.emplace_back(each.name, each.count);
+            each.count = &each == &e ? k : 0;
+        }
+        bodyEnd_ = start;
+        return true;
+    }
+
+    static std::string _plural(const std::string& name) {
+        if (name == "vertex") return "vertices";
+        if (name == "face") return "faces";
+        return name + " elements";
+    }
+
+    void _writeMend() {
+        ModelMend& m = *mend_;
+        m.header = "ply\n" + formatLine_ + "\n";
+        for (const PlyElement& e : elements_) {
+            m.header += "element " + e.name + " " + std::to_string(e.count) + "\n";
+            for (const PlyProperty& p : e.properties)
+                m.header += p.line + "\n";
+        }
+        m.header += "end_header\n";
+        m.bodyBegin = bodyBegin_;
+        m.bodyEnd = declared_.empty() ? size_ : bodyEnd_;
+        if (!skipped_.empty()) {
+            std::string lines;
+            for (size_t i = 0; i < skipped_.size(); ++i)
+                lines += (i ? ", " : "") + std::to_string(skipped_[i]);
+            m.notes.push_back(skipped_.size() == 1
+                                  ? "Header line " + lines + " is not PLY and was skipped."
+                                  : "Header lines " + lines + " are not PLY and were skipped.");
+        }
+        if (!declared_.empty()) {
+            std::string held;
+            for (const auto& [name, count] : declared_) {
+                if (count == 0) continue;
+                const PlyElement* now = _element(name);
+                held += (held.empty() ? "" : ", ") + std::to_string(now ? now->count : 0) + " of " +
+                        std::to_string(count) + " " + _plural(name);
+            }
+            m.notes.push_back("The file ends before its header says: it holds " + held + ".");
+        }
+    }
+
     const unsigned char* data_;
     size_t size_, pos_ = 0, line_ = 0;
+    ModelMend* mend_ = nullptr;
     bool ascii_ = true, bigEndian_ = false;
+    std::string formatLine_;
     std::vector<PlyElement> elements_;
     uint64_t vertexCount_ = 0;
+    size_t bodyBegin_ = 0, bodyEnd_ = 0;
+    std::vector<int> skipped_;                               // header lines left out
+    std::vector<std::pair<std::string, uint64_t>> declared_; // counts lowered, as declared
 };
 
 } // namespace
@@ -516,9 +665,22 @@ private:
 bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size, std::string& why) {
     switch (format) {
     case ModelFormat::Stl:
-        return s_checkStl(data, size, why);
+        return s_checkStl(data, size, nullptr, why);
     case ModelFormat::Ply:
         return PlyChecker(data, size).check(why);
+    default:
+        return true;
+    }
+}
+
+bool mendModelBytes(ModelFormat format, const unsigned char* data, size_t size, ModelMend& mend,
+                    std::string& why) {
+    mend = ModelMend{};
+    switch (format) {
+    case ModelFormat::Stl:
+        return s_checkStl(data, size, &mend, why);
+    case ModelFormat::Ply:
+        return PlyChecker(data, size, &mend).check(why);
     default:
         return true;
     }

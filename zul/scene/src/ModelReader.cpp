@@ -111,10 +111,16 @@ bool s_readParts(const std::string& folder, Model& model, std::string& why) {
     return true;
 }
 
-// Hands each progress line of the helper ("progress PERMILLE PHASE") on.
-void s_progressLines(std::string& pending, const ReadProgress& progress) {
+// Hands each progress line of the helper ("progress PERMILLE PHASE") on and
+// keeps its notes ("note SENTENCE"; a few at most).
+void s_progressLines(std::string& pending, const ReadProgress& progress,
+                     std::vector<std::string>& notes) {
     for (size_t eol; (eol = pending.find('\n')) != std::string::npos; pending.erase(0, eol + 1)) {
         const std::string line = pending.substr(0, eol);
+        if (line.rfind("note ", 0) == 0) {
+            if (notes.size() < 16) notes.push_back(line.substr(5, 1000));
+            continue;
+        }
         int permille = 0, used = 0;
         if (progress && std::sscanf(line.c_str(), "progress %d %n", &permille, &used) == 1 &&
             used > 0)
@@ -179,7 +185,19 @@ bool readModel(const std::string& path, Model& model, std::string& why,
             why = name + "no geometry in it (the file is empty)";
             return false;
         }
-        format = modelFormatOfContent(head, n > 0 ? size_t(n) : 0, path);
+        const size_t got = n > 0 ? size_t(n) : 0;
+        format = modelFormatOfContent(head, got, path);
+        // A picture or an archive given a model's name is told apart by its
+        // first bytes before any reader sees it (a 3MF model is a ZIP
+        // archive, and known as one).
+        if (const std::string other = foreignFileKind(head, got);
+            !other.empty() && format != ModelFormat::ThreeMf) {
+            why = name + "not " +
+                  (format == ModelFormat::Unknown ? std::string("a model file")
+                                                  : modelFileKind(format)) +
+                  ": it starts like " + other;
+            return false;
+        }
     }
     if (format == ModelFormat::Unknown) {
         why = name + "not a model file this viewer reads (it reads " + modelFormatList() + ")";
@@ -233,6 +251,7 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     ::close(errPipe[1]);
     ::close(outPipe[1]);
     std::string err, out;
+    std::vector<std::string> notes;
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(kModelReadSeconds);
     bool timedOut = false;
@@ -262,7 +281,7 @@ bool readModel(const std::string& path, Model& model, std::string& why,
                 if (err.size() > 65536) err.erase(0, err.size() - 16384);
             } else {
                 out.append(buf, size_t(n));
-                s_progressLines(out, progress);
+                s_progressLines(out, progress, notes);
             }
         }
     }
@@ -300,6 +319,7 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     for (size_t i = 0; i < read.parts.size(); ++i)
         if (read.parts[i].name.empty())
             read.parts[i].name = read.parts.size() == 1 ? stem : stem + " " + std::to_string(i + 1);
+    read.notes = std::move(notes);
     model = std::move(read);
     return true;
 }

@@ -155,7 +155,14 @@ bool Scene::setCoarse(bool coarse) {
     return changed;
 }
 
+double Scene::automaticPointSize(size_t points) {
+    // 10 pixels for a hundred points or fewer, 5 for ten thousand, about 3
+    // for a million, never below 2.
+    return std::clamp(20.0 / std::log10(double(std::max<size_t>(points, 10))), 2.0, 10.0);
+}
+
 void Scene::setPointSize(double pixels) {
+    pointSizeChosen_ = true;
     pointSize_ = std::clamp(pixels, 1.0, 50.0);
     for (Part& p : parts_)
         if (p.points) p.actor->GetProperty()->SetPointSize(float(pointSize_));
@@ -212,9 +219,10 @@ void Scene::addSampleModel() {
     }
 }
 
-bool Scene::addFile(const std::string& path, std::string& error) {
+bool Scene::addFile(const std::string& path, std::string& error, std::vector<std::string>* notes) {
     Model model;
     if (!readModel(path, model, error)) return false;
+    if (notes) notes->insert(notes->end(), model.notes.begin(), model.notes.end());
     addModel(std::move(model));
     return true;
 }
@@ -260,6 +268,11 @@ void Scene::addModel(Model&& model) {
         _add(std::move(part));
     }
     model.parts.clear();
+    if (!pointSizeChosen_) {
+        pointSize_ = automaticPointSize(pointCount());
+        for (Part& p : parts_)
+            if (p.points) p.actor->GetProperty()->SetPointSize(float(pointSize_));
+    }
 }
 
 void Scene::takePartsOf(Scene& other) {

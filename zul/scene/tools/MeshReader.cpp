@@ -2,8 +2,10 @@
 // (with its MTL file). Every mesh placed by a node of the file's scene is a
 // part, transformed to where the node tree puts it, named by its node, in
 // its material's colour or with its vertex colours.
+#include <assimp/DefaultIOSystem.h>
 #include <assimp/DefaultLogger.hpp>
 #include <assimp/Importer.hpp>
+#include <assimp/MemoryIOWrapper.h>
 #include <assimp/ProgressHandler.hpp>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
@@ -14,12 +16,18 @@
 #include <vtkPoints.h>
 #include <vtkUnsignedCharArray.h>
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "ReadParts.h"
+#include "zul/scene/ModelCheck.h"
 
 namespace zul::scene::helper {
 namespace {
@@ -31,6 +39,101 @@ public:
         return true;
     }
 };
+
+// The text of a file written in UTF-16 with a byte order mark, as UTF-8;
+// empty when the file is not so written (or its UTF-16 is broken). The
+// text readers take UTF-8 only.
+std::string s_utf16AsUtf8(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    char mark[2] = {};
+    if (!in.read(mark, 2)) return {};
+    const bool little = mark[0] == '\xFF' && mark[1] == '\xFE';
+    const bool big = mark[0] == '\xFE' && mark[1] == '\xFF';
+    if (!little && !big) return {};
+    const std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    std::u16string units(bytes.size() / 2, u'\0');
+    for (size_t i = 0; i < units.size(); ++i) {
+        const auto lo = static_cast<unsigned char>(bytes[2 * i + (big ? 1 : 0)]);
+        const auto hi = static_cast<unsigned char>(bytes[2 * i + (big ? 0 : 1)]);
+        units[i] = char16_t(lo | hi << 8);
+    }
+    std::string text;
+    try {
+        utf8::utf16to8(units.begin(), units.end(), std::back_inserter(text));
+    } catch (const utf8::exception&) {
+        return {};
+    }
+    return text;
+}
+
+// The file system as Assimp sees it, except that the model file itself
+// reads as `text` (its UTF-8 form); the files it names (an OBJ's MTL, a
+// COLLADA file's pictures) are read from beside it as usual.
+class DecodedFileSystem : public Assimp::DefaultIOSystem {
+public:
+    DecodedFileSystem(std::string path, std::string text)
+        : path_(std::move(path)), text_(std::move(text)) {}
+    Assimp::IOStream* Open(const char* file, const char* mode) override {
+        if (file && ComparePaths(file, path_.c_str()))
+            return new Assimp::MemoryIOStream(reinterpret_cast<const uint8_t*>(text_.data()),
+                                              text_.size());
+        return DefaultIOSystem::Open(file, mode);
+    }
+
+private:
+    std::string path_, text_;
+};
+
+// The vertices of an OBJ text that holds points only ("v x y z", perhaps
+// with "r g b" after them): Assimp refuses a mesh without faces. Null when
+// the text has no vertex lines.
+vtkSmartPointer<vtkPolyData> s_objPoints(const std::string& text) {
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToFloat();
+    vtkNew<vtkUnsignedCharArray> colours;
+    colours->SetName("zul_colour");
+    colours->SetNumberOfComponents(4);
+    bool coloured = true;
+    size_t at = 0;
+    while (at < text.size()) {
+        size_t end = text.find('\n', at);
+        if (end == std::string::npos) end = text.size();
+        const char* line = text.c_str() + at;
+        // A file with faces or lines is a mesh whatever Assimp made of it.
+        if ((line[0] == 'f' || line[0] == 'l') && end - at > 1 &&
+            (line[1] == ' ' || line[1] == '\t'))
+            return nullptr;
+        if (end - at > 2 && line[0] == 'v' && (line[1] == ' ' || line[1] == '\t')) {
+            double v[6];
+            const std::string fields(line + 2, end - at - 2);
+            const int n = std::sscanf(fields.c_str(), "%lf %lf %lf %lf %lf %lf", &v[0], &v[1],
+                                      &v[2], &v[3], &v[4], &v[5]);
+            if (n >= 3 && std::isfinite(v[0] + v[1] + v[2])) {
+                points->InsertNextPoint(v);
+                coloured &= n == 6;
+                if (coloured) {
+                    unsigned char rgba[4] = {0, 0, 0, 255};
+                    for (int k = 0; k < 3; ++k)
+                        rgba[k] = (unsigned char)std::lround(
+                            255.0 *
+                            (std::isfinite(v[3 + k]) ? std::clamp(v[3 + k], 0.0, 1.0) : 1.0));
+                    colours->InsertNextTypedTuple(rgba);
+                }
+            }
+        }
+        at = end + 1;
+    }
+    if (points->GetNumberOfPoints() == 0) return nullptr;
+    auto data = vtkSmartPointer<vtkPolyData>::New();
+    data->SetPoints(points);
+    if (coloured) data->GetPointData()->SetScalars(colours);
+    return data;
+}
+
+std::string s_readText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), {});
+}
 
 bool s_finite(const aiColor4D& c) {
     return std::isfinite(c.r) && std::isfinite(c.g) && std::isfinite(c.b) && std::isfinite(c.a);
@@ -112,18 +215,25 @@ vtkSmartPointer<vtkPolyData> s_geometry(const aiMesh& mesh, const aiMatrix4x4& p
 
 } // namespace
 
-bool readMeshFile(const std::string& path, PartSink& sink, std::string& why) {
+bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std::string& why) {
     Assimp::Importer importer;
     importer.SetProgressHandler(new ProgressLines); // the importer owns it
+    std::string decoded = s_utf16AsUtf8(path);
+    if (!decoded.empty()) importer.SetIOHandler(new DecodedFileSystem(path, decoded)); // owned too
     // Points and lines are kept: a point cloud is a model too.
     const aiScene* scene =
         importer.ReadFile(path, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
                                     aiProcess_ValidateDataStructure);
+    if (!scene && kind == ModelFormat::Obj) {
+        // Points alone: each vertex is drawn.
+        OutPart part;
+        part.geometry = s_objPoints(decoded.empty() ? s_readText(path) : decoded);
+        if (part.geometry) return sink.add(part, why);
+    }
     if (!scene) {
-        std::string said = importer.GetErrorString();
-        while (!said.empty() && (said.back() == '\n' || said.back() == '\r' || said.back() == '.'))
-            said.pop_back();
-        why = said.empty() ? "not a model file that can be read" : "cannot read it (" + said + ")";
+        // The library's own wording is for its developers; what the user
+        // learns is which kind of file this is not.
+        why = "not " + modelFileKind(kind) + " that can be read";
         return false;
     }
     if (!scene->mRootNode || scene->mNumMeshes == 0) {

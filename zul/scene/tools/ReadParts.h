@@ -5,7 +5,8 @@
 // gives the part one colour, that colour ("zul_rgba", four numbers in 0..1)
 // as field data; colours per point or per cell are the unsigned-char RGBA
 // array "zul_colour" (the active scalars). Progress goes to standard output
-// as lines "progress PERMILLE PHASE".
+// as lines "progress PERMILLE PHASE", and what the picture leaves out of the
+// file as lines "note SENTENCE".
 #pragma once
 
 #include <vtkPolyData.h>
@@ -13,6 +14,10 @@
 
 #include <string>
 #include <vector>
+
+namespace zul::scene {
+enum class ModelFormat; // ModelCheck.h, whose platform header clashes with OpenCASCADE's
+} // namespace zul::scene
 
 namespace zul::scene::helper {
 
@@ -49,6 +54,9 @@ private:
 
 // Reports how far the reading has come (0..1) and in which phase.
 void reportProgress(double fraction, const char* phase);
+// Reports, as one sentence for the user, that what is drawn is less or
+// other than what the file declares (a line "note SENTENCE").
+void reportNote(const std::string& sentence);
 
 // At most this many parts are handed back; a file with more has the rest
 // merged into the last one (drawing tens of thousands of separate parts
@@ -58,6 +66,10 @@ inline constexpr size_t kMaxParts = 10000;
 // Readers by library. Each returns false with `why` (one line, for the
 // user) when the file cannot be read or holds no geometry.
 bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string& why);
-bool readMeshFile(const std::string& path, PartSink& sink, std::string& why);
+// Through Assimp; `kind` names the format in messages.
+bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std::string& why);
+bool readVrmlFile(const std::string& path, PartSink& sink, std::string& why);
+// glTF through VTK's reader, for files Assimp's schema check refuses.
+bool readGltfWithVtk(const std::string& path, PartSink& sink, std::string& why);
 
 } // namespace zul::scene::helper

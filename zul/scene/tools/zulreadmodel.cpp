@@ -39,6 +39,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -65,6 +66,14 @@ void reportProgress(double fraction, const char* phase) {
     if (permille == last || !s_progress) return;
     last = permille;
     std::fprintf(s_progress, "progress %d %s\n", permille, phase);
+    std::fflush(s_progress);
+}
+
+void reportNote(const std::string& sentence) {
+    if (!s_progress) return;
+    std::string line = sentence;
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    std::fprintf(s_progress, "note %s\n", line.c_str());
     std::fflush(s_progress);
 }
 
@@ -454,9 +463,28 @@ void s_onBus(int) {
     _exit(1);
 }
 
+// Writes the mended file: the mend's header, then the body bytes it keeps.
+bool s_writeMended(const std::string& to, const zul::scene::ModelMend& mend,
+                   const unsigned char* data, std::string& why) {
+    std::ofstream out(to, std::ios::binary | std::ios::trunc);
+    out.write(mend.header.data(), std::streamsize(mend.header.size()));
+    if (mend.bodyEnd > mend.bodyBegin)
+        out.write(reinterpret_cast<const char*>(data + mend.bodyBegin),
+                  std::streamsize(mend.bodyEnd - mend.bodyBegin));
+    out.close();
+    if (!out) {
+        why = "cannot write a mended copy of the file in the scratch folder";
+        return false;
+    }
+    return true;
+}
+
 // The header's promises against the bytes that follow (ModelCheck), over a
-// mapping of the file.
-bool s_checkStructure(int fd, size_t size, zul::scene::ModelFormat format, std::string& why) {
+// mapping of the file. Where a partial picture beats a refusal, the file is
+// mended instead: its notes are reported, and when the mend needs other
+// bytes than the file's, `path` becomes a mended copy in `scratch`.
+bool s_checkStructure(int fd, size_t size, zul::scene::ModelFormat format,
+                      const std::string& scratch, std::string& path, std::string& why) {
     if (size == 0) {
         why = "no geometry in it (the file is empty)";
         return false;
@@ -469,8 +497,22 @@ bool s_checkStructure(int fd, size_t size, zul::scene::ModelFormat format, std::
     struct sigaction bus {};
     bus.sa_handler = &s_onBus;
     ::sigaction(SIGBUS, &bus, nullptr);
-    const bool ok =
-        zul::scene::checkModelBytes(format, static_cast<const unsigned char*>(map), size, why);
+    const auto* data = static_cast<const unsigned char*>(map);
+    bool ok = zul::scene::checkModelBytes(format, data, size, why);
+    if (!ok) {
+        zul::scene::ModelMend mend;
+        std::string mendWhy;
+        if (zul::scene::mendModelBytes(format, data, size, mend, mendWhy) && !mend.notes.empty()) {
+            ok = true;
+            if (!mend.header.empty()) {
+                path = scratch + "/mended" + std::filesystem::path(path).extension().string();
+                ok = s_writeMended(path, mend, data, why);
+            }
+            if (ok)
+                for (const std::string& note : mend.notes)
+                    zul::scene::helper::reportNote(note);
+        }
+    }
     ::munmap(map, size);
     return ok;
 }
@@ -494,6 +536,60 @@ bool s_plyHasFloatColours(const unsigned char* head, size_t size) {
     return false;
 }
 
+// Reads `path` with the reader for `format`. A reader library that throws
+// (a JSON library inside one does, on a value of the wrong type) has its
+// exception turned into a refusal rather than an abort.
+bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsigned char* head,
+            size_t got, zul::scene::helper::PartSink& sink, std::string& why) {
+    using zul::scene::ModelFormat;
+    bool ok = false;
+    try {
+        switch (format) {
+        case ModelFormat::Ply:
+            ok = s_plyHasFloatColours(head, got)
+                     ? zul::scene::helper::readMeshFile(path, format, sink, why)
+                     : s_readWithVtk(path, format, sink, why);
+            break;
+        case ModelFormat::Stl:
+        case ModelFormat::Vtp:
+            ok = s_readWithVtk(path, format, sink, why);
+            break;
+        case ModelFormat::Step:
+        case ModelFormat::Iges:
+            ok = zul::scene::helper::readCadFile(path, format == ModelFormat::Iges, sink, why);
+            break;
+        case ModelFormat::Gltf:
+            // Assimp's schema check refuses some files that VTK's reader draws
+            // (a number written where a string belongs, an unknown extension).
+            ok = zul::scene::helper::readMeshFile(path, format, sink, why);
+            if (!ok && sink.count() == 0) {
+                std::string vtkWhy;
+                ok = zul::scene::helper::readGltfWithVtk(path, sink, vtkWhy);
+            }
+            break;
+        case ModelFormat::Vrml:
+            ok = zul::scene::helper::readVrmlFile(path, sink, why);
+            break;
+        case ModelFormat::Obj:
+        case ModelFormat::Dxf:
+        case ModelFormat::ThreeMf:
+        case ModelFormat::Collada:
+        case ModelFormat::Fbx:
+        case ModelFormat::Off:
+        case ModelFormat::ThreeDs:
+            ok = zul::scene::helper::readMeshFile(path, format, sink, why);
+            break;
+        case ModelFormat::Unknown:
+            why = "not a model file this viewer reads";
+            break;
+        }
+    } catch (const std::exception&) {
+        why = "not " + zul::scene::modelFileKind(format) + " that can be read";
+        return false;
+    }
+    return ok;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -506,7 +602,7 @@ int main(int argc, char** argv) {
             ::close(devNull);
         }
     }
-    const std::string path = argv[1];
+    std::string path = argv[1];
     unsigned char head[4096];
     size_t got = 0;
     using zul::scene::ModelFormat;
@@ -525,38 +621,13 @@ int main(int argc, char** argv) {
         // The structure is checked here, in the helper: a file that shrinks
         // under the mapping raises SIGBUS in this process only, which says so.
         std::string why;
-        if (!s_checkStructure(fd, size_t(st.st_size), format, why)) s_finish(1, why);
+        if (!s_checkStructure(fd, size_t(st.st_size), format, argv[2], path, why)) s_finish(1, why);
         ::close(fd);
     }
     zul::scene::helper::PartSink sink(argv[2]);
     std::string why;
     bool ok = false;
-    switch (format) {
-    case ModelFormat::Ply:
-        ok = s_plyHasFloatColours(head, got) ? zul::scene::helper::readMeshFile(path, sink, why)
-                                             : s_readWithVtk(path, format, sink, why);
-        break;
-    case ModelFormat::Stl:
-    case ModelFormat::Vtp:
-        ok = s_readWithVtk(path, format, sink, why);
-        break;
-    case ModelFormat::Step:
-    case ModelFormat::Iges:
-        ok = zul::scene::helper::readCadFile(path, format == ModelFormat::Iges, sink, why);
-        break;
-    case ModelFormat::Obj:
-    case ModelFormat::Gltf:
-    case ModelFormat::ThreeMf:
-    case ModelFormat::Collada:
-    case ModelFormat::Fbx:
-    case ModelFormat::Off:
-    case ModelFormat::ThreeDs:
-        ok = zul::scene::helper::readMeshFile(path, sink, why);
-        break;
-    case ModelFormat::Unknown:
-        why = "not a model file this viewer reads";
-        break;
-    }
+    ok = s_read(path, format, head, got, sink, why);
     if (ok) ok = sink.finish(why);
     if (ok && sink.count() == 0) {
         ok = false;

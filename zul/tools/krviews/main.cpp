@@ -267,9 +267,15 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
     zul::scene::Scene scene;
     if (model.empty())
         scene.addSampleModel();
-    else if (!scene.addFile(model, why)) {
-        std::cerr << "krviews: " << why << "\n";
-        return kFailure;
+    else {
+        std::vector<std::string> notes;
+        if (!scene.addFile(model, why, &notes)) {
+            std::cerr << "krviews: " << why << "\n";
+            return kFailure;
+        }
+        // A picture of less than the file declares says so.
+        for (const std::string& note : notes)
+            std::cerr << "krviews: " << model << ": " << note << "\n";
     }
     std::vector<zul::scene::Shot> shots;
     for (const std::string& name : names) {

@@ -27,7 +27,9 @@ enum class ModelFormat {
     Collada,
     Fbx,
     Off,
-    ThreeDs
+    ThreeDs,
+    Dxf,
+    Vrml
 };
 
 // What the viewer reads: the formats a user is offered, in the order they
@@ -43,6 +45,9 @@ ZUL_PLATFORM_API std::string modelFormatList();
 // "*.step *.stp *.iges ..." for a file dialog's filter.
 ZUL_PLATFORM_API std::string modelFormatPatterns();
 ZUL_PLATFORM_API const char* modelFormatName(ModelFormat format);
+// The format as a user names a file of it, with its article: "an STL
+// file", "a STEP file", "an OBJ file".
+ZUL_PLATFORM_API std::string modelFileKind(ModelFormat format);
 
 // The format of a file by its extension (case-insensitive).
 ZUL_PLATFORM_API ModelFormat modelFormatOf(const std::string& path);
@@ -53,6 +58,12 @@ ZUL_PLATFORM_API ModelFormat modelFormatOf(const std::string& path);
 // still opens, and an STL named ".ply" is not given to the PLY reader.
 ZUL_PLATFORM_API ModelFormat modelFormatOfContent(const unsigned char* head, size_t size,
                                                   const std::string& path);
+
+// What a file that opens with `head` is, when its first bytes are the
+// signature of a kind of file that is no model ("a PNG picture", "a PDF
+// document", "a ZIP archive", "a program"); empty otherwise. A 3MF file is
+// a ZIP archive: the caller tells that apart.
+ZUL_PLATFORM_API std::string foreignFileKind(const unsigned char* head, size_t size);
 
 // The choice between an STL's text and binary forms: text when fewer than
 // 5 % of the first 256 bytes are outside printable ASCII and line breaks
@@ -65,6 +76,24 @@ ZUL_PLATFORM_API bool stlLooksTextual(const unsigned char* data, size_t size);
 // in a helper process (ModelReader.h).
 ZUL_PLATFORM_API bool checkModelBytes(ModelFormat format, const unsigned char* data, size_t size,
                                       std::string& why);
+
+// What a reader can still draw of a file whose body ends before its header
+// says, or whose header holds lines that are not of its format: the header
+// to read the kept bytes with (empty: the file is read as it is), the bytes
+// of the body kept, and sentences for the user that say what was left out.
+struct ModelMend {
+    std::string header;
+    size_t bodyBegin = 0, bodyEnd = 0;
+    std::vector<std::string> notes;
+};
+// Like checkModelBytes, but lenient where a partial picture beats a
+// refusal: PLY header lines that are not PLY are skipped, and a PLY or
+// binary STL body cut short keeps the whole instances it holds. True with
+// `mend` (no notes: nothing to mend) when the file can be read so; false
+// with `why` for damage that leaves nothing to trust (an index past the
+// vertices, a list of impossible length, a file that is not of the format).
+ZUL_PLATFORM_API bool mendModelBytes(ModelFormat format, const unsigned char* data, size_t size,
+                                     ModelMend& mend, std::string& why);
 
 // What a file of mode `mode` (stat's st_mode) is when it is not a regular
 // file, for a refusal: " (a named pipe)", " (a directory)", " (a device)",

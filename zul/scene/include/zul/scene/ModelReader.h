@@ -42,6 +42,9 @@ struct ModelPart {
 
 struct ZUL_PLATFORM_API Model {
     std::vector<ModelPart> parts;
+    // Sentences saying what of the file is not drawn (a body shorter than
+    // its header declares, header lines skipped); empty when all of it is.
+    std::vector<std::string> notes;
     size_t triangles() const;
     size_t points() const;
 };

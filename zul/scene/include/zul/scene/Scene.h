@@ -32,7 +32,10 @@ public:
     // Reads a model file (any format of modelFormats()) and adds its parts
     // (guarded: see ModelReader.h). False with `error` set when the file
     // cannot be read or holds no geometry; the scene is unchanged then.
-    bool addFile(const std::string& path, std::string& error);
+    // What of the file is not drawn is added to `notes` (see Model::notes).
+    static double automaticPointSize(size_t points);
+    bool addFile(const std::string& path, std::string& error,
+                 std::vector<std::string>* notes = nullptr);
     // Adds the parts of a model read by readModel (on any thread); this
     // part runs on the thread that draws. `model` is left empty.
     void addModel(Model&& model);
@@ -53,7 +56,10 @@ public:
     // changed.
     bool setCoarse(bool coarse);
     bool coarse() const { return coarse_; }
-    // The size in pixels of the points of point clouds (1 to 50).
+    // The size in pixels of the points of point clouds (1 to 50). Until it
+    // is set, the size follows the number of points drawn: a sparse cloud's
+    // points are large enough to see, a dense one's small enough to show
+    // its shape (automaticPointSize).
     void setPointSize(double pixels);
     double pointSize() const { return pointSize_; }
     const std::string& partName(unsigned id) const;
@@ -95,6 +101,7 @@ private:
     void _add(Part part);
     bool coarse_ = false;
     double pointSize_ = 3;
+    bool pointSizeChosen_ = false;
     unsigned generation_ = 0;
     struct PictureWindow;
     std::unique_ptr<PictureWindow> pictures_;
