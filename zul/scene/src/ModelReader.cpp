@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,10 +13,13 @@
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
 #include <vtkFieldData.h>
+#include <vtkFloatArray.h>
 #include <vtkPointData.h>
+#include <vtkPoints.h>
 #include <vtkQuadricClustering.h>
 #include <vtkStringArray.h>
-#include <vtkXMLPolyDataReader.h>
+#include <vtkTypeInt64Array.h>
+#include <vtkUnsignedCharArray.h>
 
 #include <cerrno>
 #include <chrono>
@@ -23,6 +27,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "../tools/PartChannel.h"
 #include "zul/scene/ModelCheck.h"
 
 namespace zul::scene {
@@ -63,45 +68,145 @@ struct ScratchFolder {
     }
 };
 
-// The parts the helper wrote, in order; false with `why` when one cannot be
-// read back.
-bool s_readParts(const std::string& folder, Model& model, std::string& why) {
-    for (size_t i = 1;; ++i) {
-        char file[32];
-        std::snprintf(file, sizeof file, "/part-%06zu.vtp", i);
-        const std::string path = folder + file;
-        std::error_code ec;
-        if (!std::filesystem::exists(path, ec)) break;
-        vtkNew<vtkXMLPolyDataReader> reader;
-        reader->SetFileName(path.c_str());
-        reader->Update();
-        vtkPolyData* read = reader->GetOutput();
-        if (!read || read->GetNumberOfPoints() == 0) {
-            why = "cannot take the geometry back from the reader";
+// Reads `bytes` at `offset` of the parts file, moving on past them.
+bool s_take(int fd, uint64_t& offset, uint64_t size, void* into, uint64_t bytes) {
+    if (bytes > size || offset > size - bytes) return false;
+    char* at = static_cast<char*>(into);
+    for (uint64_t done = 0; done < bytes;) {
+        const ssize_t n = ::pread(fd, at + done, size_t(std::min<uint64_t>(bytes - done, 1u << 30)),
+                                  off_t(offset + done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        done += uint64_t(n);
+    }
+    offset += bytes;
+    return true;
+}
+
+// One cell kind of a part: its offsets and connectivity, each point index
+// within the part's points and each offset past the one before (VTK trusts
+// both and reads out of bounds on either).
+bool s_takeCells(int fd, uint64_t& offset, uint64_t size, uint64_t cells, uint64_t ids,
+                 uint64_t points, vtkSmartPointer<vtkCellArray>& out) {
+    if (cells == 0) return ids == 0;
+    if (cells > size / 8 || ids > size / 8) return false;
+    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
+    auto connectivity = vtkSmartPointer<vtkTypeInt64Array>::New();
+    offsets->SetNumberOfValues(vtkIdType(cells + 1));
+    connectivity->SetNumberOfValues(vtkIdType(ids));
+    if (!s_take(fd, offset, size, offsets->GetPointer(0), (cells + 1) * 8) ||
+        !s_take(fd, offset, size, connectivity->GetPointer(0), ids * 8))
+        return false;
+    const vtkTypeInt64* o = offsets->GetPointer(0);
+    if (o[0] != 0 || uint64_t(o[cells]) != ids) return false;
+    for (uint64_t i = 0; i < cells; ++i)
+        if (o[i + 1] < o[i]) return false;
+    const vtkTypeInt64* c = connectivity->GetPointer(0);
+    for (uint64_t i = 0; i < ids; ++i)
+        if (c[i] < 0 || uint64_t(c[i]) >= points) return false;
+    out = vtkSmartPointer<vtkCellArray>::New();
+    out->SetData(offsets, connectivity);
+    return true;
+}
+
+vtkSmartPointer<vtkUnsignedCharArray> s_takeColours(int fd, uint64_t& offset, uint64_t size,
+                                                    uint64_t tuples) {
+    if (tuples > size / 4) return nullptr;
+    auto colours = vtkSmartPointer<vtkUnsignedCharArray>::New();
+    colours->SetName("zul_colour");
+    colours->SetNumberOfComponents(4);
+    colours->SetNumberOfTuples(vtkIdType(tuples));
+    return s_take(fd, offset, size, colours->GetPointer(0), tuples * 4) ? colours : nullptr;
+}
+
+// The part of the record at `offset` of the parts file.
+bool s_takePart(int fd, uint64_t& offset, uint64_t size, ModelPart& part) {
+    namespace ch = channel;
+    ch::PartRecord record{};
+    if (!s_take(fd, offset, size, &record, sizeof record) ||
+        std::memcmp(record.magic, ch::kMagic, 4) != 0 || record.points == 0 ||
+        record.points > size / 12)
+        return false;
+    part.name.resize(record.nameBytes);
+    if (!s_take(fd, offset, size, part.name.data(), record.nameBytes)) return false;
+    if (record.flags & ch::kHasColour) {
+        part.hasColour = true;
+        for (int i = 0; i < 4; ++i)
+            part.rgba[i] =
+                std::isfinite(record.rgba[i]) ? std::clamp(record.rgba[i], 0.0, 1.0) : 1.0;
+    }
+    const uint64_t n = record.points;
+    vtkSmartPointer<vtkDataArray> coordinates;
+    if (record.flags & ch::kDoublePoints)
+        coordinates = vtkSmartPointer<vtkDoubleArray>::New();
+    else
+        coordinates = vtkSmartPointer<vtkFloatArray>::New();
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetNumberOfTuples(vtkIdType(n));
+    if (!s_take(fd, offset, size, coordinates->GetVoidPointer(0),
+                n * 3 * uint64_t(coordinates->GetDataTypeSize())))
+        return false;
+    auto data = vtkSmartPointer<vtkPolyData>::New();
+    vtkNew<vtkPoints> points;
+    points->SetData(coordinates);
+    data->SetPoints(points);
+    if (record.flags & ch::kNormals) {
+        vtkNew<vtkFloatArray> normals;
+        normals->SetName("Normals");
+        normals->SetNumberOfComponents(3);
+        normals->SetNumberOfTuples(vtkIdType(n));
+        if (!s_take(fd, offset, size, normals->GetPointer(0), n * 12)) return false;
+        data->GetPointData()->SetNormals(normals);
+    }
+    vtkSmartPointer<vtkUnsignedCharArray> pointColours, cellColours;
+    if (record.flags & ch::kPointColours) {
+        pointColours = s_takeColours(fd, offset, size, n);
+        if (!pointColours) return false;
+        data->GetPointData()->SetScalars(pointColours);
+    }
+    uint64_t cells = 0;
+    for (uint64_t c : record.cells) {
+        if (c > size) return false;
+        cells += c;
+    }
+    if (record.flags & ch::kCellColours) {
+        cellColours = s_takeColours(fd, offset, size, cells);
+        if (!cellColours) return false;
+    }
+    vtkSmartPointer<vtkCellArray> kinds[4];
+    for (int k = 0; k < 4; ++k)
+        if (!s_takeCells(fd, offset, size, record.cells[k], record.connectivity[k], n, kinds[k]))
+            return false;
+    if (kinds[0]) data->SetVerts(kinds[0]);
+    if (kinds[1]) data->SetLines(kinds[1]);
+    if (kinds[2]) data->SetPolys(kinds[2]);
+    if (kinds[3]) data->SetStrips(kinds[3]);
+    if (cellColours) data->GetCellData()->SetScalars(cellColours);
+    part.geometry = data;
+    // A polygon of n corners is n - 2 triangles.
+    part.triangles =
+        size_t(record.connectivity[2] - std::min(record.connectivity[2], 2 * record.cells[2]));
+    part.points = record.cells[1] == 0 && record.cells[2] == 0 && record.cells[3] == 0
+                      ? size_t(record.cells[0])
+                      : 0;
+    return true;
+}
+
+// The parts the helper wrote into the parts file, in order; false with
+// `why` when they cannot be read back whole.
+bool s_readParts(int fd, Model& model, std::string& why) {
+    struct stat st {};
+    if (::fstat(fd, &st) != 0) {
+        why = "cannot take the geometry back from the reader";
+        return false;
+    }
+    const uint64_t size = uint64_t(st.st_size);
+    for (uint64_t offset = 0; offset < size;) {
+        ModelPart part;
+        if (!s_takePart(fd, offset, size, part)) {
+            why = "cannot take the geometry back from the reader (its parts are damaged)";
             return false;
         }
-        ModelPart part;
-        part.geometry = vtkSmartPointer<vtkPolyData>::New();
-        part.geometry->ShallowCopy(read);
-        vtkFieldData* fields = part.geometry->GetFieldData();
-        if (auto* name = vtkStringArray::SafeDownCast(fields->GetAbstractArray("zul_name"));
-            name && name->GetNumberOfValues() > 0)
-            part.name = name->GetValue(0);
-        if (auto* rgba = vtkDoubleArray::SafeDownCast(fields->GetArray("zul_rgba"));
-            rgba && rgba->GetNumberOfComponents() == 4 && rgba->GetNumberOfTuples() > 0) {
-            part.hasColour = true;
-            rgba->GetTypedTuple(0, part.rgba);
-            for (double& c : part.rgba)
-                c = std::isfinite(c) ? std::clamp(c, 0.0, 1.0) : 1.0;
-        }
-        // A polygon of n corners is n - 2 triangles.
-        vtkCellArray* polys = part.geometry->GetPolys();
-        part.triangles = size_t(std::max<vtkIdType>(
-            polys->GetNumberOfConnectivityIds() - 2 * polys->GetNumberOfCells(), 0));
-        part.points =
-            part.geometry->GetNumberOfPolys() == 0 && part.geometry->GetNumberOfLines() == 0
-                ? size_t(part.geometry->GetNumberOfVerts())
-                : 0;
         model.parts.push_back(std::move(part));
     }
     if (model.parts.empty()) {
@@ -211,6 +316,18 @@ bool readModel(const std::string& path, Model& model, std::string& why,
         return false;
     }
     ScratchFolder scratch{scratchName};
+    // The helper writes the parts into a memory file it gets as descriptor
+    // 3: no disk, and no format to parse on the way back.
+    struct Descriptor {
+        int fd;
+        ~Descriptor() {
+            if (fd >= 0) ::close(fd);
+        }
+    } parts{::memfd_create("zul-model-parts", MFD_CLOEXEC)};
+    if (parts.fd < 0) {
+        why = name + "cannot start the reader: " + std::strerror(errno);
+        return false;
+    }
 
     int errPipe[2], outPipe[2];
     if (::pipe2(errPipe, O_CLOEXEC) != 0) {
@@ -242,6 +359,10 @@ bool readModel(const std::string& path, Model& model, std::string& why,
         if (devNull >= 0) ::dup2(devNull, 0);
         ::dup2(outPipe[1], 1);
         ::dup2(errPipe[1], 2);
+        if (parts.fd == channel::kPartsDescriptor)
+            ::fcntl(parts.fd, F_SETFD, 0); // kept across exec
+        else
+            ::dup2(parts.fd, channel::kPartsDescriptor);
         const struct rlimit noCore { 0, 0 }, address{memory, memory};
         ::setrlimit(RLIMIT_CORE, &noCore);
         if (kLimitAddressSpace) ::setrlimit(RLIMIT_AS, &address);
@@ -311,7 +432,7 @@ bool readModel(const std::string& path, Model& model, std::string& why,
         return false;
     }
     Model read;
-    if (!s_readParts(scratch.path, read, why)) {
+    if (!s_readParts(parts.fd, read, why)) {
         why = name + why;
         return false;
     }

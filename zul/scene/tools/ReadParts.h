@@ -1,12 +1,11 @@
 // What the model readers of the helper process `zulreadmodel` share: how a
 // part is handed back and how progress is reported. The helper writes each
-// part as a VTK XML file "part-NNNNNN.vtp" into the folder it is given, in
-// order, with the part's name ("zul_name", a string) and, when the file
-// gives the part one colour, that colour ("zul_rgba", four numbers in 0..1)
-// as field data; colours per point or per cell are the unsigned-char RGBA
-// array "zul_colour" (the active scalars). Progress goes to standard output
-// as lines "progress PERMILLE PHASE", and what the picture leaves out of the
-// file as lines "note SENTENCE".
+// part, in order, as a record of PartChannel.h to descriptor 3 (a memory
+// file of the process that started it) or, run by hand, into FOLDER/parts:
+// its name, its one colour when the file gives it one, colours per point or
+// per cell as RGBA bytes, its points, normals and cells. Progress goes to
+// standard output as lines "progress PERMILLE PHASE", and what the picture
+// leaves out of the file as lines "note SENTENCE".
 #pragma once
 
 #include <vtkPolyData.h>
@@ -34,9 +33,11 @@ struct OutPart {
 // Receives the parts as a reader makes them and writes them out.
 class PartSink {
 public:
-    explicit PartSink(std::string folder) : folder_(std::move(folder)) {}
+    // Writes the parts to descriptor `fd` as PartChannel.h describes.
+    explicit PartSink(int fd) : fd_(fd) {}
     // Finishes the part (points without cells become vertices, colours
-    // become "zul_colour", normals are computed) and writes it. False with
+    // become "zul_colour", normals are computed for a part small
+    // enough to shade smoothly) and writes it. False with
     // `why` when it cannot be written.
     bool add(OutPart& part, std::string& why);
     // Writes what was merged beyond kMaxParts.
@@ -45,8 +46,9 @@ public:
 
 private:
     bool _write(OutPart& part, std::string& why);
+    bool _send(const OutPart& part, vtkPolyData* data);
 
-    std::string folder_;
+    int fd_;
     size_t count_ = 0;
     std::vector<vtkSmartPointer<vtkPolyData>> rest_; // the parts beyond the limit
     bool restFaceted_ = false;
@@ -62,6 +64,9 @@ void reportNote(const std::string& sentence);
 // merged into the last one (drawing tens of thousands of separate parts
 // would make the viewer unusable anyway).
 inline constexpr size_t kMaxParts = 10000;
+// Parts of more faces than this are handed back without point normals (see
+// PartSink::add).
+inline constexpr vtkIdType kSmoothShadingFaces = 250000;
 
 // Readers by library. Each returns false with `why` (one line, for the
 // user) when the file cannot be read or holds no geometry.

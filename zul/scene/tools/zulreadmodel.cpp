@@ -1,7 +1,8 @@
 // zulreadmodel MODEL FOLDER: the helper process in which the scene reads a
-// model file (see ModelReader.h). Writes the model's parts into FOLDER as
+// model file (see ModelReader.h). Hands the model's parts back as
 // ReadParts.h describes and exits 0, or prints one line saying what is wrong
-// and exits 1. A reader that crashes takes only this process down.
+// and exits 1; FOLDER takes its scratch files. A reader that crashes takes
+// only this process down.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -31,7 +32,6 @@
 #include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
-#include <vtkXMLPolyDataWriter.h>
 
 #include <algorithm>
 #include <cctype>
@@ -48,6 +48,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "PartChannel.h"
 #include "ReadParts.h"
 #include "zul/scene/ModelCheck.h"
 
@@ -230,6 +231,91 @@ void s_dropRepeatedFaces(vtkPolyData* data) {
 
 } // namespace
 
+namespace {
+
+bool s_writeAll(int fd, const void* data, size_t size) {
+    const char* at = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t n = ::write(fd, at, std::min<size_t>(size, size_t(1) << 30));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        at += n;
+        size -= size_t(n);
+    }
+    return true;
+}
+
+// `a` as a float array: itself when it is one, else a copy.
+vtkSmartPointer<vtkFloatArray> s_floats(vtkDataArray* a) {
+    if (auto* f = vtkFloatArray::SafeDownCast(a)) return f;
+    auto copy = vtkSmartPointer<vtkFloatArray>::New();
+    copy->DeepCopy(a);
+    return copy;
+}
+
+// The "zul_colour" array of `data`, when it is the RGBA bytes it should be.
+vtkUnsignedCharArray* s_rgbaOf(vtkDataSetAttributes* data, vtkIdType tuples) {
+    auto* c = vtkUnsignedCharArray::SafeDownCast(data->GetArray("zul_colour"));
+    return c && c->GetNumberOfComponents() == 4 && c->GetNumberOfTuples() == tuples ? c : nullptr;
+}
+
+} // namespace
+
+bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
+    namespace ch = zul::scene::channel;
+    ch::PartRecord record{};
+    std::memcpy(record.magic, ch::kMagic, 4);
+    record.nameBytes = uint32_t(std::min<size_t>(part.name.size(), 65536));
+    if (part.hasColour) {
+        record.flags |= ch::kHasColour;
+        std::copy(part.rgba, part.rgba + 4, record.rgba);
+    }
+    const vtkIdType n = data->GetNumberOfPoints();
+    record.points = uint64_t(n);
+    vtkDataArray* coordinates = data->GetPoints()->GetData();
+    vtkSmartPointer<vtkDataArray> points = coordinates;
+    if (vtkDoubleArray::SafeDownCast(coordinates))
+        record.flags |= ch::kDoublePoints;
+    else
+        points = s_floats(coordinates);
+    vtkSmartPointer<vtkFloatArray> normals;
+    if (vtkDataArray* given = data->GetPointData()->GetNormals();
+        given && given->GetNumberOfComponents() == 3 && given->GetNumberOfTuples() == n) {
+        normals = s_floats(given);
+        record.flags |= ch::kNormals;
+    }
+    vtkUnsignedCharArray* pointColours = s_rgbaOf(data->GetPointData(), n);
+    vtkUnsignedCharArray* cellColours =
+        pointColours ? nullptr : s_rgbaOf(data->GetCellData(), data->GetNumberOfCells());
+    if (pointColours) record.flags |= ch::kPointColours;
+    if (cellColours) record.flags |= ch::kCellColours;
+    vtkCellArray* kinds[4] = {data->GetVerts(), data->GetLines(), data->GetPolys(),
+                              data->GetStrips()};
+    for (int k = 0; k < 4; ++k) {
+        if (!kinds[k] || kinds[k]->GetNumberOfCells() == 0) continue;
+        kinds[k]->ConvertTo64BitStorage();
+        record.cells[k] = uint64_t(kinds[k]->GetNumberOfCells());
+        record.connectivity[k] = uint64_t(kinds[k]->GetNumberOfConnectivityIds());
+    }
+    const size_t pointBytes = (record.flags & ch::kDoublePoints) ? 8 : 4;
+    bool ok = s_writeAll(fd_, &record, sizeof record) &&
+              s_writeAll(fd_, part.name.data(), record.nameBytes) &&
+              s_writeAll(fd_, points->GetVoidPointer(0), size_t(n) * 3 * pointBytes);
+    if (ok && normals) ok = s_writeAll(fd_, normals->GetPointer(0), size_t(n) * 3 * 4);
+    if (ok && pointColours) ok = s_writeAll(fd_, pointColours->GetPointer(0), size_t(n) * 4);
+    if (ok && cellColours)
+        ok = s_writeAll(fd_, cellColours->GetPointer(0),
+                        size_t(cellColours->GetNumberOfTuples()) * 4);
+    for (int k = 0; k < 4 && ok; ++k) {
+        if (record.cells[k] == 0) continue;
+        ok = s_writeAll(fd_, kinds[k]->GetOffsetsArray64()->GetPointer(0),
+                        size_t(record.cells[k] + 1) * 8) &&
+             s_writeAll(fd_, kinds[k]->GetConnectivityArray64()->GetPointer(0),
+                        size_t(record.connectivity[k]) * 8);
+    }
+    return ok;
+}
+
 bool PartSink::add(OutPart& part, std::string& why) {
     if (!part.geometry || part.geometry->GetNumberOfPoints() == 0) return true;
     if (count_ + 1 < kMaxParts) return _write(part, why);
@@ -266,8 +352,14 @@ bool PartSink::_write(OutPart& part, std::string& why) {
         data->SetVerts(verts);
     }
     s_normaliseColours(data);
-    s_dropRepeatedFaces(data);
-    if (data->GetNumberOfPolys() > 0 && !data->GetPointData()->GetNormals()) {
+    // Smooth shading needs point normals, which cost more than the reading
+    // of a large mesh; at this many faces the facets are too small to see,
+    // and the renderer shades each face by its own plane.
+    const bool smooth = data->GetNumberOfPolys() > 0 &&
+                        data->GetNumberOfPolys() <= kSmoothShadingFaces &&
+                        !data->GetPointData()->GetNormals();
+    if (smooth) {
+        s_dropRepeatedFaces(data); // they only cost the normals filter
         vtkNew<vtkPolyDataNormals> normals;
         normals->SetInputData(data);
         // A mesh keeps its sharp edges (40 degrees); a CAD tessellation has
@@ -278,27 +370,8 @@ bool PartSink::_write(OutPart& part, std::string& why) {
         normals->Update();
         data = normals->GetOutput();
     }
-    vtkNew<vtkStringArray> name;
-    name->SetName("zul_name");
-    name->InsertNextValue(part.name);
-    data->GetFieldData()->AddArray(name);
-    if (part.hasColour) {
-        vtkNew<vtkDoubleArray> rgba;
-        rgba->SetName("zul_rgba");
-        rgba->SetNumberOfComponents(4);
-        rgba->InsertNextTuple(part.rgba);
-        data->GetFieldData()->AddArray(rgba);
-    }
-    char file[32];
-    std::snprintf(file, sizeof file, "/part-%06zu.vtp", count_ + 1);
-    vtkNew<vtkXMLPolyDataWriter> writer;
-    writer->SetFileName((folder_ + file).c_str());
-    writer->SetInputData(data);
-    writer->SetDataModeToAppended();
-    writer->EncodeAppendedDataOff();
-    writer->SetCompressorTypeToNone();
-    if (writer->Write() != 1) {
-        why = "cannot hand the geometry back (writing the scratch file failed)";
+    if (!_send(part, data)) {
+        why = std::string("cannot hand the geometry back (") + std::strerror(errno) + ")";
         return false;
     }
     ++count_;
@@ -330,8 +403,18 @@ void s_onError(vtkObject*, unsigned long, void*, void* data) {
 // table: several times faster than VTK's reader, whose point locator takes
 // most of a large file's time. False when the file is not binary.
 bool s_readBinaryStl(const std::string& path, vtkSmartPointer<vtkPolyData>& out) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+    std::vector<char> bytes;
+    {
+        std::ifstream in(path, std::ios::binary | std::ios::ate);
+        const std::streamoff size = in.tellg();
+        if (size < 84) return false;
+        bytes.resize(size_t(size));
+        in.seekg(0);
+        // A file that shrank since its size was taken reads short: the
+        // triangles held are counted from what was read.
+        in.read(bytes.data(), size);
+        bytes.resize(size_t(in.gcount()));
+    }
     if (bytes.size() < 84) return false;
     uint32_t count = 0;
     std::memcpy(&count, bytes.data() + 80, 4);
@@ -624,7 +707,18 @@ int main(int argc, char** argv) {
         if (!s_checkStructure(fd, size_t(st.st_size), format, argv[2], path, why)) s_finish(1, why);
         ::close(fd);
     }
-    zul::scene::helper::PartSink sink(argv[2]);
+    // The parts go to the memory file the caller passed, else (the helper
+    // run by hand) into the folder.
+    int partsFd = zul::scene::channel::kPartsDescriptor;
+    struct stat given {};
+    const int mode = ::fcntl(partsFd, F_GETFL);
+    if (mode < 0 || (mode & O_ACCMODE) == O_RDONLY || ::fstat(partsFd, &given) != 0 ||
+        !S_ISREG(given.st_mode)) {
+        const std::string file = std::string(argv[2]) + "/parts";
+        partsFd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        if (partsFd < 0) s_finish(1, "cannot write " + file + ": " + std::strerror(errno));
+    }
+    zul::scene::helper::PartSink sink(partsFd);
     std::string why;
     bool ok = false;
     ok = s_read(path, format, head, got, sink, why);

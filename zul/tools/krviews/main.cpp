@@ -21,6 +21,7 @@
 #include <map>
 #include <optional>
 #include <sstream>
+#include <thread>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewStoreEdits.h"
@@ -254,10 +255,32 @@ int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& s
     return results.failed ? kFailure : kDone;
 }
 
+// A model read on a thread of its own from the moment the command line is
+// understood: the reader's helper process runs while the module starts.
+class EarlyRead {
+public:
+    void start(const std::string& path) {
+        thread_ = std::thread([this, path] { ok_ = zul::scene::readModel(path, model, why); });
+    }
+    // Waits for the read; false with `why` when the file was not read.
+    bool wait() {
+        if (thread_.joinable()) thread_.join();
+        return ok_;
+    }
+    ~EarlyRead() { wait(); }
+
+    zul::scene::Model model;
+    std::string why;
+
+private:
+    std::thread thread_;
+    bool ok_ = false;
+};
+
 // Shows each view on the viewer as the module applies it, frames the model
 // and renders it; one picture, or a labelled contact sheet.
 int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
-                const std::vector<std::string>& names, int width, int height,
+                EarlyRead& read, const std::vector<std::string>& names, int width, int height,
                 const std::string& output) {
     std::string why;
     if (!zul::scene::haveDisplay(why)) {
@@ -268,14 +291,14 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
     if (model.empty())
         scene.addSampleModel();
     else {
-        std::vector<std::string> notes;
-        if (!scene.addFile(model, why, &notes)) {
-            std::cerr << "krviews: " << why << "\n";
+        if (!read.wait()) {
+            std::cerr << "krviews: " << read.why << "\n";
             return kFailure;
         }
         // A picture of less than the file declares says so.
-        for (const std::string& note : notes)
+        for (const std::string& note : read.model.notes)
             std::cerr << "krviews: " << model << ": " << note << "\n";
+        scene.addModel(std::move(read.model));
     }
     std::vector<zul::scene::Shot> shots;
     for (const std::string& name : names) {
@@ -311,6 +334,7 @@ struct Args {
     std::string model, output, size = "640x480";
     std::vector<std::string> viewNames;
     bool sample = false;
+    EarlyRead* read = nullptr; // render and sheet: the model, read while the module starts
 };
 
 // The module started on a headless host with its viewer attached, and what
@@ -570,7 +594,8 @@ int cmdRender(Session& s, Args& a) {
             a.viewNames.push_back(v.name);
         if (a.viewNames.empty()) return nothing("the store holds no views; nothing was rendered");
     }
-    return renderViews(s.host.Get(), s.store.Get(), a.model, a.viewNames, width, height, a.output);
+    return renderViews(s.host.Get(), s.store.Get(), a.model, *a.read, a.viewNames, width, height,
+                       a.output);
 }
 
 int cmdNames(Session& s, Args&) {
@@ -690,6 +715,12 @@ int main(int argc, char** argv) {
         {"load", cmdFile},     {"default", cmdDefault}, {"render", cmdRender}, {"sheet", cmdRender},
         {"names", cmdNames},
     };
+    // Declared before the session: a read still under way ends before the
+    // module stops.
+    EarlyRead read;
+    a.read = &read;
+    if ((a.command == "render" || a.command == "sheet") && !a.model.empty() && !a.sample)
+        read.start(a.model);
     Session session;
     if (const int started = startSession(activator, overridden, session); started != kDone)
         return started;

@@ -25,7 +25,8 @@
 
 namespace zul::scene {
 
-// One part of a model as read: its geometry with normals, and colours per
+// One part of a model as read: its geometry (with point normals when it has
+// at most 250,000 faces: a larger part is shaded face by face), and colours per
 // point or per cell as the unsigned-char RGBA scalars "zul_colour" when the
 // file has them.
 struct ModelPart {
