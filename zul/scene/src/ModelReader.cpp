@@ -109,6 +109,23 @@ bool s_takeCells(int fd, uint64_t& offset, uint64_t size, uint64_t cells, uint64
     return true;
 }
 
+// Triangles (0, 1, 2), (3, 4, 5), ...
+vtkSmartPointer<vtkCellArray> s_triangleSoup(uint64_t triangles) {
+    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
+    auto connectivity = vtkSmartPointer<vtkTypeInt64Array>::New();
+    offsets->SetNumberOfValues(vtkIdType(triangles + 1));
+    connectivity->SetNumberOfValues(vtkIdType(triangles * 3));
+    vtkTypeInt64* o = offsets->GetPointer(0);
+    vtkTypeInt64* c = connectivity->GetPointer(0);
+    for (uint64_t i = 0; i <= triangles; ++i)
+        o[i] = vtkTypeInt64(i * 3);
+    for (uint64_t i = 0; i < triangles * 3; ++i)
+        c[i] = vtkTypeInt64(i);
+    auto cells = vtkSmartPointer<vtkCellArray>::New();
+    cells->SetData(offsets, connectivity);
+    return cells;
+}
+
 vtkSmartPointer<vtkUnsignedCharArray> s_takeColours(int fd, uint64_t& offset, uint64_t size,
                                                     uint64_t tuples) {
     if (tuples > size / 4) return nullptr;
@@ -174,9 +191,15 @@ bool s_takePart(int fd, uint64_t& offset, uint64_t size, ModelPart& part) {
         if (!cellColours) return false;
     }
     vtkSmartPointer<vtkCellArray> kinds[4];
-    for (int k = 0; k < 4; ++k)
+    for (int k = 0; k < 4; ++k) {
+        if (k == 2 && (record.flags & ch::kTriangleSoup)) {
+            if (record.cells[2] * 3 != n || record.connectivity[2] != n) return false;
+            kinds[2] = s_triangleSoup(n / 3);
+            continue;
+        }
         if (!s_takeCells(fd, offset, size, record.cells[k], record.connectivity[k], n, kinds[k]))
             return false;
+    }
     if (kinds[0]) data->SetVerts(kinds[0]);
     if (kinds[1]) data->SetLines(kinds[1]);
     if (kinds[2]) data->SetPolys(kinds[2]);

@@ -11,7 +11,8 @@
 // each cell of the four kinds, in VTK's order) with kCellColours; then for
 // each cell kind (vertices, lines, polygons, strips) its offsets (cells + 1
 // 64-bit integers, the first 0) and its connectivity (connectivity 64-bit
-// point indices). A kind without cells has no offsets and no connectivity.
+// point indices). A kind without cells has no offsets and no connectivity,
+// nor have the polygons with kTriangleSoup.
 #pragma once
 
 #include <cstdint>
@@ -26,6 +27,9 @@ enum PartFlags : uint32_t {
     kPointColours = 1u << 2,
     kCellColours = 1u << 3,
     kDoublePoints = 1u << 4,
+    // The polygons are triangles (0, 1, 2), (3, 4, 5), ... over all the
+    // points, in order: their offsets and connectivity are not written.
+    kTriangleSoup = 1u << 5,
 };
 
 struct PartRecord {

@@ -297,6 +297,19 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
         record.cells[k] = uint64_t(kinds[k]->GetNumberOfCells());
         record.connectivity[k] = uint64_t(kinds[k]->GetNumberOfConnectivityIds());
     }
+    // Triangles that each have corners of their own, in order, need no
+    // cells on the way: the reader makes them again.
+    if (record.cells[2] > 0 && record.cells[2] * 3 == record.connectivity[2] &&
+        record.connectivity[2] == uint64_t(n)) {
+        const vtkTypeInt64* o = kinds[2]->GetOffsetsArray64()->GetPointer(0);
+        const vtkTypeInt64* c = kinds[2]->GetConnectivityArray64()->GetPointer(0);
+        bool soup = true;
+        for (uint64_t i = 0; i <= record.cells[2] && soup; ++i)
+            soup = o[i] == vtkTypeInt64(i * 3);
+        for (uint64_t i = 0; i < record.connectivity[2] && soup; ++i)
+            soup = c[i] == vtkTypeInt64(i);
+        if (soup) record.flags |= ch::kTriangleSoup;
+    }
     const size_t pointBytes = (record.flags & ch::kDoublePoints) ? 8 : 4;
     bool ok = s_writeAll(fd_, &record, sizeof record) &&
               s_writeAll(fd_, part.name.data(), record.nameBytes) &&
@@ -307,7 +320,7 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
         ok = s_writeAll(fd_, cellColours->GetPointer(0),
                         size_t(cellColours->GetNumberOfTuples()) * 4);
     for (int k = 0; k < 4 && ok; ++k) {
-        if (record.cells[k] == 0) continue;
+        if (record.cells[k] == 0 || (k == 2 && (record.flags & ch::kTriangleSoup))) continue;
         ok = s_writeAll(fd_, kinds[k]->GetOffsetsArray64()->GetPointer(0),
                         size_t(record.cells[k] + 1) * 8) &&
              s_writeAll(fd_, kinds[k]->GetConnectivityArray64()->GetPointer(0),
@@ -398,22 +411,75 @@ void s_onError(vtkObject*, unsigned long, void*, void* data) {
     _exit(code);
 }
 
+// The triangles of a binary STL each with corners of its own: a part this
+// large is shaded face by face (no normals), for which shared corners buy
+// nothing, and merging them costs more than the rest of the read. A
+// triangle with two equal corners has no area and is left out.
+vtkSmartPointer<vtkPolyData> s_unmergedStl(const char* bytes, size_t triangles) {
+    auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetNumberOfTuples(vtkIdType(triangles * 3));
+    float* to = coordinates->GetPointer(0);
+    size_t kept = 0;
+    for (size_t t = 0; t < triangles; ++t) {
+        const char* corners = bytes + 84 + t * 50 + 12; // past the facet normal
+        if (std::memcmp(corners, corners + 12, 12) == 0 ||
+            std::memcmp(corners + 12, corners + 24, 12) == 0 ||
+            std::memcmp(corners, corners + 24, 12) == 0)
+            continue;
+        std::memcpy(to + kept * 9, corners, 36);
+        ++kept;
+    }
+    coordinates->SetNumberOfTuples(vtkIdType(kept * 3));
+    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
+    auto connectivity = vtkSmartPointer<vtkTypeInt64Array>::New();
+    offsets->SetNumberOfValues(vtkIdType(kept + 1));
+    connectivity->SetNumberOfValues(vtkIdType(kept * 3));
+    vtkTypeInt64* o = offsets->GetPointer(0);
+    vtkTypeInt64* c = connectivity->GetPointer(0);
+    for (size_t i = 0; i <= kept; ++i)
+        o[i] = vtkTypeInt64(i * 3);
+    for (size_t i = 0; i < kept * 3; ++i)
+        c[i] = vtkTypeInt64(i);
+    vtkNew<vtkPoints> points;
+    points->SetData(coordinates);
+    vtkNew<vtkCellArray> polys;
+    polys->SetData(offsets, connectivity);
+    auto out = vtkSmartPointer<vtkPolyData>::New();
+    out->SetPoints(points);
+    out->SetPolys(polys);
+    return out;
+}
+
 // A binary STL (its size already checked against its count) read straight
 // into polygonal data, equal corners merged into one point through a hash
 // table: several times faster than VTK's reader, whose point locator takes
 // most of a large file's time. False when the file is not binary.
 bool s_readBinaryStl(const std::string& path, vtkSmartPointer<vtkPolyData>& out) {
-    std::vector<char> bytes;
+    // Mapped, not copied: a file that shrinks under the mapping raises
+    // SIGBUS, which this process answers with its message (s_onBus).
+    struct Mapping {
+        const char* at = nullptr;
+        size_t length = 0;
+        const char* data() const { return at; }
+        size_t size() const { return length; }
+        ~Mapping() {
+            if (at) ::munmap(const_cast<char*>(at), length);
+        }
+    } bytes;
     {
-        std::ifstream in(path, std::ios::binary | std::ios::ate);
-        const std::streamoff size = in.tellg();
-        if (size < 84) return false;
-        bytes.resize(size_t(size));
-        in.seekg(0);
-        // A file that shrank since its size was taken reads short: the
-        // triangles held are counted from what was read.
-        in.read(bytes.data(), size);
-        bytes.resize(size_t(in.gcount()));
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat st {};
+        if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_size < 84) {
+            if (fd >= 0) ::close(fd);
+            return false;
+        }
+        void* map = ::mmap(nullptr, size_t(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+        ::close(fd);
+        if (map == MAP_FAILED) return false;
+        ::madvise(map, size_t(st.st_size), MADV_SEQUENTIAL);
+        bytes.at = static_cast<const char*>(map);
+        bytes.length = size_t(st.st_size);
     }
     if (bytes.size() < 84) return false;
     uint32_t count = 0;
@@ -426,6 +492,10 @@ bool s_readBinaryStl(const std::string& path, vtkSmartPointer<vtkPolyData>& out)
         return false;
     const size_t held = (bytes.size() - 84) / 50;
     const size_t triangles = count == 0 ? held : std::min<size_t>(count, held);
+    if (triangles > size_t(zul::scene::helper::kSmoothShadingFaces)) {
+        out = s_unmergedStl(bytes.data(), triangles);
+        return true;
+    }
     struct Key {
         uint32_t v[3];
         bool operator==(const Key& o) const {
