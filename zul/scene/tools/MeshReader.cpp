@@ -222,8 +222,17 @@ bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std
     if (!decoded.empty()) importer.SetIOHandler(new DecodedFileSystem(path, decoded)); // owned too
     // Points and lines are kept: a point cloud is a model too.
     const aiScene* scene =
-        importer.ReadFile(path, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
-                                    aiProcess_ValidateDataStructure);
+        importer.ReadFile(path, aiProcess_Triangulate | aiProcess_ValidateDataStructure);
+    // Shared corners are what smooth shading needs; a model too large for
+    // it (see kSmoothShadingFaces) is drawn face by face, and joining its
+    // corners would cost more than reading it.
+    if (scene) {
+        uint64_t faces = 0;
+        for (unsigned i = 0; i < scene->mNumMeshes; ++i)
+            if (scene->mMeshes[i]) faces += scene->mMeshes[i]->mNumFaces;
+        if (faces <= uint64_t(kSmoothShadingFaces))
+            scene = importer.ApplyPostProcessing(aiProcess_JoinIdenticalVertices);
+    }
     if (!scene && kind == ModelFormat::Obj) {
         // Points alone: each vertex is drawn.
         OutPart part;
