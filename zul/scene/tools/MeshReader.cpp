@@ -12,8 +12,10 @@
 #include <assimp/scene.h>
 
 #include <vtkCellArray.h>
+#include <vtkFloatArray.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
+#include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 
 #include <utf8.h>
@@ -168,27 +170,47 @@ bool s_materialColour(const aiScene& scene, unsigned index, double rgba[4]) {
 // One placed mesh as polygonal data: its faces as vertices, lines or
 // polygons by their number of indices, its first colour set as colours.
 vtkSmartPointer<vtkPolyData> s_geometry(const aiMesh& mesh, const aiMatrix4x4& place) {
-    vtkNew<vtkPoints> points;
-    points->SetDataTypeToFloat();
-    points->SetNumberOfPoints(mesh.mNumVertices);
+    auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetNumberOfTuples(mesh.mNumVertices);
+    float* to = coordinates->GetPointer(0);
+    const bool moved = !place.IsIdentity();
     for (unsigned i = 0; i < mesh.mNumVertices; ++i) {
-        const aiVector3D at = place * mesh.mVertices[i];
-        points->SetPoint(i, at.x, at.y, at.z);
+        const aiVector3D at = moved ? place * mesh.mVertices[i] : mesh.mVertices[i];
+        to[3 * i] = at.x, to[3 * i + 1] = at.y, to[3 * i + 2] = at.z;
     }
+    vtkNew<vtkPoints> points;
+    points->SetData(coordinates);
     vtkNew<vtkCellArray> verts, lines, polys;
-    std::vector<vtkIdType> ids;
+    // Faces go straight into offset and connectivity arrays, one kind per
+    // number of corners (1: a point, 2: a line, more: a polygon); a face
+    // naming a vertex past the mesh's is left out.
+    struct Cells {
+        vtkSmartPointer<vtkTypeInt64Array> offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
+        vtkSmartPointer<vtkTypeInt64Array> ids = vtkSmartPointer<vtkTypeInt64Array>::New();
+    } cells[3];
+    if (mesh.mPrimitiveTypes == aiPrimitiveType_TRIANGLE) {
+        cells[2].offsets->Allocate(vtkIdType(mesh.mNumFaces) + 1);
+        cells[2].ids->Allocate(vtkIdType(mesh.mNumFaces) * 3);
+    }
+    for (Cells& c : cells)
+        c.offsets->InsertNextValue(0);
     for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
         const aiFace& face = mesh.mFaces[f];
         if (!face.mIndices || face.mNumIndices == 0) continue;
-        ids.clear();
+        bool inside = true;
+        for (unsigned k = 0; k < face.mNumIndices && inside; ++k)
+            inside = face.mIndices[k] < mesh.mNumVertices;
+        if (!inside) continue;
+        Cells& into = cells[std::min(face.mNumIndices, 3u) - 1];
         for (unsigned k = 0; k < face.mNumIndices; ++k)
-            if (face.mIndices[k] < mesh.mNumVertices) ids.push_back(face.mIndices[k]);
-        if (ids.size() != face.mNumIndices) continue; // an index past the vertices
-        vtkCellArray* to = ids.size() == 1   ? verts.Get()
-                           : ids.size() == 2 ? lines.Get()
-                                             : polys.Get();
-        to->InsertNextCell(vtkIdType(ids.size()), ids.data());
+            into.ids->InsertNextValue(face.mIndices[k]);
+        into.offsets->InsertNextValue(into.ids->GetNumberOfValues());
     }
+    vtkCellArray* kinds[3] = {verts, lines, polys};
+    for (int k = 0; k < 3; ++k)
+        if (cells[k].offsets->GetNumberOfValues() > 1)
+            kinds[k]->SetData(cells[k].offsets, cells[k].ids);
     auto data = vtkSmartPointer<vtkPolyData>::New();
     data->SetPoints(points);
     if (verts->GetNumberOfCells()) data->SetVerts(verts);
