@@ -97,6 +97,7 @@ MainWindow::MainWindow() {
 }
 
 MainWindow::~MainWindow() {
+    if (coarseJob_.joinable()) coarseJob_.join();
     StopModule();
     if (host_) {
         host_->sceneViewer->window = nullptr;

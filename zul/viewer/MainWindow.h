@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <thread>
 #include <vector>
 
 #include <vtkCallbackCommand.h>
@@ -121,6 +122,9 @@ private:
     void _openDialog();
     void _showModels(std::vector<zul::scene::Model>& models, const QStringList& read);
     void _readEnded(ModelLoader::Result& result);
+    // Makes the coarse copies drawn while dragging on a thread of its own,
+    // after the first picture of the models, and takes them in when done.
+    void _makeCoarseCopiesLater();
     void _askPointSize();
     void _showShortcuts();
     zul::com::ComPtr<IAdvancedViewsModuleMgr> _mgr() const;
@@ -152,6 +156,7 @@ private:
     zul::com::ComPtr<IObjectWithSite> moduleSite_;
     bool firstFrameSeen_ = false;
     class ModelLoader* loader_ = nullptr;
+    std::thread coarseJob_; // joined before the window goes
     QProgressBar* progress_ = nullptr;
     QTimer* frames_ = nullptr; // drives transitions
     unsigned transitionMs_ = 0;

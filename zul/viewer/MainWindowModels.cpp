@@ -1,6 +1,7 @@
 // MainWindow: opening models (File > Open, recent models, drops, the
 // command line) and showing what was read.
 #include <QAction>
+#include <QApplication>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileDialog>
@@ -8,11 +9,13 @@
 #include <QLocale>
 #include <QMenu>
 #include <QMimeData>
+#include <QPointer>
 #include <QProgressBar>
 #include <QStatusBar>
 #include <QUrl>
 
 #include <cstdio>
+#include <memory>
 
 #include "MainWindow.h"
 #include "ViewerSettings.h"
@@ -57,6 +60,25 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
     QString message = tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary());
     if (!notes.isEmpty()) message += " - " + notes.join(' ');
     statusBar()->showMessage(message, notes.isEmpty() ? 10000 : 60000);
+    _makeCoarseCopiesLater();
+}
+
+void MainWindow::_makeCoarseCopiesLater() {
+    auto copies = std::make_shared<zul::scene::Model>(scene_.geometryForCoarseCopies());
+    if (copies->parts.empty()) return;
+    // One job at a time: a job for models no longer shown ends unused.
+    if (coarseJob_.joinable()) coarseJob_.join();
+    const unsigned generation = scene_.generation();
+    QPointer<MainWindow> self(this);
+    coarseJob_ = std::thread([self, generation, copies] {
+        zul::scene::makeCoarseCopies(*copies);
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, generation, copies] {
+                if (self) self->scene_.setCoarseCopies(generation, *copies);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 bool MainWindow::OpenModels(const QStringList& paths, QString& error) {

@@ -17,9 +17,9 @@ ModelLoader::Result ModelLoader::Read(const QStringList& paths, const Progress& 
         report(0, "starting the reader");
         std::string why;
         zul::scene::Model model;
+        // The copies drawn while dragging are made after the first picture
+        // (MainWindow::_makeCoarseCopiesLater).
         if (zul::scene::readModel(paths[i].toStdString(), model, why, report)) {
-            report(1.0, "preparing the copies drawn while dragging");
-            zul::scene::makeCoarseCopies(model);
             out.models.push_back(std::move(model));
             out.read << paths[i];
         } else {

@@ -227,6 +227,55 @@ bool Scene::addFile(const std::string& path, std::string& error, std::vector<std
     return true;
 }
 
+namespace {
+
+// A mapper for a part's geometry: colours the file gives per point or per
+// cell are drawn as they are.
+vtkSmartPointer<vtkPolyDataMapper> s_mapperOf(vtkPolyData* data, bool colours) {
+    auto mapper = vtkSmartPointer<vtkPolyDataMapper>::New();
+    mapper->SetInputData(data);
+    mapper->SetScalarVisibility(colours);
+    mapper->SetColorModeToDirectScalars();
+    mapper->SetScalarModeToDefault();
+    return mapper;
+}
+
+} // namespace
+
+Model Scene::geometryForCoarseCopies() const {
+    Model model;
+    bool missing = false;
+    for (const Part& p : parts_)
+        missing |= !p.coarse && p.triangles >= kSmallPartTriangles;
+    if (!missing || triangleCount() <= kDragTriangleBudget) return model;
+    for (const Part& p : parts_) {
+        ModelPart part;
+        part.triangles = p.triangles;
+        if (p.triangles >= kSmallPartTriangles)
+            if (auto* drawn = vtkPolyData::SafeDownCast(p.full->GetInputDataObject(0, 0))) {
+                part.geometry = vtkSmartPointer<vtkPolyData>::New();
+                part.geometry->DeepCopy(drawn);
+            }
+        model.parts.push_back(std::move(part));
+    }
+    return model;
+}
+
+bool Scene::setCoarseCopies(unsigned generation, const Model& made) {
+    if (generation != generation_ || made.parts.size() != parts_.size()) return false;
+    bool changed = false;
+    for (size_t i = 0; i < parts_.size(); ++i) {
+        Part& p = parts_[i];
+        if (p.coarse || !made.parts[i].coarse) continue;
+        p.coarse = s_mapperOf(made.parts[i].coarse, p.full->GetScalarVisibility());
+        if (coarse_) p.actor->SetMapper(p.coarse);
+        changed = true;
+    }
+    // The offscreen pictures draw the coarse copies: theirs are made again.
+    if (changed) ++generation_;
+    return changed;
+}
+
 void Scene::addModel(Model&& model) {
     static const double palette[4][3] = {
         {0.50, 0.53, 0.58}, {0.22, 0.45, 0.80}, {0.95, 0.55, 0.15}, {0.25, 0.65, 0.35}};
@@ -235,18 +284,10 @@ void Scene::addModel(Model&& model) {
         // a part without them wears its own colour, else one of the palette.
         const bool colours = m.geometry->GetPointData()->GetArray("zul_colour") ||
                              m.geometry->GetCellData()->GetArray("zul_colour");
-        auto mapperOf = [&](vtkPolyData* data) {
-            auto mapper = vtkSmartPointer<vtkPolyDataMapper>::New();
-            mapper->SetInputData(data);
-            mapper->SetScalarVisibility(colours);
-            mapper->SetColorModeToDirectScalars();
-            mapper->SetScalarModeToDefault();
-            return mapper;
-        };
         Part part;
         part.name = m.name;
-        part.full = mapperOf(m.geometry);
-        if (m.coarse) part.coarse = mapperOf(m.coarse);
+        part.full = s_mapperOf(m.geometry, colours);
+        if (m.coarse) part.coarse = s_mapperOf(m.coarse, colours);
         part.triangles = m.triangles;
         part.points = m.points;
         part.actor = vtkSmartPointer<vtkActor>::New();

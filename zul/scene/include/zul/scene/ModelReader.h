@@ -63,9 +63,9 @@ ZUL_PLATFORM_API bool readModel(const std::string& path, Model& model, std::stri
 // While the view is dragged, a model of more triangles than this is drawn
 // from decimated copies of its large parts, sized so that the whole stays
 // within it; the full model is drawn when the drag ends. Chosen so that a
-// drag stays above 20 frames a second on a software renderer with two
+// drag stays above 30 frames a second on a software renderer with two
 // cores (bench/viewer_bench measures it).
-inline constexpr size_t kDragTriangleBudget = 150000;
+inline constexpr size_t kDragTriangleBudget = 75000;
 // Parts of fewer triangles than this are never decimated.
 inline constexpr size_t kSmallPartTriangles = 5000;
 // Gives the large parts of `model` their coarse copies when the model has

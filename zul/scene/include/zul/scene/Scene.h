@@ -81,6 +81,16 @@ public:
     // Changes whenever the parts do (a model opened, the sample shown).
     unsigned generation() const { return generation_; }
 
+    // Coarse copies are made after the first picture, off the drawing
+    // thread: this gives a model, one part per part of the scene, whose
+    // large parts hold private copies of their geometry (so the work never
+    // reads what is being drawn), for makeCoarseCopies on any thread; no
+    // parts when the scene is within the drag budget or has its copies.
+    Model geometryForCoarseCopies() const;
+    // Takes the coarse copies made on that model into the scene of
+    // `generation`; false (nothing changed) when the parts changed since.
+    bool setCoarseCopies(unsigned generation, const Model& made);
+
     // A small picture of the whole scene, fitted, seen along `direction`
     // with `up` (perspective with `viewAngle` degrees, or orthographic):
     // `width` x `height` RGB pixels, rows top to bottom. Drawn offscreen in
