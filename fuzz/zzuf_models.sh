@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Mutation campaign over real model files: zzuf flips bits in copies of small
 # files of every format the viewer reads (STL, OBJ, PLY, glTF, 3MF, COLLADA,
-# FBX, OFF and 3DS from Debian's assimp-testmodels; STEP and IGES from
-# occt-misc, and a STEP assembly with colours made by makestep; a VTP made
-# from a real model), and each copy is loaded twice, each run in a process
+# FBX, OFF, 3DS, DXF, VRML and UTF-16 OBJ from Debian's assimp-testmodels;
+# STEP and IGES from occt-misc, and a STEP assembly with colours made by
+# makestep), and each copy is loaded twice, each run in a process
 # of its own:
 #   guarded:   modelload_probe, as zulview and krviews load models (checks,
 #              then the reader in its helper process): must never crash;
@@ -24,18 +24,14 @@ command -v zzuf >/dev/null || { echo "zzuf_models: zzuf is not installed (script
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# A VTP made from a real model by the reader helper itself.
-mkdir -p "$work/spider"
-"$bin/zulreadmodel" "$models/STL/Spider_binary.stl" "$work/spider" >/dev/null 2>&1
-cp "$work/spider/part-000001.vtp" "$work/spider.vtp"
 seeds=(
   "$models/STL/triangle.stl" "$models/STL/Spider_binary.stl" "$models/STL/3DSMaxExport.STL"
   "$models/PLY/cube.ply" "$models/PLY/cube_binary.ply" "$models/PLY/float-color.ply" "$models/PLY/issue623.ply"
   "$models/OBJ/box.obj" "$models/OBJ/spider.obj" "$models/OBJ/cube_usemtl.obj"
-  "$work/spider.vtp"
   "$models/glTF2/BoxTextured-glTF-Binary/BoxTextured.glb" "$models/glTF2/BoxTextured-glTF-Embedded/BoxTextured.gltf"
   "$models/3MF/box.3mf" "$models/Collada/duck.dae" "$models/FBX/box.fbx" "$models/OFF/Cube.off"
-  "$models/3DS/fels.3ds"
+  "$models/3DS/fels.3ds" "$models/DXF/wuson.dxf" "$models/WRL/Wuson.wrl" "$models/OBJ/box_UTF16BE.obj"
+  "$models/PLY/Wuson.ply"
 )
 occt=/usr/share/opencascade/data
 if [ -f "$occt/step/screw.step" ]; then

@@ -105,8 +105,12 @@ bool readVrmlFile(const std::string& path, PartSink& sink, std::string& why) {
         if (!sink.add(part, why)) return false;
     }
     if (sink.count() == 0) {
+        // VTK's parser stops at the first thing it does not understand,
+        // often without an error: a damaged file and one without shapes
+        // look alike here.
         why = errors.failed() ? "not a VRML 2 file that can be read"
-                              : "no geometry in it (no shapes with faces, lines or points)";
+                              : "no shapes could be read from it (a damaged VRML file, or one "
+                                "without shapes)";
         return false;
     }
     return true;
