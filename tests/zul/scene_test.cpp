@@ -8,11 +8,15 @@
 #include <vtkXMLPolyDataWriter.h>
 
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <unistd.h>
 
+#include "PartChannel.h"
 #include "zul/scene/ModelCheck.h"
+#include "zul/scene/ModelReader.h"
 #include "zul/scene/Scene.h"
 
 namespace {
@@ -187,6 +191,64 @@ TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
 // Models no one here made: Debian's assimp-testmodels. One of them is a PLY
 // whose vertex lines lack the list its header declares; VTK's reader
 // crashes on it.
+// The parts come back from the helper as raw arrays that VTK would trust:
+// a record cut short, an index past the points or offsets that run
+// backwards is a message, never a crash; a sound record is drawn.
+TEST_F(SceneFiles, PartsTheHelperHandsBackAreCheckedBeforeUse) {
+    namespace ch = zul::scene::channel;
+    auto record = [](int64_t lastIndex, int64_t middleOffset) {
+        ch::PartRecord r{};
+        std::memcpy(r.magic, ch::kMagic, 4);
+        r.nameBytes = 3;
+        r.points = 3;
+        r.cells[2] = 2;
+        r.connectivity[2] = 6;
+        std::string bytes(reinterpret_cast<const char*>(&r), sizeof r);
+        bytes += "Tri";
+        const float points[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+        bytes.append(reinterpret_cast<const char*>(points), sizeof points);
+        const int64_t offsets[3] = {0, middleOffset, 6}, ids[6] = {0, 1, 2, 0, 2, lastIndex};
+        bytes.append(reinterpret_cast<const char*>(offsets), sizeof offsets);
+        bytes.append(reinterpret_cast<const char*>(ids), sizeof ids);
+        return bytes;
+    };
+    const std::string model = write("tri.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    struct Case {
+        std::string bytes;
+        bool drawn;
+    };
+    const std::string sound = record(1, 3);
+    const Case cases[] = {
+        {sound, true},
+        {sound.substr(0, sound.size() - 1), false},
+        {sound.substr(0, 6), false},
+        {record(3, 3), false},
+        {record(-1, 3), false},
+        {record(1, 7), false},
+        {sound + "trailing", false},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        SCOPED_TRACE(i);
+        const std::string parts = write("parts-" + std::to_string(i), cases[i].bytes);
+        const std::string helper =
+            write("helper-" + std::to_string(i) + ".sh", "#!/bin/sh\ncat '" + parts + "' >&3\n");
+        fs::permissions(helper, fs::perms::owner_all);
+        ::setenv("ZUL_MODEL_READER", helper.c_str(), 1);
+        zul::scene::Model read;
+        std::string error;
+        EXPECT_EQ(zul::scene::readModel(model, read, error), cases[i].drawn) << error;
+        if (cases[i].drawn) {
+            ASSERT_EQ(read.parts.size(), 1u);
+            EXPECT_EQ(read.parts[0].name, "Tri");
+            EXPECT_EQ(read.triangles(), 2u);
+        } else {
+            EXPECT_NE(error.find("tri.obj: cannot take the geometry back"), std::string::npos)
+                << error;
+        }
+    }
+    ::unsetenv("ZUL_MODEL_READER");
+}
+
 TEST(SceneRealFiles, RealModelsLoadAndADamagedOneIsRefused) {
     const fs::path models = "/usr/share/assimp/models";
     if (!fs::exists(models / "PLY/issue623.ply"))
