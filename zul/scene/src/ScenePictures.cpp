@@ -37,6 +37,9 @@ vtkSmartPointer<vtkImageData> s_grab(vtkRenderWindow* window) {
     grab->SetInput(window);
     grab->SetInputBufferTypeToRGB();
     grab->ReadFrontBufferOff();
+    // The caller has just rendered: the filter would draw the whole scene
+    // once more before reading it.
+    grab->ShouldRerenderOff();
     grab->Update();
     return grab->GetOutput();
 }
