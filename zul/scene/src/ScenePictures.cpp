@@ -43,6 +43,21 @@ vtkSmartPointer<vtkImageData> s_grab(vtkRenderWindow* window) {
     grab->Update();
     return grab->GetOutput();
 }
+// The window sheets are drawn in, made once: a sheet drawn after
+// prepareSheet finds the driver loaded and its programs compiled.
+vtkRenderWindow* s_sheetWindow() {
+    static vtkSmartPointer<vtkRenderWindow> window;
+    if (!window) {
+        window = vtkSmartPointer<vtkRenderWindow>::New();
+        window->SetDisplayId(s_display);
+        window->SetOffScreenRendering(1);
+        // Edges smoothed by FXAA rather than multisampling: on a software
+        // renderer, four samples a pixel cost more than the model itself.
+        window->SetMultiSamples(0);
+    }
+    return window;
+}
+
 } // namespace
 
 bool haveDisplay(std::string& why) {
@@ -57,6 +72,23 @@ bool haveDisplay(std::string& why) {
         why = std::string("cannot open display ") + name + "; run under xvfb-run -a";
         return false;
     }
+    return true;
+}
+
+bool prepareSheet(Scene& scene, int width, int height, std::string& error) {
+    if (width < 16 || height < 16 || width > 8192 || height > 8192) {
+        error = "a picture is 16 to 8192 pixels wide and high";
+        return false;
+    }
+    if (!haveDisplay(error)) return false;
+    vtkRenderWindow* window = s_sheetWindow();
+    window->SetSize(width, height);
+    scene.renderer()->UseFXAAOn();
+    scene.attach(window);
+    window->Render();
+    scene.renderer()->UseFXAAOff();
+    window->RemoveRenderer(scene.renderer());
+    window->RemoveRenderer(scene.axesRenderer());
     return true;
 }
 
@@ -75,13 +107,8 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     const int columns = n == 1 ? 1 : int(std::ceil(std::sqrt(double(n)))),
               rows = (n + columns - 1) / columns;
     const int label = labels ? std::max(24, height / 10) : 0, tileH = height + label;
-    vtkNew<vtkRenderWindow> window;
-    window->SetDisplayId(s_display);
-    window->SetOffScreenRendering(1);
+    vtkRenderWindow* window = s_sheetWindow();
     window->SetSize(width, tileH);
-    // Edges smoothed by FXAA rather than multisampling: on a software
-    // renderer, four samples a pixel cost more than the model itself.
-    window->SetMultiSamples(0);
     scene.renderer()->UseFXAAOn();
     scene.attach(window);
     // The picture takes the tile above the label band.
@@ -89,13 +116,13 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     scene.renderer()->SetViewport(0, bottom, 1, 1);
     scene.axesRenderer()->SetViewport(0, bottom, 0.2, bottom + 0.2 * height / tileH);
     vtkNew<vtkTextActor> text;
+    vtkNew<vtkRenderer> band; // the label band: white, under the picture
     if (labels) {
         text->GetTextProperty()->SetFontSize(std::max(14, label * 6 / 10));
         text->GetTextProperty()->SetColor(0.1, 0.1, 0.12);
         text->GetTextProperty()->SetJustificationToCentered();
         text->GetTextProperty()->SetVerticalJustificationToCentered();
         text->SetPosition(width / 2.0, label / 2.0);
-        vtkNew<vtkRenderer> band; // the label band: white, under the picture
         band->SetViewport(0, 0, 1, bottom);
         band->SetBackground(1, 1, 1);
         band->AddActor2D(text);
@@ -132,6 +159,7 @@ bool renderSheet(Scene& scene, const std::vector<Shot>& shots, int width, int he
     scene.axesRenderer()->SetViewport(0, 0, 0.2, 0.2);
     window->RemoveRenderer(scene.renderer());
     window->RemoveRenderer(scene.axesRenderer());
+    if (labels) window->RemoveRenderer(band);
     std::error_code ec;
     if (writer->GetErrorCode() != 0 || std::filesystem::file_size(path, ec) == 0 || ec) {
         error = "cannot write " + path;

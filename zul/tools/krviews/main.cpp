@@ -291,6 +291,9 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
     if (model.empty())
         scene.addSampleModel();
     else {
+        // The graphics are made ready while the helper reads the model.
+        std::string unused;
+        zul::scene::prepareSheet(scene, width, height, unused);
         if (!read.wait()) {
             std::cerr << "krviews: " << read.why << "\n";
             return kFailure;

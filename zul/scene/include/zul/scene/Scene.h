@@ -163,6 +163,11 @@ ZUL_PLATFORM_API void fitAll(const Scene& scene, Camera& camera);
 // headless machines run under xvfb-run).
 ZUL_PLATFORM_API bool haveDisplay(std::string& why);
 
+// Draws `scene` (empty, say, while a model is read) once offscreen at the
+// size a sheet will have, so that the sheet finds the graphics driver
+// loaded and the programs of its background compiled. Optional.
+ZUL_PLATFORM_API bool prepareSheet(Scene& scene, int width, int height, std::string& error);
+
 // One picture per (name, camera): `columns` x rows tiles of `width` x
 // `height` pixels, each view's name under its picture when `labels`,
 // written as PNG. False with `error` set on failure.
