@@ -387,6 +387,57 @@ TEST_F(ModelFormats, StrayRealFilesAreDrawnAndSayWhatIsMissing) {
     }
 }
 
+// A large OBJ of vertices and faces alone is read in one pass of its own;
+// the forms a face may name its corners in, relative indices and polygons
+// all count as Assimp would count them; anything more goes to Assimp.
+TEST_F(ModelFormats, ALargePlainObjIsReadWholeAndAnythingElseStillReads) {
+    const int rows = 300, columns = 1000; // over the 16 MB the plain reader starts at
+    std::string text = "# a grid\n";
+    text.reserve(24u << 20);
+    for (int r = 0; r <= rows; ++r)
+        for (int c = 0; c <= columns; ++c)
+            text += "v " + std::to_string(c) + " " + std::to_string(r) + " 0.5\n";
+    text += "vn 0 0 1\nvt 0 0\ns off\n";
+    const int vertices = (rows + 1) * (columns + 1);
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < columns; ++c) {
+            const int a = r * (columns + 1) + c + 1, b = a + 1, d = a + columns + 1, e = d + 1;
+            if ((r + c) % 3 == 0) // a quad, its corners with texture and normal
+                text += "f " + std::to_string(a) + "/1/1 " + std::to_string(b) + "/1/1 " +
+                        std::to_string(e) + "/1/1 " + std::to_string(d) + "/1/1\n";
+            else if ((r + c) % 3 == 1) // two triangles, normals only
+                text += "f " + std::to_string(a) + "//1 " + std::to_string(b) + "//1 " +
+                        std::to_string(e) + "//1\nf " + std::to_string(a) + " " +
+                        std::to_string(e) + " " + std::to_string(d) + "\n";
+            else // counted back from the last vertex
+                text += "f " + std::to_string(a - vertices - 1) + " " +
+                        std::to_string(b - vertices - 1) + " " + std::to_string(e - vertices - 1) +
+                        " " + std::to_string(d - vertices - 1) + "\n";
+        }
+    ASSERT_GT(text.size(), size_t(16u << 20));
+    zul::scene::Model plain;
+    std::string why;
+    ASSERT_TRUE(zul::scene::readModel(write("grid.obj", text), plain, why)) << why;
+    ASSERT_EQ(plain.parts.size(), 1u);
+    EXPECT_EQ(plain.triangles(), size_t(2 * rows * columns));
+    EXPECT_EQ(plain.parts[0].geometry->GetNumberOfPoints(), vertices);
+    double b[6];
+    boundsOf(plain.parts[0], b);
+    EXPECT_DOUBLE_EQ(b[1], columns);
+    EXPECT_DOUBLE_EQ(b[3], rows);
+    EXPECT_DOUBLE_EQ(b[4], 0.5);
+    // A material line: Assimp reads the same faces.
+    zul::scene::Model withMaterial;
+    ASSERT_TRUE(
+        zul::scene::readModel(write("grid2.obj", "usemtl none\n" + text), withMaterial, why))
+        << why;
+    EXPECT_EQ(withMaterial.triangles(), plain.triangles());
+    // A face naming a vertex the file lacks: a refusal, as from Assimp.
+    zul::scene::Model broken;
+    EXPECT_FALSE(zul::scene::readModel(write("grid3.obj", text + "f 1 2 99999999\n"), broken, why));
+    EXPECT_NE(why.find("not an OBJ file that can be read"), std::string::npos) << why;
+}
+
 // A damaged file of each reader: a message naming the file, nothing added.
 TEST_F(ModelFormats, ADamagedFileOfEachReaderIsAMessageAndChangesNothing) {
     const std::string step = (dir_ / "three.step").string();

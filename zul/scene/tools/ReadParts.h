@@ -8,6 +8,7 @@
 // leaves out of the file as lines "note SENTENCE".
 #pragma once
 
+#include <vtkDataArray.h>
 #include <vtkPolyData.h>
 #include <vtkSmartPointer.h>
 
@@ -56,6 +57,9 @@ private:
 
 // Reports how far the reading has come (0..1) and in which phase.
 void reportProgress(double fraction, const char* phase);
+// 0, 1, 2, ... n - 1, in 32 bits when they fit: the connectivity of
+// triangles that each have corners of their own (cells->SetData(3, ids)).
+vtkSmartPointer<vtkDataArray> sequentialIds(size_t n);
 // Reports, as one sentence for the user, that what is drawn is less or
 // other than what the file declares (a line "note SENTENCE").
 void reportNote(const std::string& sentence);
@@ -74,6 +78,11 @@ bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string
 // Through Assimp; `kind` names the format in messages.
 bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std::string& why);
 bool readVrmlFile(const std::string& path, PartSink& sink, std::string& why);
+// An OBJ text of vertices and faces alone (no groups, materials, lines or
+// vertex colours), read in one pass without Assimp, whose copies of every
+// corner take several times the memory. `handled` false: the text is not
+// that plain (or names vertices it lacks), and Assimp should read it.
+bool readPlainObj(const char* text, size_t size, PartSink& sink, std::string& why, bool& handled);
 // glTF through VTK's reader, for files Assimp's schema check refuses.
 bool readGltfWithVtk(const std::string& path, PartSink& sink, std::string& why);
 

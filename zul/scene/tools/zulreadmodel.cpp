@@ -29,6 +29,7 @@
 #include <vtkSTLReader.h>
 #include <vtkSmartPointer.h>
 #include <vtkStringArray.h>
+#include <vtkTypeInt32Array.h>
 #include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
@@ -42,6 +43,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -68,6 +70,19 @@ void reportProgress(double fraction, const char* phase) {
     last = permille;
     std::fprintf(s_progress, "progress %d %s\n", permille, phase);
     std::fflush(s_progress);
+}
+
+vtkSmartPointer<vtkDataArray> sequentialIds(size_t n) {
+    if (n < size_t(1) << 31) {
+        auto ids = vtkSmartPointer<vtkTypeInt32Array>::New();
+        ids->SetNumberOfValues(vtkIdType(n));
+        std::iota(ids->GetPointer(0), ids->GetPointer(0) + n, 0);
+        return ids;
+    }
+    auto ids = vtkSmartPointer<vtkTypeInt64Array>::New();
+    ids->SetNumberOfValues(vtkIdType(n));
+    std::iota(ids->GetPointer(0), ids->GetPointer(0) + n, vtkTypeInt64(0));
+    return ids;
 }
 
 void reportNote(const std::string& sentence) {
@@ -261,6 +276,22 @@ vtkUnsignedCharArray* s_rgbaOf(vtkDataSetAttributes* data, vtkIdType tuples) {
 
 } // namespace
 
+// True when the `n` cells of `cells` are the triangles (0, 1, 2), (3, 4,
+// 5), ... in either storage width.
+bool s_isTriangleSoup(vtkCellArray* cells, uint64_t n) {
+    auto check = [n](const auto* o, const auto* c) {
+        for (uint64_t i = 0; i <= n; ++i)
+            if (uint64_t(o[i]) != i * 3) return false;
+        for (uint64_t i = 0; i < n * 3; ++i)
+            if (uint64_t(c[i]) != i) return false;
+        return true;
+    };
+    return cells->IsStorage64Bit() ? check(cells->GetOffsetsArray64()->GetPointer(0),
+                                           cells->GetConnectivityArray64()->GetPointer(0))
+                                   : check(cells->GetOffsetsArray32()->GetPointer(0),
+                                           cells->GetConnectivityArray32()->GetPointer(0));
+}
+
 bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
     namespace ch = zul::scene::channel;
     ch::PartRecord record{};
@@ -293,7 +324,6 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
                               data->GetStrips()};
     for (int k = 0; k < 4; ++k) {
         if (!kinds[k] || kinds[k]->GetNumberOfCells() == 0) continue;
-        kinds[k]->ConvertTo64BitStorage();
         record.cells[k] = uint64_t(kinds[k]->GetNumberOfCells());
         record.connectivity[k] = uint64_t(kinds[k]->GetNumberOfConnectivityIds());
     }
@@ -301,15 +331,13 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
     // cells on the way: the reader makes them again.
     if (record.cells[2] > 0 && record.cells[2] * 3 == record.connectivity[2] &&
         record.connectivity[2] == uint64_t(n)) {
-        const vtkTypeInt64* o = kinds[2]->GetOffsetsArray64()->GetPointer(0);
-        const vtkTypeInt64* c = kinds[2]->GetConnectivityArray64()->GetPointer(0);
-        bool soup = true;
-        for (uint64_t i = 0; i <= record.cells[2] && soup; ++i)
-            soup = o[i] == vtkTypeInt64(i * 3);
-        for (uint64_t i = 0; i < record.connectivity[2] && soup; ++i)
-            soup = c[i] == vtkTypeInt64(i);
-        if (soup) record.flags |= ch::kTriangleSoup;
+        if (s_isTriangleSoup(kinds[2], record.cells[2])) record.flags |= ch::kTriangleSoup;
     }
+    // The channel carries 64-bit cells; a reader's 32-bit ones are widened
+    // here, and only when they travel.
+    for (int k = 0; k < 4; ++k)
+        if (record.cells[k] && !(k == 2 && (record.flags & ch::kTriangleSoup)))
+            kinds[k]->ConvertTo64BitStorage();
     const size_t pointBytes = (record.flags & ch::kDoublePoints) ? 8 : 4;
     bool ok = s_writeAll(fd_, &record, sizeof record) &&
               s_writeAll(fd_, part.name.data(), record.nameBytes) &&
@@ -411,6 +439,38 @@ void s_onError(vtkObject*, unsigned long, void*, void* data) {
     _exit(code);
 }
 
+// A file mapped for reading, not copied; empty when it cannot be. A file
+// that shrinks under the mapping raises SIGBUS, which this process answers
+// with its message (s_onBus).
+class MappedFile {
+public:
+    explicit MappedFile(const std::string& path) {
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        struct stat st {};
+        if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_size <= 0) {
+            if (fd >= 0) ::close(fd);
+            return;
+        }
+        void* map = ::mmap(nullptr, size_t(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+        ::close(fd);
+        if (map == MAP_FAILED) return;
+        ::madvise(map, size_t(st.st_size), MADV_SEQUENTIAL);
+        at_ = static_cast<const char*>(map);
+        size_ = size_t(st.st_size);
+    }
+    ~MappedFile() {
+        if (at_) ::munmap(const_cast<char*>(at_), size_);
+    }
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+    const char* data() const { return at_; }
+    size_t size() const { return size_; }
+
+private:
+    const char* at_ = nullptr;
+    size_t size_ = 0;
+};
+
 // The triangles of a binary STL each with corners of its own: a part this
 // large is shaded face by face (no normals), for which shared corners buy
 // nothing, and merging them costs more than the rest of the read. A
@@ -431,20 +491,10 @@ vtkSmartPointer<vtkPolyData> s_unmergedStl(const char* bytes, size_t triangles) 
         ++kept;
     }
     coordinates->SetNumberOfTuples(vtkIdType(kept * 3));
-    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
-    auto connectivity = vtkSmartPointer<vtkTypeInt64Array>::New();
-    offsets->SetNumberOfValues(vtkIdType(kept + 1));
-    connectivity->SetNumberOfValues(vtkIdType(kept * 3));
-    vtkTypeInt64* o = offsets->GetPointer(0);
-    vtkTypeInt64* c = connectivity->GetPointer(0);
-    for (size_t i = 0; i <= kept; ++i)
-        o[i] = vtkTypeInt64(i * 3);
-    for (size_t i = 0; i < kept * 3; ++i)
-        c[i] = vtkTypeInt64(i);
     vtkNew<vtkPoints> points;
     points->SetData(coordinates);
     vtkNew<vtkCellArray> polys;
-    polys->SetData(offsets, connectivity);
+    polys->SetData(3, zul::scene::helper::sequentialIds(kept * 3));
     auto out = vtkSmartPointer<vtkPolyData>::New();
     out->SetPoints(points);
     out->SetPolys(polys);
@@ -456,31 +506,7 @@ vtkSmartPointer<vtkPolyData> s_unmergedStl(const char* bytes, size_t triangles) 
 // table: several times faster than VTK's reader, whose point locator takes
 // most of a large file's time. False when the file is not binary.
 bool s_readBinaryStl(const std::string& path, vtkSmartPointer<vtkPolyData>& out) {
-    // Mapped, not copied: a file that shrinks under the mapping raises
-    // SIGBUS, which this process answers with its message (s_onBus).
-    struct Mapping {
-        const char* at = nullptr;
-        size_t length = 0;
-        const char* data() const { return at; }
-        size_t size() const { return length; }
-        ~Mapping() {
-            if (at) ::munmap(const_cast<char*>(at), length);
-        }
-    } bytes;
-    {
-        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        struct stat st {};
-        if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_size < 84) {
-            if (fd >= 0) ::close(fd);
-            return false;
-        }
-        void* map = ::mmap(nullptr, size_t(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-        ::close(fd);
-        if (map == MAP_FAILED) return false;
-        ::madvise(map, size_t(st.st_size), MADV_SEQUENTIAL);
-        bytes.at = static_cast<const char*>(map);
-        bytes.length = size_t(st.st_size);
-    }
+    const MappedFile bytes(path);
     if (bytes.size() < 84) return false;
     uint32_t count = 0;
     std::memcpy(&count, bytes.data() + 80, 4);
@@ -689,6 +715,10 @@ bool s_plyHasFloatColours(const unsigned char* head, size_t size) {
     return false;
 }
 
+// OBJ files larger than this go to readPlainObj first; smaller ones, whose
+// reading takes no time, keep Assimp's reading whatever they hold.
+constexpr uintmax_t kPlainObjBytes = 16u << 20;
+
 // Reads `path` with the reader for `format`. A reader library that throws
 // (a JSON library inside one does, on a value of the wrong type) has its
 // exception turned into a refusal rather than an abort.
@@ -724,6 +754,15 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
             ok = zul::scene::helper::readVrmlFile(path, sink, why);
             break;
         case ModelFormat::Obj:
+            // A large plain OBJ is read without Assimp (see readPlainObj).
+            if (std::error_code ec; std::filesystem::file_size(path, ec) > kPlainObjBytes && !ec) {
+                const MappedFile text(path);
+                bool handled = false;
+                ok = zul::scene::helper::readPlainObj(text.data(), text.size(), sink, why, handled);
+                if (handled) break;
+            }
+            ok = zul::scene::helper::readMeshFile(path, format, sink, why);
+            break;
         case ModelFormat::Dxf:
         case ModelFormat::ThreeMf:
         case ModelFormat::Collada:
