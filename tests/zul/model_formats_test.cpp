@@ -438,6 +438,56 @@ TEST_F(ModelFormats, ALargePlainObjIsReadWholeAndAnythingElseStillReads) {
     EXPECT_NE(why.find("not an OBJ file that can be read"), std::string::npos) << why;
 }
 
+// A binary PLY is read alike in either byte order (the little-endian one
+// straight from the file, the other by VTK's reader): extra vertex
+// properties skipped, polygons kept, every index checked.
+TEST_F(ModelFormats, BinaryPlyReadsAlikeInEitherByteOrder) {
+    auto ply = [](bool little, uint32_t lastIndex) {
+        std::string out = std::string("ply\nformat ") +
+                          (little ? "binary_little_endian" : "binary_big_endian") +
+                          " 1.0\ncomment extra properties before and after\n"
+                          "element vertex 4\nproperty uchar confidence\nproperty float x\n"
+                          "property float y\nproperty float z\nproperty double weight\n"
+                          "element face 2\nproperty list uchar uint vertex_indices\nend_header\n";
+        auto put = [&](const void* data, size_t n) {
+            const auto* b = static_cast<const char*>(data);
+            for (size_t i = 0; i < n; ++i)
+                out += little ? b[i] : b[n - 1 - i];
+        };
+        const float corners[4][3] = {{0, 0, 0}, {2, 0, 0}, {2, 3, 0}, {0, 3, 1}};
+        for (const auto& c : corners) {
+            out += '\x07';
+            for (float v : c)
+                put(&v, 4);
+            const double weight = 0.5;
+            put(&weight, 8);
+        }
+        const uint32_t triangle[3] = {0, 1, 2}, quad[4] = {0, 1, 2, lastIndex};
+        out += '\x03';
+        for (uint32_t i : triangle)
+            put(&i, 4);
+        out += '\x04';
+        for (uint32_t i : quad)
+            put(&i, 4);
+        return out;
+    };
+    for (bool little : {true, false}) {
+        SCOPED_TRACE(little ? "little-endian" : "big-endian");
+        zul::scene::Model model;
+        std::string why;
+        ASSERT_TRUE(zul::scene::readModel(write("b.ply", ply(little, 3)), model, why)) << why;
+        ASSERT_EQ(model.parts.size(), 1u);
+        EXPECT_EQ(model.triangles(), 3u);
+        double b[6];
+        boundsOf(model.parts[0], b);
+        EXPECT_EQ(b[1], 2);
+        EXPECT_EQ(b[3], 3);
+        EXPECT_EQ(b[5], 1);
+        EXPECT_FALSE(zul::scene::readModel(write("c.ply", ply(little, 4)), model, why));
+        EXPECT_NE(why.find("names vertex 4, but there are 4"), std::string::npos) << why;
+    }
+}
+
 // A damaged file of each reader: a message naming the file, nothing added.
 TEST_F(ModelFormats, ADamagedFileOfEachReaderIsAMessageAndChangesNothing) {
     const std::string step = (dir_ / "three.step").string();

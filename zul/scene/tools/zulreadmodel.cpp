@@ -35,6 +35,7 @@
 #include <vtkXMLPolyDataReader.h>
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -715,6 +716,118 @@ bool s_plyHasFloatColours(const unsigned char* head, size_t size) {
     return false;
 }
 
+// A little-endian binary PLY of float x, y, z vertices (other scalar
+// properties skipped, no colours) and faces as a list of byte-counted
+// 32-bit indices, and nothing else: read straight from the mapping, about
+// five times faster than VTK's reader, which takes it value by value.
+// `handled` false: the file is not of that shape, and VTK's reader takes it.
+bool s_readPlainPly(const MappedFile& file, zul::scene::helper::PartSink& sink, std::string& why,
+                    bool& handled) {
+    handled = false;
+    if (std::endian::native != std::endian::little || !file.data()) return true;
+    const std::string_view all(file.data(), file.size());
+    const size_t headerEnd = all.find("end_header\n");
+    if (headerEnd == std::string_view::npos || headerEnd > 65536) return true;
+    struct Element {
+        std::string name;
+        uint64_t count = 0;
+        std::vector<std::pair<std::string, std::vector<std::string>>> properties;
+    };
+    std::vector<Element> elements;
+    bool binaryLittle = false;
+    std::istringstream header(std::string(all.substr(0, headerEnd)));
+    for (std::string line; std::getline(header, line);) {
+        std::istringstream words(line);
+        std::vector<std::string> w;
+        for (std::string word; words >> word;)
+            w.push_back(word);
+        if (w.empty() || w[0] == "ply" || w[0] == "comment" || w[0] == "obj_info") continue;
+        if (w[0] == "format") {
+            binaryLittle = w.size() >= 2 && w[1] == "binary_little_endian";
+        } else if (w[0] == "element" && w.size() == 3) {
+            elements.push_back({w[1], std::strtoull(w[2].c_str(), nullptr, 10), {}});
+        } else if (w[0] == "property" && w.size() >= 3 && !elements.empty()) {
+            elements.back().properties.emplace_back(
+                w.back(), std::vector<std::string>(w.begin() + 1, w.end() - 1));
+        } else {
+            return true;
+        }
+    }
+    if (!binaryLittle || elements.size() != 2 || elements[0].name != "vertex" ||
+        elements[1].name != "face" || elements[1].properties.size() != 1)
+        return true;
+    auto sizeOf = [](const std::string& type) -> size_t {
+        if (type == "char" || type == "uchar" || type == "int8" || type == "uint8") return 1;
+        if (type == "short" || type == "ushort" || type == "int16" || type == "uint16") return 2;
+        if (type == "int" || type == "uint" || type == "int32" || type == "uint32" ||
+            type == "float" || type == "float32")
+            return 4;
+        if (type == "double" || type == "float64") return 8;
+        return 0;
+    };
+    size_t record = 0, at[3] = {SIZE_MAX, SIZE_MAX, SIZE_MAX};
+    for (const auto& [name, type] : elements[0].properties) {
+        if (type.size() != 1 || sizeOf(type[0]) == 0) return true; // a list, or unknown
+        if (name == "red" || name == "r" || name == "diffuse_red") return true; // colours
+        for (int k = 0; k < 3; ++k)
+            if (name == std::string(1, char('x' + k))) {
+                if (type[0] != "float" && type[0] != "float32") return true;
+                at[k] = record;
+            }
+        record += sizeOf(type[0]);
+    }
+    const auto& [listName, list] = elements[1].properties[0];
+    if (at[0] == SIZE_MAX || at[1] == SIZE_MAX || at[2] == SIZE_MAX || list.size() != 3 ||
+        list[0] != "list" || sizeOf(list[1]) != 1 || sizeOf(list[2]) != 4 ||
+        list[2].find("float") != std::string::npos ||
+        (listName != "vertex_indices" && listName != "vertex_index"))
+        return true;
+    const uint64_t vertices = elements[0].count, faces = elements[1].count;
+    const char* p = file.data() + headerEnd + 11;
+    const char* const end = file.data() + file.size();
+    if (vertices == 0 || uint64_t(end - p) / record < vertices) return true;
+    auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetNumberOfTuples(vtkIdType(vertices));
+    float* to = coordinates->GetPointer(0);
+    for (uint64_t i = 0; i < vertices; ++i, p += record)
+        for (int k = 0; k < 3; ++k)
+            std::memcpy(to + 3 * i + k, p + at[k], 4);
+    if (uint64_t(end - p) / 13 < faces) return true; // a triangle takes 13 bytes
+    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
+    auto ids = vtkSmartPointer<vtkTypeInt64Array>::New();
+    offsets->SetNumberOfValues(vtkIdType(faces + 1));
+    ids->Allocate(vtkIdType(faces * 3));
+    vtkTypeInt64* o = offsets->GetPointer(0);
+    o[0] = 0;
+    const bool isSigned = list[2] == "int" || list[2] == "int32";
+    for (uint64_t f = 0; f < faces; ++f) {
+        if (p >= end) return true;
+        const unsigned n = static_cast<unsigned char>(*p++);
+        if (n < 3 || uint64_t(end - p) < uint64_t(n) * 4) return true;
+        for (unsigned k = 0; k < n; ++k, p += 4) {
+            uint32_t raw;
+            std::memcpy(&raw, p, 4);
+            const int64_t index = isSigned ? int64_t(int32_t(raw)) : int64_t(raw);
+            if (index < 0 || uint64_t(index) >= vertices) return true;
+            ids->InsertNextValue(index);
+        }
+        o[f + 1] = ids->GetNumberOfValues();
+    }
+    handled = true;
+    zul::scene::helper::OutPart part;
+    part.geometry = vtkSmartPointer<vtkPolyData>::New();
+    vtkNew<vtkPoints> points;
+    points->SetData(coordinates);
+    part.geometry->SetPoints(points);
+    if (faces > 0) {
+        vtkNew<vtkCellArray> polys;
+        polys->SetData(offsets, ids);
+        part.geometry->SetPolys(polys);
+    }
+    return sink.add(part, why);
+}
+
 // OBJ files larger than this go to readPlainObj first; smaller ones, whose
 // reading takes no time, keep Assimp's reading whatever they hold.
 constexpr uintmax_t kPlainObjBytes = 16u << 20;
@@ -728,11 +841,15 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
     bool ok = false;
     try {
         switch (format) {
-        case ModelFormat::Ply:
+        case ModelFormat::Ply: {
+            bool handled = false;
+            ok = s_readPlainPly(MappedFile(path), sink, why, handled);
+            if (handled) break;
             ok = s_plyHasFloatColours(head, got)
                      ? zul::scene::helper::readMeshFile(path, format, sink, why)
                      : s_readWithVtk(path, format, sink, why);
             break;
+        }
         case ModelFormat::Stl:
         case ModelFormat::Vtp:
             ok = s_readWithVtk(path, format, sink, why);
