@@ -212,6 +212,23 @@ TEST_F(SceneFiles, PartsTheHelperHandsBackAreCheckedBeforeUse) {
         bytes.append(reinterpret_cast<const char*>(ids), sizeof ids);
         return bytes;
     };
+    // The same two triangles as 32-bit indices without offsets.
+    auto compact = [](int32_t lastIndex) {
+        ch::PartRecord r{};
+        std::memcpy(r.magic, ch::kMagic, 4);
+        r.nameBytes = 3;
+        r.flags = ch::kTriangles32;
+        r.points = 3;
+        r.cells[2] = 2;
+        r.connectivity[2] = 6;
+        std::string bytes(reinterpret_cast<const char*>(&r), sizeof r);
+        bytes += "Tri";
+        const float points[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+        bytes.append(reinterpret_cast<const char*>(points), sizeof points);
+        const int32_t ids[6] = {0, 1, 2, 0, 2, lastIndex};
+        bytes.append(reinterpret_cast<const char*>(ids), sizeof ids);
+        return bytes;
+    };
     const std::string model = write("tri.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     struct Case {
         std::string bytes;
@@ -226,6 +243,9 @@ TEST_F(SceneFiles, PartsTheHelperHandsBackAreCheckedBeforeUse) {
         {record(-1, 3), false},
         {record(1, 7), false},
         {sound + "trailing", false},
+        {compact(1), true},
+        {compact(3), false},
+        {compact(-2), false},
     };
     for (size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);

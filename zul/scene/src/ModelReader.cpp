@@ -10,14 +10,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <vtkBinnedDecimation.h>
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
 #include <vtkFieldData.h>
 #include <vtkFloatArray.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
-#include <vtkBinnedDecimation.h>
 #include <vtkStringArray.h>
+#include <vtkTypeInt32Array.h>
 #include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 
@@ -109,6 +110,21 @@ bool s_takeCells(int fd, uint64_t& offset, uint64_t size, uint64_t cells, uint64
     return true;
 }
 
+// Triangles given as 32-bit point indices, each within the points.
+bool s_takeTriangles32(int fd, uint64_t& offset, uint64_t size, uint64_t cells, uint64_t ids,
+                       uint64_t points, vtkSmartPointer<vtkCellArray>& out) {
+    if (cells == 0 || ids != cells * 3 || ids > size / 4) return false;
+    auto connectivity = vtkSmartPointer<vtkTypeInt32Array>::New();
+    connectivity->SetNumberOfValues(vtkIdType(ids));
+    if (!s_take(fd, offset, size, connectivity->GetPointer(0), ids * 4)) return false;
+    const vtkTypeInt32* c = connectivity->GetPointer(0);
+    for (uint64_t i = 0; i < ids; ++i)
+        if (c[i] < 0 || uint64_t(c[i]) >= points) return false;
+    out = vtkSmartPointer<vtkCellArray>::New();
+    out->SetData(3, connectivity);
+    return true;
+}
+
 // Triangles (0, 1, 2), (3, 4, 5), ...
 vtkSmartPointer<vtkCellArray> s_triangleSoup(uint64_t triangles) {
     auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
@@ -195,6 +211,12 @@ bool s_takePart(int fd, uint64_t& offset, uint64_t size, ModelPart& part) {
         if (k == 2 && (record.flags & ch::kTriangleSoup)) {
             if (record.cells[2] * 3 != n || record.connectivity[2] != n) return false;
             kinds[2] = s_triangleSoup(n / 3);
+            continue;
+        }
+        if (k == 2 && (record.flags & ch::kTriangles32)) {
+            if (!s_takeTriangles32(fd, offset, size, record.cells[2], record.connectivity[2], n,
+                                   kinds[2]))
+                return false;
             continue;
         }
         if (!s_takeCells(fd, offset, size, record.cells[k], record.connectivity[k], n, kinds[k]))
@@ -484,9 +506,9 @@ void makeCoarseCopies(Model& model, size_t budget) {
         const double want = std::max(1000.0, double(p.triangles) * ratio);
         // Binned decimation: one of the part's points stands for each
         // occupied cell of a grid of cubes over the part (several times
-        // faster than quadric clustering, and without its memory per cell). A surface's triangles grow with
-        // the square of the cells along its longest side, so a correction
-        // or two after a first try land close to the count wanted.
+        // faster than quadric clustering, and without its memory per cell). A surface's triangles
+        // grow with the square of the cells along its longest side, so a correction or two after a
+        // first try land close to the count wanted.
         double b[6];
         p.geometry->GetBounds(b);
         const double extent[3] = {b[1] - b[0], b[3] - b[2], b[5] - b[4]};

@@ -15,6 +15,7 @@
 #include <vtkFloatArray.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
+#include <vtkTypeInt32Array.h>
 #include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 
@@ -186,14 +187,36 @@ vtkSmartPointer<vtkPolyData> s_geometry(const aiMesh& mesh, const aiMatrix4x4& p
     vtkNew<vtkCellArray> verts, lines, polys;
     // Triangles that each have corners of their own, in order (what Assimp
     // gives when corners are not joined), need no index arrays of their own.
-    bool soup = mesh.mPrimitiveTypes == aiPrimitiveType_TRIANGLE &&
+    bool done = mesh.mPrimitiveTypes == aiPrimitiveType_TRIANGLE &&
                 uint64_t(mesh.mNumVertices) == uint64_t(mesh.mNumFaces) * 3;
-    for (unsigned f = 0; f < mesh.mNumFaces && soup; ++f) {
+    for (unsigned f = 0; f < mesh.mNumFaces && done; ++f) {
         const aiFace& face = mesh.mFaces[f];
-        soup = face.mNumIndices == 3 && face.mIndices && face.mIndices[0] == 3 * f &&
+        done = face.mNumIndices == 3 && face.mIndices && face.mIndices[0] == 3 * f &&
                face.mIndices[1] == 3 * f + 1 && face.mIndices[2] == 3 * f + 2;
     }
-    if (soup) polys->SetData(3, sequentialIds(size_t(mesh.mNumFaces) * 3));
+    if (done) polys->SetData(3, sequentialIds(size_t(mesh.mNumFaces) * 3));
+    // Triangles alone (what triangulation leaves of most meshes) go into one
+    // 32-bit array, their offsets implied.
+    if (!done && mesh.mPrimitiveTypes == aiPrimitiveType_TRIANGLE && mesh.mNumFaces > 0 &&
+        mesh.mNumVertices < (1u << 31)) {
+        auto ids = vtkSmartPointer<vtkTypeInt32Array>::New();
+        ids->SetNumberOfValues(vtkIdType(mesh.mNumFaces) * 3);
+        vtkTypeInt32* to = ids->GetPointer(0);
+        bool whole = true;
+        for (unsigned f = 0; f < mesh.mNumFaces && whole; ++f) {
+            const aiFace& face = mesh.mFaces[f];
+            whole = face.mNumIndices == 3 && face.mIndices &&
+                    face.mIndices[0] < mesh.mNumVertices && face.mIndices[1] < mesh.mNumVertices &&
+                    face.mIndices[2] < mesh.mNumVertices;
+            if (whole)
+                for (int k = 0; k < 3; ++k)
+                    to[3 * size_t(f) + k] = vtkTypeInt32(face.mIndices[k]);
+        }
+        if (whole) {
+            polys->SetData(3, ids);
+            done = true; // nothing more to gather below
+        }
+    }
     // Faces go straight into offset and connectivity arrays, one kind per
     // number of corners (1: a point, 2: a line, more: a polygon); a face
     // naming a vertex past the mesh's is left out.
@@ -201,13 +224,13 @@ vtkSmartPointer<vtkPolyData> s_geometry(const aiMesh& mesh, const aiMatrix4x4& p
         vtkSmartPointer<vtkTypeInt64Array> offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
         vtkSmartPointer<vtkTypeInt64Array> ids = vtkSmartPointer<vtkTypeInt64Array>::New();
     } cells[3];
-    if (mesh.mPrimitiveTypes == aiPrimitiveType_TRIANGLE && !soup) {
+    if (mesh.mPrimitiveTypes == aiPrimitiveType_TRIANGLE && !done) {
         cells[2].offsets->Allocate(vtkIdType(mesh.mNumFaces) + 1);
         cells[2].ids->Allocate(vtkIdType(mesh.mNumFaces) * 3);
     }
     for (Cells& c : cells)
         c.offsets->InsertNextValue(0);
-    for (unsigned f = 0; f < mesh.mNumFaces && !soup; ++f) {
+    for (unsigned f = 0; f < mesh.mNumFaces && !done; ++f) {
         const aiFace& face = mesh.mFaces[f];
         if (!face.mIndices || face.mNumIndices == 0) continue;
         bool inside = true;

@@ -12,7 +12,8 @@
 // each cell kind (vertices, lines, polygons, strips) its offsets (cells + 1
 // 64-bit integers, the first 0) and its connectivity (connectivity 64-bit
 // point indices). A kind without cells has no offsets and no connectivity,
-// nor have the polygons with kTriangleSoup.
+// nor have the polygons with kTriangleSoup; with kTriangles32 the polygons
+// have no offsets and 32-bit connectivity.
 #pragma once
 
 #include <cstdint>
@@ -30,6 +31,9 @@ enum PartFlags : uint32_t {
     // The polygons are triangles (0, 1, 2), (3, 4, 5), ... over all the
     // points, in order: their offsets and connectivity are not written.
     kTriangleSoup = 1u << 5,
+    // The polygons are triangles: their offsets are not written, and their
+    // connectivity is 32-bit point indices.
+    kTriangles32 = 1u << 6,
 };
 
 struct PartRecord {

@@ -277,13 +277,13 @@ vtkUnsignedCharArray* s_rgbaOf(vtkDataSetAttributes* data, vtkIdType tuples) {
 
 } // namespace
 
-// True when the `n` cells of `cells` are the triangles (0, 1, 2), (3, 4,
-// 5), ... in either storage width.
-bool s_isTriangleSoup(vtkCellArray* cells, uint64_t n) {
-    auto check = [n](const auto* o, const auto* c) {
+// True when the `n` cells of `cells` are triangles, and with `soup` the
+// triangles (0, 1, 2), (3, 4, 5), ...; in either storage width.
+bool s_triangles(vtkCellArray* cells, uint64_t n, bool soup) {
+    auto check = [n, soup](const auto* o, const auto* c) {
         for (uint64_t i = 0; i <= n; ++i)
             if (uint64_t(o[i]) != i * 3) return false;
-        for (uint64_t i = 0; i < n * 3; ++i)
+        for (uint64_t i = 0; i < n * 3 && soup; ++i)
             if (uint64_t(c[i]) != i) return false;
         return true;
     };
@@ -291,6 +291,24 @@ bool s_isTriangleSoup(vtkCellArray* cells, uint64_t n) {
                                            cells->GetConnectivityArray64()->GetPointer(0))
                                    : check(cells->GetOffsetsArray32()->GetPointer(0),
                                            cells->GetConnectivityArray32()->GetPointer(0));
+}
+
+// Writes the point indices of `cells` as 32-bit numbers.
+bool s_writeIds32(int fd, vtkCellArray* cells) {
+    if (!cells->IsStorage64Bit()) {
+        vtkTypeInt32Array* ids = cells->GetConnectivityArray32();
+        return s_writeAll(fd, ids->GetPointer(0), size_t(ids->GetNumberOfValues()) * 4);
+    }
+    vtkTypeInt64Array* ids = cells->GetConnectivityArray64();
+    const vtkTypeInt64* from = ids->GetPointer(0);
+    std::vector<int32_t> chunk;
+    for (vtkIdType at = 0, n = ids->GetNumberOfValues(); at < n;) {
+        const vtkIdType take = std::min<vtkIdType>(n - at, 1 << 20);
+        chunk.assign(from + at, from + at + take);
+        if (!s_writeAll(fd, chunk.data(), size_t(take) * 4)) return false;
+        at += take;
+    }
+    return true;
 }
 
 bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
@@ -330,14 +348,17 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
     }
     // Triangles that each have corners of their own, in order, need no
     // cells on the way: the reader makes them again.
-    if (record.cells[2] > 0 && record.cells[2] * 3 == record.connectivity[2] &&
-        record.connectivity[2] == uint64_t(n)) {
-        if (s_isTriangleSoup(kinds[2], record.cells[2])) record.flags |= ch::kTriangleSoup;
+    if (record.cells[2] > 0 && record.cells[2] * 3 == record.connectivity[2]) {
+        if (record.connectivity[2] == uint64_t(n) && s_triangles(kinds[2], record.cells[2], true))
+            record.flags |= ch::kTriangleSoup;
+        else if (uint64_t(n) < (uint64_t(1) << 31) && s_triangles(kinds[2], record.cells[2], false))
+            record.flags |= ch::kTriangles32; // half the bytes, and no offsets
     }
-    // The channel carries 64-bit cells; a reader's 32-bit ones are widened
-    // here, and only when they travel.
+    // Other cells travel in 64 bits; a reader's 32-bit ones are widened
+    // here, and only when they travel so.
+    const uint32_t compact = ch::kTriangleSoup | ch::kTriangles32;
     for (int k = 0; k < 4; ++k)
-        if (record.cells[k] && !(k == 2 && (record.flags & ch::kTriangleSoup)))
+        if (record.cells[k] && !(k == 2 && (record.flags & compact)))
             kinds[k]->ConvertTo64BitStorage();
     const size_t pointBytes = (record.flags & ch::kDoublePoints) ? 8 : 4;
     bool ok = s_writeAll(fd_, &record, sizeof record) &&
@@ -350,6 +371,10 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
                         size_t(cellColours->GetNumberOfTuples()) * 4);
     for (int k = 0; k < 4 && ok; ++k) {
         if (record.cells[k] == 0 || (k == 2 && (record.flags & ch::kTriangleSoup))) continue;
+        if (k == 2 && (record.flags & ch::kTriangles32)) {
+            ok = s_writeIds32(fd_, kinds[k]);
+            continue;
+        }
         ok = s_writeAll(fd_, kinds[k]->GetOffsetsArray64()->GetPointer(0),
                         size_t(record.cells[k] + 1) * 8) &&
              s_writeAll(fd_, kinds[k]->GetConnectivityArray64()->GetPointer(0),
