@@ -33,13 +33,13 @@
 
 #include <array>
 #include <chrono>
-#include <thread>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "KRAdvancedViews/ResourceIds.h"
 #include "zul/scene/ModelReader.h"
