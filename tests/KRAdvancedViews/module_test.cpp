@@ -383,7 +383,7 @@ TEST_F(Registration, ReadOnlyMachineHiveIsRefused) {
     std::filesystem::create_directories(folder);
     ::chmod(folder.c_str(), 0555);
     ::setenv("ZUL_MACHINE_HIVE", (folder + "/machine.db").c_str(), 1);
-    const pid_t child = ::fork();
+    const pid_t child = forkAlone();
     ASSERT_GE(child, 0);
     if (child == 0) {
         // File modes do not bind root.

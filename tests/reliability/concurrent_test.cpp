@@ -123,7 +123,7 @@ TEST_F(ConcurrentHosts, TwoStoresOnOneHiveActAsSomeSerialOrder) {
     const int ops = env ? std::atoi(env) : 2000;
     std::vector<pid_t> hosts;
     for (int h = 0; h < 2; ++h) {
-        const pid_t pid = ::fork();
+        const pid_t pid = forkAlone();
         ASSERT_GE(pid, 0);
         if (pid == 0) runHost(h, ops, (dir_ / ("host" + std::to_string(h) + ".log")).string());
         hosts.push_back(pid);

@@ -22,6 +22,7 @@
 #include <sstream>
 #include <thread>
 
+#include "ChildReport.h"
 #include "HiveIntegrity.h"
 #include "TempHive.h"
 #include "ViewManager.h"
@@ -214,40 +215,23 @@ TEST_F(CrashConsistency, KilledAtRandomTheStoreIsAlwaysWhole) {
     std::set<std::string> model = standard;
     int completed = 0, inFlightLanded = 0;
     for (int run = 0; run < runs; ++run) {
-        int fds[2];
-        ASSERT_EQ(::pipe(fds), 0);
         const unsigned seed = static_cast<unsigned>(rng());
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            ::close(fds[0]);
-            runChild(fds[1], seed, loadFile);
-        }
-        ::close(fds[1]);
+        int fds[1] = {-1};
+        const pid_t child = zul::test::startReportingChild(
+            fds[0], [seed, &loadFile](int out) { runChild(out, seed, loadFile); });
+        ASSERT_GT(child, 0);
         std::this_thread::sleep_for(std::chrono::microseconds(2000 + rng() % 40000));
-        ::kill(child, SIGKILL);
         int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status))
+        ASSERT_TRUE(zul::test::killChild(child, status))
             << "the child stopped by itself: exit " << WEXITSTATUS(status);
 
         std::string reported;
-        char buf[4096];
-        ssize_t n;
-        while ((n = ::read(fds[0], buf, sizeof buf)) > 0)
-            reported.append(buf, static_cast<size_t>(n));
-        ::close(fds[0]);
-        std::istringstream lines(reported);
-        std::string line, pending;
-        while (std::getline(lines, line)) {
-            if (line.rfind("begin ", 0) == 0) {
-                pending = line.substr(6);
-            } else if (line.rfind("done ", 0) == 0) {
-                applyOp(model, line.substr(5));
-                pending.clear();
-                ++completed;
-            }
-        }
+        zul::test::drainPipe(fds[0], reported);
+        const zul::test::ChildReport report = zul::test::parseChildReport(reported);
+        for (const std::string& op : report.done)
+            applyOp(model, op);
+        completed += int(report.done.size());
+        const std::string& pending = report.pending;
 
         SCOPED_TRACE("run " + std::to_string(run) + ", in flight: " + pending);
         ASSERT_EQ(zul::test::hiveIntegrity(userHive_), "ok");

@@ -179,7 +179,7 @@ TEST_F(LoadNotes, AReadOnlyHiveIsTold) {
     ::chmod(dir_.c_str(), 0755);
     ::chmod(userHive_.c_str(), 0444);
     ::chmod(file.c_str(), 0444);
-    const pid_t child = ::fork();
+    const pid_t child = forkAlone();
     if (child == 0) {
         if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(10);
         ComPtr<IViewManager2> other;

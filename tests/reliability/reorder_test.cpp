@@ -24,6 +24,7 @@
 #include <string>
 #include <thread>
 
+#include "ChildReport.h"
 #include "HiveIntegrity.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "TempHive.h"
@@ -166,16 +167,11 @@ TEST_F(Reorder, ReadersAndKillsAlwaysFindTheListWhole) {
     auto reader = startStore();
     int reads = 0, completed = 0, moves = 0, deletes = 0;
     for (int run = 0; run < runs; ++run) {
-        int fds[2];
-        ASSERT_EQ(::pipe(fds), 0);
         const unsigned seed = static_cast<unsigned>(rng());
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            ::close(fds[0]);
-            runChild(fds[1], seed);
-        }
-        ::close(fds[1]);
+        int fds[1] = {-1};
+        const pid_t child =
+            zul::test::startReportingChild(fds[0], [seed](int out) { runChild(out, seed); });
+        ASSERT_GT(child, 0);
         ::fcntl(fds[0], F_SETFL, O_NONBLOCK);
         // Read while the child works, until it has finished a few operations
         // (whatever the machine's speed) and a moment more.
@@ -202,31 +198,20 @@ TEST_F(Reorder, ReadersAndKillsAlwaysFindTheListWhole) {
                 until = std::chrono::steady_clock::now() + extra;
             ASSERT_LT(std::chrono::steady_clock::now(), giveUp) << "the child makes no progress";
         } while (!until || std::chrono::steady_clock::now() < *until);
-        ::kill(child, SIGKILL);
         int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status))
+        ASSERT_TRUE(zul::test::killChild(child, status))
             << "the child stopped by itself: exit " << WEXITSTATUS(status);
 
         ::fcntl(fds[0], F_SETFL, 0);
-        char buf[4096];
-        ssize_t n;
-        while ((n = ::read(fds[0], buf, sizeof buf)) > 0)
-            reported.append(buf, static_cast<size_t>(n));
-        ::close(fds[0]);
-        std::istringstream lines(reported);
-        std::string line, pending;
-        while (std::getline(lines, line)) {
-            if (line.rfind("begin ", 0) == 0) {
-                pending = line.substr(6);
-            } else if (line.rfind("done ", 0) == 0) {
-                applyOp(model, line.substr(5));
-                moves += line.rfind("done move", 0) == 0;
-                deletes += line.rfind("done delete", 0) == 0;
-                pending.clear();
-                ++completed;
-            }
+        zul::test::drainPipe(fds[0], reported);
+        const zul::test::ChildReport report = zul::test::parseChildReport(reported);
+        for (const std::string& op : report.done) {
+            applyOp(model, op);
+            moves += op.rfind("move", 0) == 0;
+            deletes += op.rfind("delete", 0) == 0;
         }
+        completed += int(report.done.size());
+        const std::string& pending = report.pending;
 
         SCOPED_TRACE("run " + std::to_string(run) + ", in flight: " + pending);
         ASSERT_EQ(zul::test::hiveIntegrity(userHive_), "ok");

@@ -9,10 +9,20 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 
+#include "zul/registry/Backup.h"
 #include "zul/registry/registry.h"
 
 namespace zul::test {
+
+// Forks once no thread of this process is inside SQLite: a hive backup
+// running at the fork (one starts when a tool first opens a hive) would
+// leave the child waiting for a lock that no thread of its own holds.
+inline pid_t forkAlone() {
+    zul::registry::waitForHiveBackups();
+    return ::fork();
+}
 
 class TempHiveTest : public ::testing::Test {
 protected:
@@ -50,6 +60,7 @@ protected:
         return ::testing::AssertionFailure() << "the bytes differ: " << now.size() << " now, "
                                              << was.size() << " before, first at offset " << at;
     }
+    static pid_t forkAlone() { return zul::test::forkAlone(); }
     static void writeFile(const std::string& path, const std::string& bytes) {
         std::ofstream out(path, std::ios::binary | std::ios::trunc);
         out << bytes;

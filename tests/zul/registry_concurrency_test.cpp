@@ -21,7 +21,7 @@ TEST_F(RegistryConcurrency, ProcessesWritingOneHiveLoseNothing) {
     }
     std::vector<pid_t> children;
     for (int p = 0; p < kProcesses; ++p) {
-        const pid_t pid = ::fork();
+        const pid_t pid = forkAlone();
         ASSERT_GE(pid, 0);
         if (pid == 0) {
             int failures = 0;
@@ -94,7 +94,7 @@ TEST_F(RegistryConcurrency, GenerationSeesOtherProcessesOnly) {
     ASSERT_EQ(mine.SetInt("v", 2), 0);
     ASSERT_EQ(zul::registry::hiveGeneration(HKEY_CURRENT_USER, after), ERROR_SUCCESS);
     EXPECT_EQ(after, before) << "own writes";
-    const pid_t child = ::fork();
+    const pid_t child = forkAlone();
     ASSERT_GE(child, 0);
     if (child == 0) {
         CRegHelper other("Other", RegPathUserSettings);

@@ -397,7 +397,7 @@ TEST_F(Registry, ReadOnlyHiveServesReadsAndRefusesWrites) {
     ASSERT_EQ(::chmod(dir_.c_str(), 0555), 0);
     // File modes do not bind root, so the check runs in a child that drops to
     // an unprivileged user when started as root.
-    const pid_t child = ::fork();
+    const pid_t child = forkAlone();
     ASSERT_GE(child, 0);
     if (child == 0) {
         if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) ::_exit(10);

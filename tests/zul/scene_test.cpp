@@ -196,10 +196,12 @@ TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
 // backwards is a message, never a crash; a sound record is drawn.
 TEST_F(SceneFiles, PartsTheHelperHandsBackAreCheckedBeforeUse) {
     namespace ch = zul::scene::channel;
-    auto record = [](int64_t lastIndex, int64_t middleOffset) {
+    // Two triangles over three points, named "Tri": the record and points.
+    auto head = [](uint32_t flags) {
         ch::PartRecord r{};
         std::memcpy(r.magic, ch::kMagic, 4);
         r.nameBytes = 3;
+        r.flags = flags;
         r.points = 3;
         r.cells[2] = 2;
         r.connectivity[2] = 6;
@@ -207,24 +209,18 @@ TEST_F(SceneFiles, PartsTheHelperHandsBackAreCheckedBeforeUse) {
         bytes += "Tri";
         const float points[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
         bytes.append(reinterpret_cast<const char*>(points), sizeof points);
+        return bytes;
+    };
+    auto record = [&head](int64_t lastIndex, int64_t middleOffset) {
+        std::string bytes = head(0);
         const int64_t offsets[3] = {0, middleOffset, 6}, ids[6] = {0, 1, 2, 0, 2, lastIndex};
         bytes.append(reinterpret_cast<const char*>(offsets), sizeof offsets);
         bytes.append(reinterpret_cast<const char*>(ids), sizeof ids);
         return bytes;
     };
     // The same two triangles as 32-bit indices without offsets.
-    auto compact = [](int32_t lastIndex) {
-        ch::PartRecord r{};
-        std::memcpy(r.magic, ch::kMagic, 4);
-        r.nameBytes = 3;
-        r.flags = ch::kTriangles32;
-        r.points = 3;
-        r.cells[2] = 2;
-        r.connectivity[2] = 6;
-        std::string bytes(reinterpret_cast<const char*>(&r), sizeof r);
-        bytes += "Tri";
-        const float points[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
-        bytes.append(reinterpret_cast<const char*>(points), sizeof points);
+    auto compact = [&head](int32_t lastIndex) {
+        std::string bytes = head(ch::kTriangles32);
         const int32_t ids[6] = {0, 1, 2, 0, 2, lastIndex};
         bytes.append(reinterpret_cast<const char*>(ids), sizeof ids);
         return bytes;
