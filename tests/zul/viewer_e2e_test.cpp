@@ -23,6 +23,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <QToolButton>
 #include <QUrl>
 #include <QVTKOpenGLNativeWidget.h>
 
@@ -44,6 +45,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/StoreLayout.h"
 #include "KeyBindings.h"
 #include "MainWindow.h"
 #include "RunProgram.h"
@@ -885,4 +887,57 @@ TEST(ViewerKeys, EachKeyIsBoundOnceAndListed) {
               QKeySequence(QStringLiteral("Shift+Z")));
     EXPECT_EQ(zul::viewer::KeyOf(zul::viewer::ViewerAction::StoredView, 0, 8),
               QKeySequence(QStringLiteral("Ctrl+9")));
+}
+
+// A read that takes too long is stopped by Esc or the Stop button: at once,
+// with the model shown and the stored views as they were.
+TEST_F(ViewerE2E, AReadIsStoppedAndTheModelShownStays) {
+    QFile slow(dir_.filePath("slow.sh"));
+    ASSERT_TRUE(slow.open(QIODevice::WriteOnly));
+    slow.write("#!/bin/sh\necho 'progress 100 reading the file'\nexec sleep 120\n");
+    slow.close();
+    slow.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("ZUL_MODEL_READER", slow.fileName().toUtf8());
+    QFile obj(dir_.filePath("any.obj"));
+    ASSERT_TRUE(obj.open(QIODevice::WriteOnly));
+    obj.write("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    obj.close();
+    const size_t parts = window_->scene().partCount();
+    auto store = host()->firstObject<IViewManager2>();
+    ASSERT_TRUE(store);
+    auto names = [&store] {
+        std::string all;
+        for (const krav::StoredView& v : krav::ListStoredViews(store.Get()))
+            all += v.name + ";";
+        return all;
+    };
+    const std::string views = names();
+    auto* stop = window_->findChild<QToolButton*>("stopRead");
+    ASSERT_NE(stop, nullptr);
+    for (int how = 0; how < 2; ++how) {
+        SCOPED_TRACE(how == 0 ? "Esc" : "the Stop button");
+        int opened = -1;
+        auto connection = QObject::connect(window_.get(), &MainWindow::modelsOpened,
+                                           [&](int read, const QString&) { opened = read; });
+        ASSERT_TRUE(window_->OpenModelsInBackground({obj.fileName()}));
+        QTest::qWait(200);
+        EXPECT_TRUE(stop->isVisible());
+        if (how == 0)
+            QTest::keyClick(window_->view(), Qt::Key_Escape);
+        else
+            stop->click();
+        // Well before the helper's two minutes are up.
+        for (int i = 0; i < 3000 && opened < 0; ++i)
+            QTest::qWait(10);
+        QObject::disconnect(connection);
+        EXPECT_EQ(opened, 0);
+        EXPECT_FALSE(window_->Reading());
+        EXPECT_FALSE(stop->isVisible());
+        EXPECT_EQ(window_->scene().partCount(), parts);
+        EXPECT_TRUE(window_->statusBar()->currentMessage().contains("stopped"))
+            << window_->statusBar()->currentMessage().toStdString();
+    }
+    EXPECT_EQ(names(), views);
+    EXPECT_FALSE(window_->StopReading()) << "nothing left to stop";
+    qunsetenv("ZUL_MODEL_READER");
 }

@@ -41,6 +41,7 @@ std::vector<KeyBinding> s_table() {
         {A::CameraBack, "Alt+Left", S::Window, "Camera back", nullptr},
         {A::CameraForward, "Alt+Right", S::Window, "Camera forward", nullptr},
         {A::OpenModels, "Ctrl+O", S::Window, "Open models", nullptr},
+        {A::StopReading, "Esc", S::Window, "Stop reading models (the model shown stays)", nullptr},
         {A::LargerPoints, "Ctrl+]", S::Window, "Larger points (point clouds)", nullptr},
         {A::SmallerPoints, "Ctrl+[", S::Window, "Smaller points (point clouds)", nullptr},
         {A::Quit, "Ctrl+Q", S::Window, "Quit", nullptr},

@@ -26,6 +26,7 @@ enum class ViewerAction {
     CameraBack,
     CameraForward,
     OpenModels,
+    StopReading,
     LargerPoints,
     SmallerPoints,
     Quit,

@@ -22,6 +22,7 @@
 #include <QDialog>
 #include <QKeyEvent>
 #include <QTimer>
+#include <QToolButton>
 #include <vtkCameraOrientationRepresentation.h>
 #include <vtkObjectFactory.h>
 
@@ -308,6 +309,21 @@ void MainWindow::_buildUi() {
     progress_->setTextVisible(true);
     progress_->hide();
     statusBar()->addPermanentWidget(progress_);
+    stopRead_ = new QToolButton(this);
+    stopRead_->setObjectName("stopRead");
+    stopRead_->setText(tr("Stop"));
+    stopRead_->setToolTip(
+        tr("Stop reading (%1)")
+            .arg(KeyOf(ViewerAction::StopReading).toString(QKeySequence::NativeText)));
+    stopRead_->hide();
+    connect(stopRead_, &QToolButton::clicked, this, [this] { StopReading(); });
+    statusBar()->addPermanentWidget(stopRead_);
+    // Esc stops a read wherever the focus is in the window.
+    auto* stopKey = new QAction(this);
+    stopKey->setShortcut(KeyOf(ViewerAction::StopReading));
+    stopKey->setShortcutContext(Qt::WindowShortcut);
+    connect(stopKey, &QAction::triggered, this, [this] { StopReading(); });
+    addAction(stopKey);
     loader_ = new ModelLoader(this);
     connect(loader_, &ModelLoader::progress, this,
             [this](int permille, const QString& file, const QString& phase) {

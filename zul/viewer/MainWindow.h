@@ -25,6 +25,7 @@ class QDragEnterEvent;
 class QDropEvent;
 class QProgressBar;
 class QTimer;
+class QToolButton;
 class QVTKOpenGLNativeWidget;
 class vtkObject;
 
@@ -54,12 +55,18 @@ public:
     // false with `error` when one cannot be read (the others are shown).
     // Reads on the calling thread.
     bool OpenModels(const QStringList& paths, QString& error);
+    // Shows what ModelLoader::Read gave (read on any thread, say while the
+    // window was being made), as OpenModels does.
+    bool ShowModels(ModelLoader::Result& result, QString& error);
     // The same, reading on a thread of its own: the window stays responsive
     // and the status bar shows the progress; the scene is swapped in when
     // all are read, and modelsOpened() tells the outcome. A request while
     // a read is under way is refused (false, with a status message).
     bool OpenModelsInBackground(const QStringList& paths);
     bool Reading() const { return loader_ && loader_->Busy(); }
+    // Stops the background read under way (Esc, or the status bar's Stop):
+    // the scene and the stored views stay as they were. False when none is.
+    bool StopReading();
     // The status bar's summary of the scene: parts, triangles, points.
     QString SceneSummary() const;
     void ShowSample();
@@ -158,6 +165,7 @@ private:
     class ModelLoader* loader_ = nullptr;
     std::thread coarseJob_; // joined before the window goes
     QProgressBar* progress_ = nullptr;
+    QToolButton* stopRead_ = nullptr;
     QTimer* frames_ = nullptr; // drives transitions
     unsigned transitionMs_ = 0;
     class CViewCube* cube_ = nullptr;

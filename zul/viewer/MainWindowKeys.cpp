@@ -71,6 +71,9 @@ void MainWindow::RunKey(const KeyBinding& b) {
     case ViewerAction::OpenModels:
         _openDialog();
         break;
+    case ViewerAction::StopReading:
+        StopReading();
+        break;
     case ViewerAction::LargerPoints:
     case ViewerAction::SmallerPoints:
         scene_.setPointSize(scene_.pointSize() + (b.action == ViewerAction::LargerPoints ? 1 : -1));

@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QProgressBar>
 #include <QStatusBar>
+#include <QToolButton>
 #include <QUrl>
 
 #include <cstdio>
@@ -88,6 +89,16 @@ bool MainWindow::OpenModels(const QStringList& paths, QString& error) {
     }
     // Read first: a bad file leaves the scene as it was.
     ModelLoader::Result result = ModelLoader::Read(paths);
+    return ShowModels(result, error);
+}
+
+bool MainWindow::StopReading() {
+    if (!loader_->Stop()) return false;
+    statusBar()->showMessage(tr("Stopping the read..."));
+    return true;
+}
+
+bool MainWindow::ShowModels(ModelLoader::Result& result, QString& error) {
     _showModels(result.models, result.read);
     error = result.problems.join('\n');
     return result.problems.isEmpty();
@@ -105,11 +116,19 @@ bool MainWindow::OpenModelsInBackground(const QStringList& paths) {
     }
     progress_->setValue(0);
     progress_->show();
+    stopRead_->show();
     return loader_->Start(paths);
 }
 
 void MainWindow::_readEnded(ModelLoader::Result& result) {
     progress_->hide();
+    stopRead_->hide();
+    if (result.stopped) {
+        statusBar()->showMessage(tr("Reading stopped; the model shown stays"), 6000);
+        if (scene_.partCount() == 0) ShowSample();
+        Q_EMIT modelsOpened(0, QString());
+        return;
+    }
     _showModels(result.models, result.read);
     if (result.read.isEmpty() && scene_.partCount() == 0) ShowSample();
     Q_EMIT modelsOpened(int(result.read.size()), result.problems.join('\n'));

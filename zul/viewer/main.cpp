@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <unistd.h>
 
 #include "MainWindow.h"
@@ -81,22 +82,34 @@ int main(int argc, char** argv) {
     parser.addOptions({screenshot, dialog, firstFrame});
     parser.process(app);
 
+    // A picture or a timing waits for the models, which are read while the
+    // window is made and the module starts; a user's window opens at once
+    // and reads them in the background.
+    const bool waitForModels = parser.isSet(screenshot) || parser.isSet(firstFrame);
+    const QStringList models = parser.positionalArguments();
+    std::future<zul::viewer::ModelLoader::Result> early;
+    if (waitForModels && !models.isEmpty())
+        early = std::async(std::launch::async,
+                           [models] { return zul::viewer::ModelLoader::Read(models); });
     zul::viewer::MainWindow window;
+    if (!waitForModels) window.OpenModelsInBackground(models);
     QString error;
     const bool moduleLoaded = window.StartModule(error);
-    // A picture or a timing waits for the models; a user's window opens at
-    // once and reads them in the background.
-    const bool waitForModels = parser.isSet(screenshot) || parser.isSet(firstFrame);
     if (waitForModels) {
         // A picture or a timing of a model that could not be read would be
         // a picture of something else: the command line gets the error.
         QString modelError;
-        if (!window.OpenModels(parser.positionalArguments(), modelError)) {
+        bool shown = false;
+        if (early.valid()) {
+            zul::viewer::ModelLoader::Result read = early.get();
+            shown = window.ShowModels(read, modelError);
+        } else {
+            shown = window.OpenModels(models, modelError); // none: the sample
+        }
+        if (!shown) {
             std::fprintf(stderr, "zulview: %s\n", qPrintable(modelError));
             return 1;
         }
-    } else {
-        window.OpenModelsInBackground(parser.positionalArguments());
     }
     window.show();
 

@@ -304,7 +304,7 @@ size_t Model::points() const {
 }
 
 bool readModel(const std::string& path, Model& model, std::string& why,
-               const ReadProgress& progress) {
+               const ReadProgress& progress, const std::atomic<bool>* stop) {
     const std::string name = "cannot read " + path + ": ";
     std::error_code ec;
     if (!std::filesystem::exists(path, ec)) {
@@ -420,7 +420,7 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     std::vector<std::string> notes;
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(kModelReadSeconds);
-    bool timedOut = false;
+    bool timedOut = false, stopped = false;
     pollfd p[2] = {{errPipe[0], POLLIN, 0}, {outPipe[0], POLLIN, 0}};
     while (p[0].fd >= 0 || p[1].fd >= 0) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -429,7 +429,11 @@ bool readModel(const std::string& path, Model& model, std::string& why,
             timedOut = true;
             break;
         }
-        const int ready = ::poll(p, 2, int(std::min<long long>(left.count(), 1000)));
+        if (stop && stop->load()) {
+            stopped = true;
+            break;
+        }
+        const int ready = ::poll(p, 2, int(std::min<long long>(left.count(), 100)));
         if (ready < 0 && errno != EINTR) break;
         if (ready <= 0) continue;
         for (int k = 0; k < 2; ++k) {
@@ -453,9 +457,13 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     }
     for (const pollfd& q : p)
         if (q.fd >= 0) ::close(q.fd);
-    if (timedOut) ::kill(child, SIGKILL);
+    if (timedOut || stopped) ::kill(child, SIGKILL);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (stopped) {
+        why = name + kReadStopped;
+        return false;
     }
     if (timedOut) {
         why = name + "the reader did not finish within " + std::to_string(kModelReadSeconds) + " s";

@@ -14,6 +14,7 @@
 // Reading runs on any thread; nothing here touches a render window.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
@@ -56,9 +57,13 @@ using ReadProgress = std::function<void(double fraction, const std::string& phas
 
 // The parts of the model file `path` in any format modelFormats() lists.
 // False with `why` (naming the file and what is wrong) when it cannot be
-// read or holds no geometry; `model` is untouched then.
+// read or holds no geometry; `model` is untouched then. Setting `*stop`
+// (from any thread) ends the read within a tenth of a second: false, with
+// kReadStopped in `why`.
 ZUL_PLATFORM_API bool readModel(const std::string& path, Model& model, std::string& why,
-                                const ReadProgress& progress = {});
+                                const ReadProgress& progress = {},
+                                const std::atomic<bool>* stop = nullptr);
+inline constexpr const char* kReadStopped = "the reading was stopped";
 
 // While the view is dragged, a model of more triangles than this is drawn
 // from decimated copies of its large parts, sized so that the whole stays
