@@ -161,6 +161,12 @@ void MainWindow::_buildUi() {
 
     // The first frame on screen: Qt has swapped the widget's buffer once.
     connect(vtk_, &QOpenGLWidget::frameSwapped, this, [this] {
+        // New models are drawn before their drag copies are begun: copying
+        // their parts for the job takes a moment the picture should not wait.
+        if (coarsePending_) {
+            coarsePending_ = false;
+            QTimer::singleShot(0, this, [this] { _makeCoarseCopiesLater(); });
+        }
         if (firstFrameSeen_) return;
         firstFrameSeen_ = true;
         Q_EMIT firstFrame();

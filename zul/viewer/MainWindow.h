@@ -164,6 +164,7 @@ private:
     bool firstFrameSeen_ = false;
     class ModelLoader* loader_ = nullptr;
     std::thread coarseJob_; // joined before the window goes
+    bool coarsePending_ = false;
     QProgressBar* progress_ = nullptr;
     QToolButton* stopRead_ = nullptr;
     QTimer* frames_ = nullptr; // drives transitions

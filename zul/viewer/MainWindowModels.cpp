@@ -61,7 +61,7 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
     QString message = tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary());
     if (!notes.isEmpty()) message += " - " + notes.join(' ');
     statusBar()->showMessage(message, notes.isEmpty() ? 10000 : 60000);
-    _makeCoarseCopiesLater();
+    coarsePending_ = true; // begun once the models are on screen
 }
 
 void MainWindow::_makeCoarseCopiesLater() {
