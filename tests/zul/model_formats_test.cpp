@@ -448,6 +448,7 @@ TEST_F(ModelFormats, BinaryPlyReadsAlikeInEitherByteOrder) {
                           " 1.0\ncomment extra properties before and after\n"
                           "element vertex 4\nproperty uchar confidence\nproperty float x\n"
                           "property float y\nproperty float z\nproperty double weight\n"
+                          "property float nx\nproperty float ny\nproperty float nz\n"
                           "element face 2\nproperty list uchar uint vertex_indices\nend_header\n";
         auto put = [&](const void* data, size_t n) {
             const auto* b = static_cast<const char*>(data);
@@ -461,6 +462,9 @@ TEST_F(ModelFormats, BinaryPlyReadsAlikeInEitherByteOrder) {
                 put(&v, 4);
             const double weight = 0.5;
             put(&weight, 8);
+            const float normal[3] = {0, 0.6f, 0.8f}; // the file's own, kept
+            for (float v : normal)
+                put(&v, 4);
         }
         const uint32_t triangle[3] = {0, 1, 2}, quad[4] = {0, 1, 2, lastIndex};
         out += '\x03';
@@ -483,6 +487,9 @@ TEST_F(ModelFormats, BinaryPlyReadsAlikeInEitherByteOrder) {
         EXPECT_EQ(b[1], 2);
         EXPECT_EQ(b[3], 3);
         EXPECT_EQ(b[5], 1);
+        vtkDataArray* normals = model.parts[0].geometry->GetPointData()->GetNormals();
+        ASSERT_NE(normals, nullptr);
+        EXPECT_FLOAT_EQ(float(normals->GetComponent(3, 1)), 0.6f);
         EXPECT_FALSE(zul::scene::readModel(write("c.ply", ply(little, 4)), model, why));
         EXPECT_NE(why.find("names vertex 4, but there are 4"), std::string::npos) << why;
     }

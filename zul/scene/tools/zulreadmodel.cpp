@@ -790,15 +790,19 @@ bool s_readPlainPly(const MappedFile& file, zul::scene::helper::PartSink& sink, 
         if (type == "double" || type == "float64") return 8;
         return 0;
     };
-    size_t record = 0, at[3] = {SIZE_MAX, SIZE_MAX, SIZE_MAX};
+    size_t record = 0, at[3] = {SIZE_MAX, SIZE_MAX, SIZE_MAX},
+           normalAt[3] = {SIZE_MAX, SIZE_MAX, SIZE_MAX};
     for (const auto& [name, type] : elements[0].properties) {
         if (type.size() != 1 || sizeOf(type[0]) == 0) return true; // a list, or unknown
         if (name == "red" || name == "r" || name == "diffuse_red") return true; // colours
-        for (int k = 0; k < 3; ++k)
+        const bool isFloat = type[0] == "float" || type[0] == "float32";
+        for (int k = 0; k < 3; ++k) {
             if (name == std::string(1, char('x' + k))) {
-                if (type[0] != "float" && type[0] != "float32") return true;
+                if (!isFloat) return true;
                 at[k] = record;
             }
+            if (name == "n" + std::string(1, char('x' + k)) && isFloat) normalAt[k] = record;
+        }
         record += sizeOf(type[0]);
     }
     const auto& [listName, list] = elements[1].properties[0];
@@ -815,9 +819,19 @@ bool s_readPlainPly(const MappedFile& file, zul::scene::helper::PartSink& sink, 
     coordinates->SetNumberOfComponents(3);
     coordinates->SetNumberOfTuples(vtkIdType(vertices));
     float* to = coordinates->GetPointer(0);
+    // The file's own normals, when it gives all three, shade it.
+    vtkSmartPointer<vtkFloatArray> normals;
+    if (normalAt[0] != SIZE_MAX && normalAt[1] != SIZE_MAX && normalAt[2] != SIZE_MAX) {
+        normals = vtkSmartPointer<vtkFloatArray>::New();
+        normals->SetName("Normals");
+        normals->SetNumberOfComponents(3);
+        normals->SetNumberOfTuples(vtkIdType(vertices));
+    }
     for (uint64_t i = 0; i < vertices; ++i, p += record)
-        for (int k = 0; k < 3; ++k)
+        for (int k = 0; k < 3; ++k) {
             std::memcpy(to + 3 * i + k, p + at[k], 4);
+            if (normals) std::memcpy(normals->GetPointer(0) + 3 * i + k, p + normalAt[k], 4);
+        }
     if (uint64_t(end - p) / 13 < faces) return true; // a triangle takes 13 bytes
     auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
     auto ids = vtkSmartPointer<vtkTypeInt64Array>::New();
@@ -845,6 +859,7 @@ bool s_readPlainPly(const MappedFile& file, zul::scene::helper::PartSink& sink, 
     vtkNew<vtkPoints> points;
     points->SetData(coordinates);
     part.geometry->SetPoints(points);
+    if (normals) part.geometry->GetPointData()->SetNormals(normals);
     if (faces > 0) {
         vtkNew<vtkCellArray> polys;
         polys->SetData(offsets, ids);
