@@ -3,14 +3,16 @@
 // files (a PLY whose header does not match its data crashes one; a binary
 // STL with a false count makes one allocate gigabytes), and their code is
 // not ours to fix. So every file goes through two guards:
-//   1. checkModelBytes (ModelCheck.h) compares what the header promises with
-//      the bytes that follow (PLY elements and lists, face indices; binary
-//      STL triangle counts) and names what does not fit;
+//   1. checkModelBytes (ModelCheck.h), run in the helper below, compares
+//      what the header promises with the bytes that follow (PLY elements
+//      and lists, face indices; binary STL triangle counts) and names what
+//      does not fit, or mends what a partial picture can be drawn from;
 //   2. the reader itself runs in a helper process, `zulreadmodel`, beside
 //      this library ($ZUL_MODEL_READER names another), with a memory limit
 //      (half the machine's memory) and a time limit; it hands back the
-//      parts as VTK XML files and reports its progress. A crash, a hang or
-//      an exhausted memory limit there becomes a message here.
+//      parts as raw arrays in a memory file (checked here before VTK sees
+//      them) and reports its progress and notes. A crash, a hang or an
+//      exhausted memory limit there becomes a message here.
 // Reading runs on any thread; nothing here touches a render window.
 #pragma once
 
