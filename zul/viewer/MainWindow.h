@@ -73,7 +73,8 @@ public:
     // The view a session starts with, also shown after a model is opened and
     // by Home: the stored default view (its direction and up) when there is
     // one, else the module's +Isometric; then the model is framed to fit.
-    void StartView();
+    // Not `animated`: drawn at once, without a transition (a new model).
+    void StartView(bool animated = true);
     // Applies the stored default view and frames the model; false when no
     // view is marked default (or the module is not loaded). A default view
     // the up-vector lock refuses is reported by the module and not framed.

@@ -12,10 +12,16 @@
 
 namespace zul::viewer {
 
-void MainWindow::StartView() {
-    if (ApplyDefaultView()) return;
-    if (module_) host_->Run(krav::ids::kAlignPlusIsometric);
-    host_->sceneViewer->FitAll();
+void MainWindow::StartView(bool animated) {
+    // A new model is shown at its start view at once: a transition would
+    // draw it first from the camera of the model before, then again.
+    host_->sceneViewer->FinishTransition();
+    if (!animated) host_->sceneViewer->transitionMs = 0;
+    if (!ApplyDefaultView()) {
+        if (module_) host_->Run(krav::ids::kAlignPlusIsometric);
+        host_->sceneViewer->FitAll();
+    }
+    host_->sceneViewer->transitionMs = transitionMs_;
 }
 
 void MainWindow::ClearDefaultView() {

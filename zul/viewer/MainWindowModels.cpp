@@ -28,7 +28,7 @@ void MainWindow::ShowSample() {
     scene_.clear();
     scene_.addSampleModel();
     setWindowTitle(tr("ZUL Viewer - sample assembly"));
-    StartView();
+    StartView(false);
 }
 
 QString MainWindow::SceneSummary() const {
@@ -57,7 +57,7 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
         scene_.addModel(std::move(models[i]));
     }
     setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
-    StartView();
+    StartView(false);
     QString message = tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary());
     if (!notes.isEmpty()) message += " - " + notes.join(' ');
     statusBar()->showMessage(message, notes.isEmpty() ? 10000 : 60000);
