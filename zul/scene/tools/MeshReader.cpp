@@ -22,7 +22,6 @@
 #include <utf8.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -339,110 +338,6 @@ bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std
         return false;
     }
     return true;
-}
-
-} // namespace zul::scene::helper
-
-namespace zul::scene::helper {
-namespace {
-
-const char* s_skipBlanks(const char* p, const char* end) {
-    while (p < end && (*p == ' ' || *p == '\t' || *p == '\r'))
-        ++p;
-    return p;
-}
-
-// A vertex reference of a face ("7", "7/2", "7//3", "-1/..."): the vertex's
-// index from 0, false when it is not one. Negative indices count back from
-// the vertices read so far.
-bool s_faceCorner(const char*& p, const char* end, int64_t vertices, int64_t& out) {
-    int64_t value = 0;
-    const auto [next, error] = std::from_chars(p, end, value);
-    if (error != std::errc() || value == 0) return false;
-    out = value > 0 ? value - 1 : vertices + value;
-    p = next;
-    while (p < end && *p != ' ' && *p != '\t' && *p != '\r' && *p != '\n')
-        ++p; // the texture and normal references
-    return true;
-}
-
-} // namespace
-
-bool readPlainObj(const char* text, size_t size, PartSink& sink, std::string& why, bool& handled) {
-    handled = false;
-    auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
-    coordinates->SetNumberOfComponents(3);
-    coordinates->Allocate(vtkIdType(size / 16));
-    auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
-    auto ids = vtkSmartPointer<vtkTypeInt64Array>::New();
-    offsets->Allocate(vtkIdType(size / 24));
-    ids->Allocate(vtkIdType(size / 8));
-    offsets->InsertNextValue(0);
-    const char* p = text;
-    const char* const end = text + size;
-    size_t line = 0;
-    while (p < end) {
-        const char* eol = static_cast<const char*>(std::memchr(p, '\n', size_t(end - p)));
-        if (!eol) eol = end;
-        if (++line % 262144 == 0)
-            reportProgress(0.8 * double(p - text) / double(size), "reading the file");
-        const char* at = s_skipBlanks(p, eol);
-        const size_t left = size_t(eol - at);
-        if (left == 0 || *at == '#') {
-        } else if (left > 2 && at[0] == 'v' && (at[1] == ' ' || at[1] == '\t')) {
-            float v[3];
-            const char* q = at + 2;
-            for (float& c : v) {
-                q = s_skipBlanks(q, eol);
-                const auto [next, error] = std::from_chars(q, eol, c);
-                if (error != std::errc()) return true; // not plain: Assimp reads it
-                q = next;
-            }
-            // A fourth number may be a weight; more are colours, which
-            // Assimp keeps.
-            int more = 0;
-            for (q = s_skipBlanks(q, eol); q < eol; q = s_skipBlanks(q, eol), ++more)
-                while (q < eol && *q != ' ' && *q != '\t' && *q != '\r')
-                    ++q;
-            if (more > 1 || !std::isfinite(v[0] + v[1] + v[2])) return true;
-            coordinates->InsertNextTypedTuple(v);
-        } else if (left > 1 && at[0] == 'f' && (at[1] == ' ' || at[1] == '\t')) {
-            const int64_t vertices = coordinates->GetNumberOfTuples();
-            const char* q = s_skipBlanks(at + 2, eol);
-            int corners = 0;
-            while (q < eol) {
-                int64_t index = 0;
-                if (!s_faceCorner(q, eol, vertices, index)) return true;
-                ids->InsertNextValue(index);
-                ++corners;
-                q = s_skipBlanks(q, eol);
-            }
-            if (corners < 3) return true;
-            offsets->InsertNextValue(ids->GetNumberOfValues());
-        } else if ((left > 2 && at[0] == 'v' && (at[1] == 'n' || at[1] == 't') &&
-                    (at[2] == ' ' || at[2] == '\t')) ||
-                   (left > 1 && at[0] == 's' && (at[1] == ' ' || at[1] == '\t'))) {
-            // Normals, texture places and smoothing groups: not drawn here.
-        } else {
-            return true; // groups, materials, lines...: Assimp reads the file
-        }
-        p = eol + 1;
-    }
-    const int64_t vertices = coordinates->GetNumberOfTuples();
-    const vtkTypeInt64* c = ids->GetPointer(0);
-    for (vtkIdType i = 0; i < ids->GetNumberOfValues(); ++i)
-        if (c[i] < 0 || c[i] >= vertices) return true; // Assimp says what is wrong
-    if (offsets->GetNumberOfValues() < 2) return true;
-    handled = true;
-    OutPart part;
-    part.geometry = vtkSmartPointer<vtkPolyData>::New();
-    vtkNew<vtkPoints> points;
-    points->SetData(coordinates);
-    part.geometry->SetPoints(points);
-    vtkNew<vtkCellArray> polys;
-    polys->SetData(offsets, ids);
-    part.geometry->SetPolys(polys);
-    return sink.add(part, why);
 }
 
 } // namespace zul::scene::helper

@@ -78,11 +78,19 @@ bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string
 // Through Assimp; `kind` names the format in messages.
 bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std::string& why);
 bool readVrmlFile(const std::string& path, PartSink& sink, std::string& why);
-// An OBJ text of vertices and faces alone (no groups, materials, lines or
-// vertex colours), read in one pass without Assimp, whose copies of every
-// corner take several times the memory. `handled` false: the text is not
-// that plain (or names vertices it lacks), and Assimp should read it.
-bool readPlainObj(const char* text, size_t size, PartSink& sink, std::string& why, bool& handled);
+// Readers of our own for the plainest large files (PlainReaders.cpp), from
+// a mapping of the file. `handled` false: the file is not that plain, and
+// the library's reader should take it.
+//   a binary STL (false when the file is text), equal corners merged unless
+//   the part is too large to shade smoothly;
+bool readBinaryStl(const std::string& path, vtkSmartPointer<vtkPolyData>& out);
+//   a little-endian binary PLY of float x, y, z vertices (the file's normals
+//   kept, no colours) and faces as byte-counted 32-bit index lists;
+bool readPlainPly(const std::string& path, PartSink& sink, std::string& why, bool& handled);
+//   an OBJ of vertices and faces alone (no groups, materials, lines or
+//   vertex colours; every face's vertices present), whose copy of every
+//   corner makes Assimp take several times the memory.
+bool readPlainObj(const std::string& path, PartSink& sink, std::string& why, bool& handled);
 // glTF through VTK's reader, for files Assimp's schema check refuses.
 bool readGltfWithVtk(const std::string& path, PartSink& sink, std::string& why);
 
