@@ -1,0 +1,132 @@
+// zulview reading models: in the background with progress, dropped files,
+// damaged files, and a read stopped by the user.
+#include "ViewerE2E.h"
+
+namespace {
+
+// A large STEP read in the background: the window keeps handling events
+// (the progress bar moves while the file is read), the parts are swapped in
+// at the end and counted in the status bar; a damaged file read the same
+// way is a message that leaves the scene as it was.
+TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
+    const QString step = dir_.filePath("plates.step");
+    ASSERT_EQ(
+        std::system(
+            ("'" + std::string(MAKESTEP_PATH) + "' '" + step.toStdString() + "' --grid 5").c_str()),
+        0);
+    auto* bar = window_->findChild<QProgressBar*>("readProgress");
+    ASSERT_NE(bar, nullptr);
+    int opened = -1;
+    QString said;
+    QObject::connect(window_.get(), &MainWindow::modelsOpened,
+                     [&](int read, const QString& error) { opened = read, said = error; });
+    ASSERT_TRUE(window_->OpenModelsInBackground({step}));
+    EXPECT_FALSE(window_->OpenModelsInBackground({step})) << "one read at a time";
+    std::vector<int> seen;
+    for (int i = 0; i < 12000 && opened < 0; ++i) {
+        QTest::qWait(10); // the event loop turns while the file is read
+        if (bar->isVisible() && (seen.empty() || seen.back() != bar->value()))
+            seen.push_back(bar->value());
+    }
+    ASSERT_EQ(opened, 1) << said.toStdString();
+    EXPECT_GE(seen.size(), 2u) << "the progress bar moved while the window was live";
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_FALSE(bar->isVisible());
+    EXPECT_EQ(window_->scene().partCount(), 125u);
+    EXPECT_TRUE(window_->SceneSummary().startsWith("125 parts, "))
+        << window_->SceneSummary().toStdString();
+    // Kept among the recent models, in the user's hive.
+    ASSERT_FALSE(window_->RecentModels().isEmpty());
+    EXPECT_EQ(window_->RecentModels().front(), QFileInfo(step).absoluteFilePath());
+    EXPECT_EQ(MainWindow().RecentModels(), window_->RecentModels()) << "read back by a new window";
+
+    // A file dropped on the window is opened the same way.
+    QFile obj(dir_.filePath("dropped.obj"));
+    ASSERT_TRUE(obj.open(QIODevice::WriteOnly));
+    obj.write("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    obj.close();
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile(obj.fileName())});
+    QDragEnterEvent enter(QPoint(100, 100), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window_.get(), &enter);
+    EXPECT_TRUE(enter.isAccepted()) << "model files may be dropped";
+    QDropEvent drop(QPointF(100, 100), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    opened = -1;
+    QApplication::sendEvent(window_.get(), &drop);
+    for (int i = 0; i < 12000 && opened < 0; ++i)
+        QTest::qWait(10);
+    EXPECT_EQ(opened, 1);
+    EXPECT_EQ(window_->scene().partCount(), 1u);
+    EXPECT_EQ(window_->RecentModels().front(), QFileInfo(obj.fileName()).absoluteFilePath());
+
+    QFile cut(dir_.filePath("cut.step"));
+    ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+    cut.write("ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION(('x'),'2;1');\n");
+    cut.close();
+    opened = -1;
+    ASSERT_TRUE(window_->OpenModelsInBackground({cut.fileName()}));
+    for (int i = 0; i < 12000 && opened < 0; ++i)
+        QTest::qWait(10);
+    EXPECT_EQ(opened, 0);
+    EXPECT_TRUE(said.contains("cut.step: ")) << said.toStdString();
+    EXPECT_EQ(window_->scene().partCount(), 1u) << "the shown model stays";
+    auto* box = window_->findChild<QMessageBox*>("readFailed");
+    ASSERT_NE(box, nullptr) << "the user is told";
+    EXPECT_EQ(box->text(), said);
+    box->accept();
+}
+
+} // namespace
+
+// A read that takes too long is stopped by Esc or the Stop button: at once,
+// with the model shown and the stored views as they were.
+TEST_F(ViewerE2E, AReadIsStoppedAndTheModelShownStays) {
+    QFile slow(dir_.filePath("slow.sh"));
+    ASSERT_TRUE(slow.open(QIODevice::WriteOnly));
+    slow.write("#!/bin/sh\necho 'progress 100 reading the file'\nexec sleep 120\n");
+    slow.close();
+    slow.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("ZUL_MODEL_READER", slow.fileName().toUtf8());
+    QFile obj(dir_.filePath("any.obj"));
+    ASSERT_TRUE(obj.open(QIODevice::WriteOnly));
+    obj.write("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    obj.close();
+    const size_t parts = window_->scene().partCount();
+    auto store = host()->firstObject<IViewManager2>();
+    ASSERT_TRUE(store);
+    auto names = [&store] {
+        std::string all;
+        for (const krav::StoredView& v : krav::ListStoredViews(store.Get()))
+            all += v.name + ";";
+        return all;
+    };
+    const std::string views = names();
+    auto* stop = window_->findChild<QToolButton*>("stopRead");
+    ASSERT_NE(stop, nullptr);
+    for (int how = 0; how < 2; ++how) {
+        SCOPED_TRACE(how == 0 ? "Esc" : "the Stop button");
+        int opened = -1;
+        auto connection = QObject::connect(window_.get(), &MainWindow::modelsOpened,
+                                           [&](int read, const QString&) { opened = read; });
+        ASSERT_TRUE(window_->OpenModelsInBackground({obj.fileName()}));
+        QTest::qWait(200);
+        EXPECT_TRUE(stop->isVisible());
+        if (how == 0)
+            QTest::keyClick(window_->view(), Qt::Key_Escape);
+        else
+            stop->click();
+        // Well before the helper's two minutes are up.
+        for (int i = 0; i < 3000 && opened < 0; ++i)
+            QTest::qWait(10);
+        QObject::disconnect(connection);
+        EXPECT_EQ(opened, 0);
+        EXPECT_FALSE(window_->Reading());
+        EXPECT_FALSE(stop->isVisible());
+        EXPECT_EQ(window_->scene().partCount(), parts);
+        EXPECT_TRUE(window_->statusBar()->currentMessage().contains("stopped"))
+            << window_->statusBar()->currentMessage().toStdString();
+    }
+    EXPECT_EQ(names(), views);
+    EXPECT_FALSE(window_->StopReading()) << "nothing left to stop";
+    qunsetenv("ZUL_MODEL_READER");
+}
