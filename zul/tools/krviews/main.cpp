@@ -21,7 +21,6 @@
 #include <map>
 #include <optional>
 #include <sstream>
-#include <thread>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewStoreEdits.h"
@@ -29,7 +28,7 @@
 #include "KRAdvancedViews/ResourceIds.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "KRAdvancedViews/formats/RegExport.h"
-#include "KRAdvancedViews/host/IHostTestSource.h"
+#include "Krviews.h"
 #include "ViewModule.h"
 #include "zul/com/ComPtr.h"
 #include "zul/registry/Transaction.h"
@@ -42,22 +41,7 @@
 
 namespace {
 
-constexpr int kDone = 0, kNothing = 1, kUsage = 2, kFailure = 3;
-
-int failure(const std::string& what, HRESULT hr) {
-    std::cerr << "krviews: " << what << ": " << zul::runtime::describeHresult(hr);
-    if ((static_cast<uint32_t>(hr) & 0xFFFF0000u) == 0x80070000u && hr != E_INVALIDARG &&
-        hr != E_OUTOFMEMORY && hr != E_ACCESSDENIED)
-        std::cerr << " " << zul::registry::describeStatus(static_cast<LSTATUS>(hr & 0xFFFF));
-    const std::string detail = zul::registry::lastErrorDetail();
-    if (!detail.empty()) std::cerr << " (" << detail << ")";
-    if (hr == E_UNEXPECTED)
-        std::cerr << " (the store holds " << kMaxViews << " views, the most it can)";
-    if (hr == E_INVALIDARG)
-        std::cerr << " (a view needs a non-empty name and a camera type of ortho or persp)";
-    std::cerr << "\n";
-    return kFailure;
-}
+using namespace krviews;
 
 // The store keeps such a view as it is given; a camera cannot look along
 // its own up direction, so the viewer shows it with another up.
@@ -75,11 +59,6 @@ void warnIfNameCannotTravel(const std::string& name) {
     if (!krav::format::TravelsInRegExport(name, why))
         std::cerr << "krviews: warning: the view name cannot travel in a .reg file (" << why
                   << "); .qjv files keep it whole\n";
-}
-
-int nothing(const std::string& why) {
-    std::cerr << "krviews: nothing was done: " << why << "\n";
-    return kNothing;
 }
 
 bool parseVector(const std::string& text, float out[3]) {
@@ -199,131 +178,6 @@ bool fileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& 
 
 void printVector(const char* label, const float v[3]) {
     std::printf("%s:%g %g %g\n", label, v[0], v[1], v[2]);
-}
-
-// Prints what each check reports: "passed  <check>" or "FAILED  <check>: <reason>".
-class CPrintedResults final : public IHostTestResults {
-public:
-    int passed = 0, failed = 0;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppv) override {
-        if (!ppv) return E_POINTER;
-        *ppv = iid == IID_IUnknown || iid == zul::com::iidOf<IHostTestResults>() ? this : nullptr;
-        return *ppv ? S_OK : E_NOINTERFACE;
-    }
-    // Lives on the stack of its caller, which outlives every use.
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-    HRESULT STDMETHODCALLTYPE Report(const char* check, BOOL ok, const char* reason) override {
-        ++(ok ? passed : failed);
-        if (ok)
-            std::printf("passed  %s\n", check ? check : "?");
-        else
-            std::printf("FAILED  %s: %s\n", check ? check : "?",
-                        reason && *reason ? reason : "no reason given");
-        std::fflush(stdout);
-        return S_OK;
-    }
-};
-
-// Runs every unit-test source against a headless viewer; 0 when every check passed.
-int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& sources) {
-    zul::com::ComPtr<zul::runtime::CHeadlessHost> host;
-    {
-        IHostModuleSite* site = nullptr;
-        zul::com::createInstance<zul::runtime::CHeadlessHost>(
-            nullptr, zul::com::iidOf<IHostModuleSite>(), reinterpret_cast<void**>(&site));
-        host.Attach(static_cast<zul::runtime::CHeadlessHost*>(site));
-    }
-    if (!host || !host->viewer) return failure("cannot make the host", E_OUTOFMEMORY);
-    CPrintedResults results;
-    for (const CLSID& clsid : sources) {
-        zul::com::ComPtr<IHostTestSource> source;
-        HRESULT hr = activator.createInstance(clsid, nullptr, zul::com::iidOf<IHostTestSource>(),
-                                              reinterpret_cast<void**>(source.GetAddressOf()));
-        char name[39];
-        zul::com::formatGuid(clsid, name);
-        if (FAILED(hr)) {
-            results.Report(name, 0,
-                           ("cannot be created: " + zul::runtime::describeHresult(hr)).c_str());
-            continue;
-        }
-        hr = source->RunTests(static_cast<IHostApplication*>(host->viewer.Get()), &results);
-        if (FAILED(hr))
-            results.Report(name, 0, ("cannot run: " + zul::runtime::describeHresult(hr)).c_str());
-    }
-    std::printf("%d passed, %d failed\n", results.passed, results.failed);
-    return results.failed ? kFailure : kDone;
-}
-
-// A model read on a thread of its own from the moment the command line is
-// understood: the reader's helper process runs while the module starts.
-class EarlyRead {
-public:
-    void start(const std::string& path) {
-        thread_ = std::thread([this, path] { ok_ = zul::scene::readModel(path, model, why); });
-    }
-    // Waits for the read; false with `why` when the file was not read.
-    bool wait() {
-        if (thread_.joinable()) thread_.join();
-        return ok_;
-    }
-    ~EarlyRead() { wait(); }
-
-    zul::scene::Model model;
-    std::string why;
-
-private:
-    std::thread thread_;
-    bool ok_ = false;
-};
-
-// Shows each view on the viewer as the module applies it, frames the model
-// and renders it; one picture, or a labelled contact sheet.
-int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
-                EarlyRead& read, const std::vector<std::string>& names, int width, int height,
-                const std::string& output) {
-    std::string why;
-    if (!zul::scene::haveDisplay(why)) {
-        std::cerr << "krviews: cannot render: " << why << "\n";
-        return kFailure;
-    }
-    zul::scene::Scene scene;
-    if (model.empty())
-        scene.addSampleModel();
-    else {
-        // The graphics are made ready while the helper reads the model.
-        std::string unused;
-        zul::scene::prepareSheet(scene, width, height, unused);
-        if (!read.wait()) {
-            std::cerr << "krviews: " << read.why << "\n";
-            return kFailure;
-        }
-        // A picture of less than the file declares says so.
-        for (const std::string& note : read.model.notes)
-            std::cerr << "krviews: " << model << ": " << note << "\n";
-        scene.addModel(std::move(read.model));
-    }
-    std::vector<zul::scene::Shot> shots;
-    for (const std::string& name : names) {
-        FullViewInfo info;
-        const HRESULT found = store->GetViewInfo(name.c_str(), &info);
-        if (found == S_FALSE) return nothing("there is no view '" + name + "'");
-        if (found != S_OK) return failure("cannot read '" + name + "'", found);
-        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera);
-        zul::scene::setCamera(*host->viewer.Get(), camera);
-        const HRESULT hr = store->ShowView(name.c_str());
-        if (FAILED(hr)) return failure("cannot show '" + name + "'", hr);
-        camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera);
-        shots.push_back({name, camera});
-    }
-    if (!zul::scene::renderSheet(scene, shots, width, height, shots.size() > 1, output, why)) {
-        std::cerr << "krviews: " << why << "\n";
-        return kFailure;
-    }
-    std::printf("%s\n", output.c_str());
-    return kDone;
 }
 
 // Everything the command line said.

@@ -1,0 +1,58 @@
+// krviews's parts beyond the command line: its exit statuses and messages,
+// the module's self-test run, and rendering the stored views of a model.
+#pragma once
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KRAdvancedViews/IViewManager.h"
+#include "zul/runtime/Activation.h"
+#include "zul/runtime/HeadlessHost.h"
+#include "zul/scene/ModelReader.h"
+
+namespace krviews {
+
+// Exit statuses: done; nothing done (a name not found, an empty store); a
+// wrong command line; a failure.
+constexpr int kDone = 0, kNothing = 1, kUsage = 2, kFailure = 3;
+
+// Says on stderr that `what` failed with `hr` (and the registry's detail);
+// kFailure.
+int failure(const std::string& what, HRESULT hr);
+// Says on stderr that nothing was done, and why; kNothing.
+int nothing(const std::string& why);
+
+// Runs every unit-test source against a headless viewer, printing each
+// check; kDone when every check passed.
+int runSelfTests(zul::runtime::Activator& activator, const std::vector<CLSID>& sources);
+
+// A model read on a thread of its own from the moment the command line is
+// understood: the reader's helper process runs while the module starts.
+class EarlyRead {
+public:
+    void start(const std::string& path) {
+        thread_ = std::thread([this, path] { ok_ = zul::scene::readModel(path, model, why); });
+    }
+    // Waits for the read; false with `why` when the file was not read.
+    bool wait() {
+        if (thread_.joinable()) thread_.join();
+        return ok_;
+    }
+    ~EarlyRead() { wait(); }
+
+    zul::scene::Model model;
+    std::string why;
+
+private:
+    std::thread thread_;
+    bool ok_ = false;
+};
+
+// Shows each view on the viewer as the module applies it, frames the model
+// and renders it; one picture, or a labelled contact sheet.
+int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
+                EarlyRead& read, const std::vector<std::string>& names, int width, int height,
+                const std::string& output);
+
+} // namespace krviews

@@ -1,0 +1,60 @@
+// krviews render and sheet: the stored views applied by the module to a
+// model (read while the module starts) and drawn offscreen.
+#include <cstdio>
+#include <iostream>
+
+#include "Krviews.h"
+#include "zul/scene/Scene.h"
+
+namespace krviews {
+
+// Shows each view on the viewer as the module applies it, frames the model
+// and renders it; one picture, or a labelled contact sheet.
+int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
+                EarlyRead& read, const std::vector<std::string>& names, int width, int height,
+                const std::string& output) {
+    std::string why;
+    if (!zul::scene::haveDisplay(why)) {
+        std::cerr << "krviews: cannot render: " << why << "\n";
+        return kFailure;
+    }
+    zul::scene::Scene scene;
+    if (model.empty())
+        scene.addSampleModel();
+    else {
+        // The graphics are made ready while the helper reads the model.
+        std::string unused;
+        zul::scene::prepareSheet(scene, width, height, unused);
+        if (!read.wait()) {
+            std::cerr << "krviews: " << read.why << "\n";
+            return kFailure;
+        }
+        // A picture of less than the file declares says so.
+        for (const std::string& note : read.model.notes)
+            std::cerr << "krviews: " << model << ": " << note << "\n";
+        scene.addModel(std::move(read.model));
+    }
+    std::vector<zul::scene::Shot> shots;
+    for (const std::string& name : names) {
+        FullViewInfo info;
+        const HRESULT found = store->GetViewInfo(name.c_str(), &info);
+        if (found == S_FALSE) return nothing("there is no view '" + name + "'");
+        if (found != S_OK) return failure("cannot read '" + name + "'", found);
+        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        zul::scene::setCamera(*host->viewer.Get(), camera);
+        const HRESULT hr = store->ShowView(name.c_str());
+        if (FAILED(hr)) return failure("cannot show '" + name + "'", hr);
+        camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        shots.push_back({name, camera});
+    }
+    if (!zul::scene::renderSheet(scene, shots, width, height, shots.size() > 1, output, why)) {
+        std::cerr << "krviews: " << why << "\n";
+        return kFailure;
+    }
+    std::printf("%s\n", output.c_str());
+    return kDone;
+}
+
+} // namespace krviews
