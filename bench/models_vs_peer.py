@@ -2,7 +2,8 @@
 """Open + first picture of big meshes, ours (`krviews render`) against f3d.
 
     bench/models_vs_peer.py [--build build/default] [--sizes 1000000,4000000]
-                            [--runs 3] [--work DIR] [FILE ...]
+                            [--runs 3] [--formats stl,ply,obj,glb] [--work DIR]
+                            [FILE ...]
 
 Makes a wavy torus of each size as binary STL, binary PLY, OBJ and GLB (in
 --work, reused when already there), adds the FILEs given (a STEP file, say),
@@ -143,6 +144,7 @@ def main():
     parser.add_argument("--build", default="build/default")
     parser.add_argument("--sizes", default="1000000,4000000")
     parser.add_argument("--runs", type=int, default=3)
+    parser.add_argument("--formats", default="stl,ply,obj,glb")
     parser.add_argument("--work", default=os.path.join(tempfile.gettempdir(), "zul-models-vs-peer"))
     parser.add_argument("files", nargs="*")
     args = parser.parse_args()
@@ -157,6 +159,8 @@ def main():
         mesh = None
         for ext, writer in (("stl", write_stl), ("ply", write_ply), ("obj", write_obj),
                             ("glb", write_glb)):
+            if ext not in args.formats.split(","):
+                continue
             path = os.path.join(args.work, f"torus-{size}.{ext}")
             if not os.path.exists(path):
                 mesh = mesh or torus(size)

@@ -324,9 +324,15 @@ TEST_F(ModelFormats, ADamagedFileOfEachReaderIsAMessageAndChangesNothing) {
     for (const std::string& path : damaged) {
         std::string error;
         EXPECT_FALSE(scene.addFile(path, error)) << path;
-        EXPECT_EQ(error.rfind("cannot read " + path + ": ", 0), 0u) << error;
+        EXPECT_EQ(error.rfind("Cannot read " + path + ": ", 0), 0u) << error;
         EXPECT_GT(error.size(), path.size() + 16) << "says what is wrong: " << error;
         EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+        // What the file is not (or that it holds nothing) comes first, in
+        // our words, never a reader library's.
+        const std::string reason = error.substr(std::min(error.size(), path.size() + 14));
+        EXPECT_TRUE(reason.rfind("not ", 0) == 0 || reason.rfind("no ", 0) == 0) << error;
+        for (const char* library : {"aiScene", "vtk", "Standard_", "Validation", "Assimp"})
+            EXPECT_EQ(error.find(library), std::string::npos) << error;
     }
     EXPECT_EQ(scene.partCount(), parts);
 }

@@ -203,4 +203,137 @@ TEST_F(ModelFormats, BinaryPlyReadsAlikeInEitherByteOrder) {
     }
 }
 
+// A large binary glTF is read by our own reader: every node's mesh placed by
+// the node tree (translation, rotation, scale, matrix; a mesh used twice
+// drawn twice), named after its node, else its mesh, in its material's base
+// colour. What that reader does not take (vertex colours) goes to Assimp,
+// which places the same meshes alike; a file cut short is refused.
+TEST_F(ModelFormats, ALargeGltfIsPlacedByItsNodesAndColouredByItsMaterials) {
+    const int side = 800; // a grid of 1.28 M triangles: over 16 MB
+    auto glb = [&](bool vertexColours) {
+        std::string bin;
+        auto put = [&bin](const auto& value) {
+            bin.append(reinterpret_cast<const char*>(&value), sizeof value);
+        };
+        for (int r = 0; r <= side; ++r)
+            for (int c = 0; c <= side; ++c)
+                for (float v : {float(c) / side, float(r) / side, 0.0f})
+                    put(v);
+        const size_t indexAt = bin.size();
+        for (uint32_t r = 0; r < side; ++r)
+            for (uint32_t c = 0; c < side; ++c) {
+                const uint32_t a = r * (side + 1) + c, b = a + 1, d = a + side + 1, e = d + 1;
+                for (uint32_t i : {a, b, e, a, e, d})
+                    put(i);
+            }
+        const size_t smallAt = bin.size();
+        for (float v : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
+            put(v);
+        const size_t smallIndexAt = bin.size();
+        for (uint16_t i : {0, 1, 2, 0})
+            put(i); // the last one pads to four bytes
+        const size_t colourAt = bin.size();
+        for (int k = 0; k < 3; ++k)
+            for (float v : {0.f, 1.f, 0.f, 1.f})
+                put(v);
+        const size_t grid = (side + 1) * (side + 1), triangles = 2 * side * side;
+        auto view = [](size_t at, size_t length) {
+            return "{\"buffer\":0,\"byteOffset\":" + std::to_string(at) +
+                   ",\"byteLength\":" + std::to_string(length) + "}";
+        };
+        const std::string json =
+            "{\"asset\":{\"version\":\"2.0\"},\"scene\":0,\"scenes\":[{\"nodes\":[0,2]}],"
+            "\"nodes\":[{\"name\":\"Lifted\",\"mesh\":0,\"translation\":[10,0,0],"
+            "\"scale\":[2,2,2],\"children\":[1]},"
+            "{\"name\":\"Turned\",\"mesh\":0,\"rotation\":[0,0,0.70710678,0.70710678]},"
+            "{\"mesh\":1,\"matrix\":[1,0,0,0,0,1,0,0,0,0,1,0,0,0,-5,1]}],"
+            "\"meshes\":[{\"name\":\"Grid\",\"primitives\":[{\"attributes\":{\"POSITION\":0},"
+            "\"indices\":1,\"material\":0}]},"
+            "{\"name\":\"Tri\",\"primitives\":[{\"attributes\":{\"POSITION\":2" +
+            std::string(vertexColours ? ",\"COLOR_0\":4" : "") +
+            "},\"indices\":3,\"material\":1}]}],"
+            "\"materials\":[{\"pbrMetallicRoughness\":{\"baseColorFactor\":[0.2,0.4,0.6,1]}},"
+            "{\"pbrMetallicRoughness\":{\"baseColorFactor\":[1,0,0,0.5]}}],"
+            "\"accessors\":["
+            "{\"bufferView\":0,\"componentType\":5126,\"count\":" +
+            std::to_string(grid) +
+            ",\"type\":\"VEC3\",\"min\":[0,0,0],\"max\":[1,1,0]},"
+            "{\"bufferView\":1,\"componentType\":5125,\"count\":" +
+            std::to_string(3 * triangles) +
+            ",\"type\":\"SCALAR\"},"
+            "{\"bufferView\":2,\"componentType\":5126,\"count\":3,\"type\":\"VEC3\","
+            "\"min\":[0,0,0],\"max\":[1,1,0]},"
+            "{\"bufferView\":3,\"componentType\":5123,\"count\":3,\"type\":\"SCALAR\"},"
+            "{\"bufferView\":4,\"componentType\":5126,\"count\":3,\"type\":\"VEC4\"}],"
+            "\"bufferViews\":[" +
+            view(0, indexAt) + "," + view(indexAt, smallAt - indexAt) + "," + view(smallAt, 36) +
+            "," + view(smallIndexAt, 6) + "," + view(colourAt, 48) +
+            "],\"buffers\":[{\"byteLength\":" + std::to_string(bin.size()) + "}]}";
+        std::string padded = json + std::string((4 - json.size() % 4) % 4, ' ');
+        std::string out = "glTF";
+        auto word = [&out](uint32_t v) { out.append(reinterpret_cast<const char*>(&v), 4); };
+        word(2);
+        word(uint32_t(12 + 8 + padded.size() + 8 + bin.size()));
+        word(uint32_t(padded.size()));
+        out += "JSON" + padded;
+        word(uint32_t(bin.size()));
+        out += std::string("BIN\0", 4) + bin;
+        return out;
+    };
+    const std::string plainBytes = glb(false);
+    ASSERT_GT(plainBytes.size(), size_t(16u << 20));
+    for (bool vertexColours : {false, true}) {
+        SCOPED_TRACE(vertexColours ? "vertex colours: Assimp" : "plain");
+        zul::scene::Model model;
+        std::string why;
+        ASSERT_TRUE(zul::scene::readModel(
+            write("scene.glb", vertexColours ? glb(true) : plainBytes), model, why))
+            << why;
+        ASSERT_EQ(model.parts.size(), 3u);
+        EXPECT_EQ(model.triangles(), size_t(2 * 2 * side * side + 1));
+        double b[6];
+        const zul::scene::ModelPart* lifted = nullptr;
+        const zul::scene::ModelPart* turned = nullptr;
+        const zul::scene::ModelPart* tri = nullptr;
+        for (const auto& part : model.parts) {
+            boundsOf(part, b);
+            if (b[4] < -1)
+                tri = &part;
+            else if (b[0] > 9.5)
+                lifted = &part;
+            else
+                turned = &part;
+        }
+        ASSERT_TRUE(lifted && turned && tri);
+        boundsOf(*lifted, b); // scaled by 2, moved by 10 along x
+        EXPECT_NEAR(b[0], 10, 1e-5);
+        EXPECT_NEAR(b[1], 12, 1e-5);
+        EXPECT_NEAR(b[3], 2, 1e-5);
+        boundsOf(*turned, b); // turned a quarter about z, then placed by its parent
+        EXPECT_NEAR(b[0], 8, 1e-5);
+        EXPECT_NEAR(b[1], 10, 1e-5);
+        EXPECT_NEAR(b[2], 0, 1e-5);
+        EXPECT_NEAR(b[3], 2, 1e-5);
+        boundsOf(*tri, b);
+        EXPECT_NEAR(b[4], -5, 1e-6);
+        EXPECT_EQ(lifted->name, "Lifted");
+        EXPECT_EQ(turned->name, "Turned");
+        EXPECT_TRUE(lifted->hasColour);
+        EXPECT_NEAR(lifted->rgba[0], 0.2, 1e-6);
+        EXPECT_NEAR(lifted->rgba[2], 0.6, 1e-6);
+        if (!vertexColours) {
+            EXPECT_EQ(tri->name, "Tri"); // its node has no name
+            EXPECT_NEAR(tri->rgba[0], 1, 1e-6);
+            EXPECT_NEAR(tri->rgba[3], 0.5, 1e-6);
+        } else {
+            EXPECT_NE(tri->geometry->GetPointData()->GetArray("zul_colour"), nullptr);
+        }
+    }
+    zul::scene::Model cut;
+    std::string why;
+    EXPECT_FALSE(zul::scene::readModel(
+        write("cut.glb", plainBytes.substr(0, plainBytes.size() / 2)), cut, why));
+    EXPECT_NE(why.find("glTF"), std::string::npos) << why;
+}
+
 } // namespace

@@ -305,7 +305,7 @@ size_t Model::points() const {
 
 bool readModel(const std::string& path, Model& model, std::string& why,
                const ReadProgress& progress, const std::atomic<bool>* stop) {
-    const std::string name = "cannot read " + path + ": ";
+    const std::string name = "Cannot read " + path + ": ";
     std::error_code ec;
     if (!std::filesystem::exists(path, ec)) {
         why = name + "no such file";
@@ -470,8 +470,10 @@ bool readModel(const std::string& path, Model& model, std::string& why,
         return false;
     }
     if (WIFSIGNALED(status)) {
-        why = name + "the reader failed on it (signal " + std::to_string(WTERMSIG(status)) +
-              "): the file is damaged, or too large for the memory limit";
+        why = name + "not " + modelFileKind(format) +
+              " that can be read: its reader failed on it (signal " +
+              std::to_string(WTERMSIG(status)) +
+              "), so the file is damaged, or too large for the memory limit";
         return false;
     }
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {

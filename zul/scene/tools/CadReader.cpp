@@ -285,14 +285,13 @@ bool s_read(const std::string& path, bool iges, PartSink& sink, std::string& why
 bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string& why) {
     try {
         return s_read(path, iges, sink, why);
-    } catch (const Standard_Failure& failure) {
-        why = std::string("the ") + (iges ? "IGES" : "STEP") + " reader failed on it (" +
-              (failure.GetMessageString() && *failure.GetMessageString()
-                   ? failure.GetMessageString()
-                   : failure.DynamicType()->Name()) +
-              ")";
-    } catch (const std::exception& e) {
-        why = std::string("the reader failed on it (") + e.what() + ")";
+    } catch (const Standard_Failure&) {
+        // OpenCASCADE's exception names are for its developers.
+        why = std::string("not ") + (iges ? "an IGES" : "a STEP") +
+              " file that can be read: its reader stopped on something it does not handle";
+    } catch (const std::exception&) {
+        why = std::string("not ") + (iges ? "an IGES" : "a STEP") +
+              " file that can be read: its reader failed on it";
     }
     return false;
 }

@@ -329,8 +329,41 @@ bool PartSink::_send(const OutPart& part, vtkPolyData* data) {
     return ok;
 }
 
+namespace {
+bool s_cellsInRange(vtkPolyData* data) {
+    const vtkIdType points = data->GetNumberOfPoints();
+    for (vtkCellArray* cells :
+         {data->GetVerts(), data->GetLines(), data->GetPolys(), data->GetStrips()}) {
+        if (!cells || cells->GetNumberOfCells() == 0) continue;
+        vtkDataArray* ids = cells->GetConnectivityArray();
+        const vtkIdType n = ids->GetNumberOfValues();
+        bool inRange = true;
+        if (auto* narrow = vtkTypeInt32Array::SafeDownCast(ids)) {
+            const vtkTypeInt32* v = narrow->GetPointer(0);
+            for (vtkIdType i = 0; i < n; ++i)
+                inRange &= v[i] >= 0 && v[i] < points;
+        } else if (auto* wide = vtkTypeInt64Array::SafeDownCast(ids)) {
+            const vtkTypeInt64* v = wide->GetPointer(0);
+            for (vtkIdType i = 0; i < n; ++i)
+                inRange &= v[i] >= 0 && v[i] < points;
+        } else {
+            return false;
+        }
+        if (!inRange) return false;
+    }
+    return true;
+}
+} // namespace
+
 bool PartSink::add(OutPart& part, std::string& why) {
     if (!part.geometry || part.geometry->GetNumberOfPoints() == 0) return true;
+    // A library reader may hand back faces that name points the file lacks
+    // (an index past the end): the file is refused here rather than by the
+    // caller's check of the parts.
+    if (!s_cellsInRange(part.geometry)) {
+        why = "its faces name points it does not have";
+        return false;
+    }
     if (count_ + 1 < kMaxParts) return _write(part, why);
     // Beyond the limit: kept, and merged into one last part at the end (in
     // one pass: merging them one by one would copy the rest each time).

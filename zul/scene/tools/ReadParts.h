@@ -91,6 +91,10 @@ bool readPlainPly(const std::string& path, PartSink& sink, std::string& why, boo
 //   vertex colours; every face's vertices present), whose copy of every
 //   corner makes Assimp take several times the memory.
 bool readPlainObj(const std::string& path, PartSink& sink, std::string& why, bool& handled);
+//   a glTF 2 file (.glb, or .gltf with its buffers in files beside it) of
+//   float-point triangle meshes, placed by its nodes, coloured by their
+//   materials' base colours (GltfReader.cpp).
+bool readPlainGltf(const std::string& path, PartSink& sink, std::string& why, bool& handled);
 // glTF through VTK's reader, for files Assimp's schema check refuses.
 bool readGltfWithVtk(const std::string& path, PartSink& sink, std::string& why);
 

@@ -117,15 +117,10 @@ bool s_readWithVtk(const std::string& path, zul::scene::ModelFormat format,
     reader->Update();
     vtkPolyData* data = vtkPolyData::SafeDownCast(reader->GetOutputDataObject(0));
     if (!data || data->GetNumberOfPoints() == 0) {
-        why = "no geometry in it";
-        if (!s_error.empty()) {
-            // VTK's messages open with where in VTK they were raised.
-            const size_t at = s_error.find("): ");
-            std::string said = at == std::string::npos ? s_error : s_error.substr(at + 3);
-            while (!said.empty() && (said.back() == '\n' || said.back() == '\r'))
-                said.pop_back();
-            why += " (" + said + ")";
-        }
+        // VTK's own wording is for its developers: the user learns which
+        // kind of file this is not, or that it holds nothing to draw.
+        why = s_error.empty() ? "no geometry in it (the file holds no points)"
+                              : "not " + zul::scene::modelFileKind(format) + " that can be read";
         return false;
     }
     zul::scene::helper::OutPart part;
@@ -215,9 +210,16 @@ bool s_plyHasFloatColours(const unsigned char* head, size_t size) {
     return false;
 }
 
-// OBJ files larger than this go to readPlainObj first; smaller ones, whose
-// reading takes no time, keep Assimp's reading whatever they hold.
-constexpr uintmax_t kPlainObjBytes = 16u << 20;
+// OBJ and glTF files larger than this go to our own plain readers first;
+// smaller ones, whose reading takes no time, keep Assimp's reading whatever
+// they hold.
+constexpr uintmax_t kPlainReaderBytes = 16u << 20;
+
+bool s_large(const std::string& path) {
+    std::error_code ec;
+    const uintmax_t size = std::filesystem::file_size(path, ec);
+    return !ec && size > kPlainReaderBytes;
+}
 
 // Reads `path` with the reader for `format`. A reader library that throws
 // (a JSON library inside one does, on a value of the wrong type) has its
@@ -246,6 +248,11 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
             ok = zul::scene::helper::readCadFile(path, format == ModelFormat::Iges, sink, why);
             break;
         case ModelFormat::Gltf:
+            if (s_large(path)) {
+                bool handled = false;
+                ok = zul::scene::helper::readPlainGltf(path, sink, why, handled);
+                if (handled) break;
+            }
             // Assimp's schema check refuses some files that VTK's reader draws
             // (a number written where a string belongs, an unknown extension).
             ok = zul::scene::helper::readMeshFile(path, format, sink, why);
@@ -259,7 +266,7 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
             break;
         case ModelFormat::Obj:
             // A large plain OBJ is read without Assimp (see readPlainObj).
-            if (std::error_code ec; std::filesystem::file_size(path, ec) > kPlainObjBytes && !ec) {
+            if (s_large(path)) {
                 bool handled = false;
                 ok = zul::scene::helper::readPlainObj(path, sink, why, handled);
                 if (handled) break;
@@ -283,6 +290,13 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
         return false;
     }
     return ok;
+}
+
+// A refusal says first what the file is not (or that it holds nothing), then
+// how it is damaged.
+std::string s_whatItIsNot(zul::scene::ModelFormat format, const std::string& why) {
+    if (why.rfind("not ", 0) == 0 || why.rfind("no ", 0) == 0) return why;
+    return "not " + zul::scene::modelFileKind(format) + " that can be read: " + why;
 }
 
 } // namespace
@@ -316,7 +330,8 @@ int main(int argc, char** argv) {
         // The structure is checked here, in the helper: a file that shrinks
         // under the mapping raises SIGBUS in this process only, which says so.
         std::string why;
-        if (!s_checkStructure(fd, size_t(st.st_size), format, argv[2], path, why)) s_finish(1, why);
+        if (!s_checkStructure(fd, size_t(st.st_size), format, argv[2], path, why))
+            s_finish(1, s_whatItIsNot(format, why));
         ::close(fd);
     }
     // The parts go to the memory file the caller passed, else (the helper
@@ -339,7 +354,7 @@ int main(int argc, char** argv) {
         ok = false;
         why = "no geometry in it";
     }
-    if (!ok) s_finish(1, why);
+    if (!ok) s_finish(1, s_whatItIsNot(format, why));
     zul::scene::helper::reportProgress(1, "done");
     s_finish(0);
 }
