@@ -5,6 +5,10 @@
                             [--runs 3] [--formats stl,ply,obj,glb] [--work DIR]
                             [FILE ...]
 
+With --viewer, zulview's first frame is measured too (`zulview --first-frame`
+on the same display: the time it reports, from its start to its first frame
+on screen; the peak memory of its whole run), against the same runs of f3d.
+
 Makes a wavy torus of each size as binary STL, binary PLY, OBJ and GLB (in
 --work, reused when already there), adds the FILEs given (a STEP file, say),
 then for each file runs both programs interleaved, --runs times, each
@@ -18,6 +22,7 @@ import array
 import json
 import math
 import os
+import re
 import statistics
 import struct
 import subprocess
@@ -104,7 +109,9 @@ def write_glb(path, points, tris):
 
 
 def tree_rss(root):
-    """Resident kilobytes of `root` and all its descendants."""
+    """Resident kilobytes of `root` and all its descendants, plus the memory
+    files they hold open (the parts our reader helper hands back live in one,
+    and are memory whether or not a process maps them)."""
     children = {}
     for pid in os.listdir("/proc"):
         if not pid.isdigit():
@@ -115,27 +122,38 @@ def tree_rss(root):
             children.setdefault(ppid, []).append(int(pid))
         except (OSError, IndexError, ValueError):
             pass
-    total, todo = 0, [root]
+    total, todo, memfds = 0, [root], {}
     while todo:
         pid = todo.pop()
         todo.extend(children.get(pid, []))
         try:
             with open(f"/proc/{pid}/statm") as f:
                 total += int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
+            for fd in os.listdir(f"/proc/{pid}/fd"):
+                link = f"/proc/{pid}/fd/{fd}"
+                if os.readlink(link).startswith("/memfd:"):
+                    st = os.stat(link)
+                    memfds[st.st_ino] = st.st_blocks * 512 // 1024
         except (OSError, IndexError, ValueError):
             pass
-    return total
+    return total + sum(memfds.values())
 
 
 def measure(command, env):
     start = time.monotonic()
-    proc = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    proc = subprocess.Popen(command, env=env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     peak = 0
     while proc.poll() is None:
         peak = max(peak, tree_rss(proc.pid))
         time.sleep(0.01)
     elapsed = time.monotonic() - start
+    out = proc.stdout.read().decode(errors="replace")
     err = proc.stderr.read().decode(errors="replace").strip()
+    # zulview --first-frame says when its first frame was on screen; the
+    # rest of its run is the window closing.
+    said = re.search(r"first frame: ([0-9.]+) ms", out)
+    if said:
+        elapsed = float(said.group(1)) / 1000
     return elapsed, peak, proc.returncode, err
 
 
@@ -145,6 +163,8 @@ def main():
     parser.add_argument("--sizes", default="1000000,4000000")
     parser.add_argument("--runs", type=int, default=3)
     parser.add_argument("--formats", default="stl,ply,obj,glb")
+    parser.add_argument("--viewer", action="store_true",
+                        help="also zulview's first frame (--first-frame) of each file")
     parser.add_argument("--work", default=os.path.join(tempfile.gettempdir(), "zul-models-vs-peer"))
     parser.add_argument("files", nargs="*")
     args = parser.parse_args()
@@ -183,23 +203,31 @@ def main():
     try:
         print(f"{'file':32} {'ours s':>7} {'f3d s':>7} {'ratio':>6} {'ours MB':>8} {'f3d MB':>8} "
               f"{'ratio':>6}")
+        programs = [("", lambda path: [krviews, "render", path, "--view", "+Isometric", "--size",
+                                       "800x600", "-o", out])]
+        if args.viewer:
+            zulview = os.path.join(os.path.dirname(krviews), "zulview")
+            programs.append((" (zulview)", lambda path: [zulview, "--first-frame", path]))
         for path in files:
-            ours, peer = [], []
+            runs = {label: [] for label, _ in programs}
+            peer = []
             for _ in range(args.runs):
-                ours.append(measure([krviews, "render", path, "--view", "+Isometric", "--size",
-                                     "800x600", "-o", out], env))
+                for label, command in programs:
+                    runs[label].append(measure(command(path), env))
                 peer.append(measure(["f3d", "--output", out, "--resolution", "800,600", path],
                                     env))
-            failed = [r[3] for r in ours if r[2] != 0]
-            if failed:
-                print(f"{os.path.basename(path):32} ours failed: {failed[0]}")
-                continue
-            t_ours = statistics.median(r[0] for r in ours)
             t_peer = statistics.median(r[0] for r in peer)
-            m_ours = statistics.median(r[1] for r in ours) / 1024
             m_peer = statistics.median(r[1] for r in peer) / 1024
-            print(f"{os.path.basename(path):32} {t_ours:7.2f} {t_peer:7.2f} {t_ours / t_peer:6.2f} "
-                  f"{m_ours:8.0f} {m_peer:8.0f} {m_ours / max(m_peer, 1):6.2f}", flush=True)
+            for label, ours in runs.items():
+                name = (os.path.basename(path) + label)[:32]
+                failed = [r[3] for r in ours if r[2] != 0]
+                if failed:
+                    print(f"{name:32} ours failed: {failed[0]}")
+                    continue
+                t_ours = statistics.median(r[0] for r in ours)
+                m_ours = statistics.median(r[1] for r in ours) / 1024
+                print(f"{name:32} {t_ours:7.2f} {t_peer:7.2f} {t_ours / t_peer:6.2f} "
+                      f"{m_ours:8.0f} {m_peer:8.0f} {m_ours / max(m_peer, 1):6.2f}", flush=True)
     finally:
         xvfb.terminate()
 

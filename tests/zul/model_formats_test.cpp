@@ -12,7 +12,9 @@
 #include <assimp/scene.h>
 
 #include <vtkCellData.h>
+#include <vtkNew.h>
 #include <vtkPointData.h>
+#include <vtkPolyData.h>
 #include <vtkUnsignedCharArray.h>
 
 #include <cmath>
@@ -23,8 +25,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
+#include <set>
 #include <thread>
 
 #include "ModelFiles.h"
@@ -389,6 +393,45 @@ TEST_F(ModelFormats, LargeModelsGetCoarseCopiesWithinTheBudget) {
     big.parts[0].coarse->GetBounds(rough);
     for (int i = 0; i < 6; ++i)
         EXPECT_NEAR(rough[i], full[i], 0.02) << "the coarse copy keeps the shape";
+
+    // Colours follow: each kept point has the colour of a point of the
+    // full part in its place (the sphere's halves, red below z = 0, blue
+    // above), each kept triangle a colour of the triangles it stands for.
+    zul::scene::Model coloured;
+    zul::scene::ModelPart& part = coloured.parts.emplace_back();
+    part.geometry = vtkSmartPointer<vtkPolyData>::New();
+    part.geometry->DeepCopy(big.parts[0].geometry);
+    part.triangles = big.parts[0].triangles;
+    vtkNew<vtkUnsignedCharArray> byPoint, byCell;
+    for (auto* a : {byPoint.Get(), byCell.Get()}) {
+        a->SetName("zul_colour");
+        a->SetNumberOfComponents(4);
+    }
+    const auto red = std::array<unsigned char, 4>{255, 0, 0, 255};
+    const auto blue = std::array<unsigned char, 4>{0, 0, 255, 255};
+    for (vtkIdType i = 0; i < part.geometry->GetNumberOfPoints(); ++i)
+        byPoint->InsertNextTypedTuple(part.geometry->GetPoint(i)[2] < 0 ? red.data() : blue.data());
+    for (vtkIdType i = 0; i < part.geometry->GetNumberOfCells(); ++i)
+        byCell->InsertNextTypedTuple(i % 2 ? red.data() : blue.data());
+    part.geometry->GetPointData()->SetScalars(byPoint);
+    part.geometry->GetCellData()->SetScalars(byCell);
+    zul::scene::makeCoarseCopies(coloured);
+    ASSERT_NE(part.coarse, nullptr);
+    auto* keptByPoint =
+        vtkUnsignedCharArray::SafeDownCast(part.coarse->GetPointData()->GetScalars());
+    auto* keptByCell = vtkUnsignedCharArray::SafeDownCast(part.coarse->GetCellData()->GetScalars());
+    ASSERT_TRUE(keptByPoint && keptByCell);
+    ASSERT_EQ(keptByPoint->GetNumberOfTuples(), part.coarse->GetNumberOfPoints());
+    ASSERT_EQ(keptByCell->GetNumberOfTuples(), part.coarse->GetNumberOfPolys());
+    for (vtkIdType i = 0; i < part.coarse->GetNumberOfPoints(); ++i) {
+        const double z = part.coarse->GetPoint(i)[2];
+        if (std::abs(z) < 1e-6) continue;
+        ASSERT_EQ(keptByPoint->GetValue(4 * i), z < 0 ? 255 : 0) << "point " << i << " z " << z;
+    }
+    std::set<unsigned char> cellReds;
+    for (vtkIdType i = 0; i < keptByCell->GetNumberOfTuples(); ++i)
+        cellReds.insert(keptByCell->GetValue(4 * i));
+    EXPECT_EQ(cellReds, (std::set<unsigned char>{0, 255}));
 
     zul::scene::Scene scene;
     scene.addModel(std::move(big));

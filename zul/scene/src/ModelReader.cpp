@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <vtkBinnedDecimation.h>
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
 #include <vtkFieldData.h>
@@ -498,54 +497,6 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     read.notes = std::move(notes);
     model = std::move(read);
     return true;
-}
-
-void makeCoarseCopies(Model& model, size_t budget) {
-    const size_t total = model.triangles();
-    if (budget == 0 || total <= budget) return;
-    // Each large part gets the same share of its triangles; small parts
-    // stay whole and take their part of the budget first.
-    size_t small = 0, large = 0;
-    for (const ModelPart& p : model.parts)
-        (p.triangles < kSmallPartTriangles ? small : large) += p.triangles;
-    if (large == 0) return;
-    const double ratio =
-        std::clamp(double(budget > small ? budget - small : budget / 4) / double(large), 0.01, 1.0);
-    for (ModelPart& p : model.parts) {
-        if (p.triangles < kSmallPartTriangles) continue;
-        const double want = std::max(1000.0, double(p.triangles) * ratio);
-        // Binned decimation: one of the part's points stands for each
-        // occupied cell of a grid of cubes over the part (several times
-        // faster than quadric clustering, and without its memory per cell). A surface's triangles
-        // grow with the square of the cells along its longest side, so a correction or two after a
-        // first try land close to the count wanted.
-        double b[6];
-        p.geometry->GetBounds(b);
-        const double extent[3] = {b[1] - b[0], b[3] - b[2], b[5] - b[4]};
-        const double longest = std::max({extent[0], extent[1], extent[2], 1e-12});
-        double along = std::max(8.0, std::sqrt(want / 2.0)); // cells along the longest side
-        vtkSmartPointer<vtkPolyData> coarse;
-        for (int attempt = 0; attempt < 4; ++attempt) {
-            int divisions[3];
-            for (int i = 0; i < 3; ++i)
-                divisions[i] = std::clamp(int(std::ceil(along * extent[i] / longest)), 1, 4096);
-            vtkNew<vtkBinnedDecimation> cluster;
-            cluster->SetInputData(p.geometry);
-            cluster->AutoAdjustNumberOfDivisionsOff();
-            cluster->SetNumberOfDivisions(divisions);
-            cluster->SetPointGenerationModeToBinPoints();
-            cluster->ProducePointDataOn();
-            cluster->ProduceCellDataOn();
-            cluster->Update();
-            coarse = cluster->GetOutput();
-            const double got = double(coarse->GetNumberOfPolys());
-            if (got == 0 || (got <= want * 1.15 && got >= want * 0.5)) break;
-            along = std::max(4.0, along * std::sqrt(want / got) * 0.97);
-        }
-        if (coarse && coarse->GetNumberOfPolys() > 0 &&
-            size_t(coarse->GetNumberOfPolys()) < p.triangles)
-            p.coarse = coarse;
-    }
 }
 
 } // namespace zul::scene

@@ -9,6 +9,7 @@
 #include <vtkAxesActor.h>
 #include <vtkCamera.h>
 #include <vtkCaptionActor2D.h>
+#include <vtkCellArray.h>
 #include <vtkCellData.h>
 #include <vtkCellPicker.h>
 #include <vtkConeSource.h>
@@ -16,7 +17,12 @@
 #include <vtkCylinderSource.h>
 #include <vtkLightKit.h>
 #include <vtkNew.h>
+#include <vtkObjectFactory.h>
+#include <vtkOpenGLPolyDataMapper.h>
+#include <vtkOpenGLVertexBufferObject.h>
+#include <vtkOpenGLVertexBufferObjectGroup.h>
 #include <vtkPointData.h>
+#include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkPolyDataMapper.h>
 #include <vtkPolyDataNormals.h>
@@ -231,8 +237,28 @@ namespace {
 
 // A mapper for a part's geometry: colours the file gives per point or per
 // cell are drawn as they are.
+// The OpenGL mapper, less the copy of the points it keeps once the driver
+// has them: VTK packs each array into a buffer of its own to upload it and
+// then empties that buffer without giving its memory back (144 MB for a
+// part of 4 M triangles whose corners are not shared). Packed again when the
+// data changes.
+class UploadOnceMapper : public vtkOpenGLPolyDataMapper {
+public:
+    static UploadOnceMapper* New();
+    vtkTypeMacro(UploadOnceMapper, vtkOpenGLPolyDataMapper);
+
+protected:
+    void BuildBufferObjects(vtkRenderer* renderer, vtkActor* actor) override {
+        vtkOpenGLPolyDataMapper::BuildBufferObjects(renderer, actor);
+        for (const char* name : {"vertexMC", "normalMC", "scalarColor", "tcoord", "tangentMC"})
+            if (vtkOpenGLVertexBufferObject* buffer = VBOs->GetVBO(name))
+                std::vector<float>().swap(buffer->GetPackedVBO());
+    }
+};
+vtkStandardNewMacro(UploadOnceMapper);
+
 vtkSmartPointer<vtkPolyDataMapper> s_mapperOf(vtkPolyData* data, bool colours) {
-    auto mapper = vtkSmartPointer<vtkPolyDataMapper>::New();
+    vtkSmartPointer<vtkPolyDataMapper> mapper = vtkSmartPointer<UploadOnceMapper>::New();
     mapper->SetInputData(data);
     mapper->SetScalarVisibility(colours);
     mapper->SetColorModeToDirectScalars();
@@ -240,6 +266,33 @@ vtkSmartPointer<vtkPolyDataMapper> s_mapperOf(vtkPolyData* data, bool colours) {
     return mapper;
 }
 
+} // namespace
+
+namespace {
+// A polygonal data set of its own over the same arrays as `drawn`: the
+// coarse copy reads them on its thread while this thread draws them, and
+// neither writes them. The VTK objects around the arrays (points, cells,
+// attributes) are not shared: they cache and keep state.
+vtkSmartPointer<vtkPolyData> s_sharingArrays(vtkPolyData* drawn) {
+    auto out = vtkSmartPointer<vtkPolyData>::New();
+    if (vtkPoints* p = drawn->GetPoints()) {
+        vtkNew<vtkPoints> points;
+        points->SetData(p->GetData());
+        out->SetPoints(points);
+    }
+    auto cells = [](vtkCellArray* from) {
+        auto to = vtkSmartPointer<vtkCellArray>::New();
+        if (from) to->SetData(from->GetOffsetsArray(), from->GetConnectivityArray());
+        return to;
+    };
+    out->SetVerts(cells(drawn->GetVerts()));
+    out->SetLines(cells(drawn->GetLines()));
+    out->SetPolys(cells(drawn->GetPolys()));
+    out->SetStrips(cells(drawn->GetStrips()));
+    out->GetPointData()->ShallowCopy(drawn->GetPointData());
+    out->GetCellData()->ShallowCopy(drawn->GetCellData());
+    return out;
+}
 } // namespace
 
 Model Scene::geometryForCoarseCopies() const {
@@ -252,10 +305,8 @@ Model Scene::geometryForCoarseCopies() const {
         ModelPart part;
         part.triangles = p.triangles;
         if (p.triangles >= kSmallPartTriangles)
-            if (auto* drawn = vtkPolyData::SafeDownCast(p.full->GetInputDataObject(0, 0))) {
-                part.geometry = vtkSmartPointer<vtkPolyData>::New();
-                part.geometry->DeepCopy(drawn);
-            }
+            if (auto* drawn = vtkPolyData::SafeDownCast(p.full->GetInputDataObject(0, 0)))
+                part.geometry = s_sharingArrays(drawn);
         model.parts.push_back(std::move(part));
     }
     return model;

@@ -60,17 +60,32 @@ public:
     MappedFile& operator=(const MappedFile&) = delete;
     const char* data() const { return at_; }
     size_t size() const { return size_; }
+    // Gives back the pages before `upTo`, read and done with: a large file
+    // read front to back need not stay resident beside what is made of it.
+    // Read again, they come back from the file.
+    void release(const char* upTo) const {
+        const size_t page = size_t(::sysconf(_SC_PAGESIZE));
+        const size_t end = size_t(upTo - at_) / page * page;
+        if (!at_ || end <= released_ || end > size_) return;
+        ::madvise(const_cast<char*>(at_) + released_, end - released_, MADV_DONTNEED);
+        released_ = end;
+    }
 
 private:
     const char* at_ = nullptr;
     size_t size_ = 0;
+    mutable size_t released_ = 0;
 };
+
+// How often, in records, the readers give back what they have read.
+constexpr size_t kReleaseEvery = 1u << 18;
 
 // The triangles of a binary STL each with corners of its own: a part this
 // large is shaded face by face (no normals), for which shared corners buy
 // nothing, and merging them costs more than the rest of the read. A
 // triangle with two equal corners has no area and is left out.
-vtkSmartPointer<vtkPolyData> s_unmergedStl(const char* bytes, size_t triangles) {
+vtkSmartPointer<vtkPolyData> s_unmergedStl(const MappedFile& file, size_t triangles) {
+    const char* const bytes = file.data();
     auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
     coordinates->SetNumberOfComponents(3);
     coordinates->SetNumberOfTuples(vtkIdType(triangles * 3));
@@ -78,6 +93,7 @@ vtkSmartPointer<vtkPolyData> s_unmergedStl(const char* bytes, size_t triangles) 
     size_t kept = 0;
     for (size_t t = 0; t < triangles; ++t) {
         const char* corners = bytes + 84 + t * 50 + 12; // past the facet normal
+        if (t % kReleaseEvery == 0) file.release(corners);
         if (std::memcmp(corners, corners + 12, 12) == 0 ||
             std::memcmp(corners + 12, corners + 24, 12) == 0 ||
             std::memcmp(corners, corners + 24, 12) == 0)
@@ -113,7 +129,7 @@ bool s_readBinaryStl(const MappedFile& bytes, vtkSmartPointer<vtkPolyData>& out)
     const size_t held = (bytes.size() - 84) / 50;
     const size_t triangles = count == 0 ? held : std::min<size_t>(count, held);
     if (triangles > size_t(zul::scene::helper::kSmoothShadingFaces)) {
-        out = s_unmergedStl(bytes.data(), triangles);
+        out = s_unmergedStl(bytes, triangles);
         return true;
     }
     struct Key {
@@ -261,11 +277,13 @@ bool s_readPlainPly(const MappedFile& file, zul::scene::helper::PartSink& sink, 
         normals->SetNumberOfComponents(3);
         normals->SetNumberOfTuples(vtkIdType(vertices));
     }
-    for (uint64_t i = 0; i < vertices; ++i, p += record)
+    for (uint64_t i = 0; i < vertices; ++i, p += record) {
+        if (i % kReleaseEvery == 0) file.release(p);
         for (int k = 0; k < 3; ++k) {
             std::memcpy(to + 3 * i + k, p + at[k], 4);
             if (normals) std::memcpy(normals->GetPointer(0) + 3 * i + k, p + normalAt[k], 4);
         }
+    }
     if (uint64_t(end - p) / 13 < faces) return true; // a triangle takes 13 bytes
     auto offsets = vtkSmartPointer<vtkTypeInt64Array>::New();
     auto ids = vtkSmartPointer<vtkTypeInt64Array>::New();
@@ -275,6 +293,7 @@ bool s_readPlainPly(const MappedFile& file, zul::scene::helper::PartSink& sink, 
     o[0] = 0;
     const bool isSigned = list[2] == "int" || list[2] == "int32";
     for (uint64_t f = 0; f < faces; ++f) {
+        if (f % kReleaseEvery == 0) file.release(p);
         if (p >= end) return true;
         const unsigned n = static_cast<unsigned char>(*p++);
         if (n < 3 || uint64_t(end - p) < uint64_t(n) * 4) return true;
@@ -322,8 +341,9 @@ bool s_faceCorner(const char*& p, const char* end, int64_t vertices, int64_t& ou
     return true;
 }
 
-bool s_readPlainObj(const char* text, size_t size, PartSink& sink, std::string& why,
-                    bool& handled) {
+bool s_readPlainObj(const MappedFile& file, PartSink& sink, std::string& why, bool& handled) {
+    const char* const text = file.data();
+    const size_t size = file.size();
     handled = false;
     auto coordinates = vtkSmartPointer<vtkFloatArray>::New();
     coordinates->SetNumberOfComponents(3);
@@ -339,8 +359,10 @@ bool s_readPlainObj(const char* text, size_t size, PartSink& sink, std::string& 
     while (p < end) {
         const char* eol = static_cast<const char*>(std::memchr(p, '\n', size_t(end - p)));
         if (!eol) eol = end;
-        if (++line % 262144 == 0)
+        if (++line % 262144 == 0) {
             reportProgress(0.8 * double(p - text) / double(size), "reading the file");
+            file.release(p);
+        }
         const char* at = s_skipBlanks(p, eol);
         const size_t left = size_t(eol - at);
         if (left == 0 || *at == '#') {
@@ -413,7 +435,7 @@ bool readPlainPly(const std::string& path, PartSink& sink, std::string& why, boo
 bool readPlainObj(const std::string& path, PartSink& sink, std::string& why, bool& handled) {
     handled = false;
     const MappedFile text(path);
-    return !text.data() || s_readPlainObj(text.data(), text.size(), sink, why, handled);
+    return !text.data() || s_readPlainObj(text, sink, why, handled);
 }
 
 } // namespace zul::scene::helper

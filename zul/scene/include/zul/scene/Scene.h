@@ -83,8 +83,8 @@ public:
 
     // Coarse copies are made after the first picture, off the drawing
     // thread: this gives a model, one part per part of the scene, whose
-    // large parts hold private copies of their geometry (so the work never
-    // reads what is being drawn), for makeCoarseCopies on any thread; no
+    // large parts hold their own data sets over the arrays being drawn
+    // (makeCoarseCopies only reads those), for makeCoarseCopies on any thread; no
     // parts when the scene is within the drag budget or has its copies.
     Model geometryForCoarseCopies() const;
     // Takes the coarse copies made on that model into the scene of
