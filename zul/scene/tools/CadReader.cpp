@@ -255,8 +255,11 @@ bool s_read(const std::string& path, bool iges, PartSink& sink, std::string& why
     }
     const double meshFrom = kReadShare + kTransferShare;
     for (size_t i = 0; i < parts.size(); ++i) {
-        reportProgress(meshFrom + (1 - meshFrom) * double(i) / double(parts.size()),
-                       "triangulating");
+        // Solid by solid: a file of thousands of solids spends most of its
+        // read here, and the user sees it move.
+        const std::string phase =
+            "triangulating solid " + std::to_string(i + 1) + " of " + std::to_string(parts.size());
+        reportProgress(meshFrom + (1 - meshFrom) * double(i) / double(parts.size()), phase.c_str());
         Bnd_Box box;
         BRepBndLib::Add(parts[i].shape, box);
         if (box.IsVoid()) continue;
