@@ -256,9 +256,16 @@ protected:
     }
 };
 vtkStandardNewMacro(UploadOnceMapper);
+} // namespace
+
+vtkSmartPointer<vtkPolyDataMapper> newUploadOnceMapper() {
+    return vtkSmartPointer<UploadOnceMapper>::New();
+}
+
+namespace {
 
 vtkSmartPointer<vtkPolyDataMapper> s_mapperOf(vtkPolyData* data, bool colours) {
-    vtkSmartPointer<vtkPolyDataMapper> mapper = vtkSmartPointer<UploadOnceMapper>::New();
+    vtkSmartPointer<vtkPolyDataMapper> mapper = newUploadOnceMapper();
     mapper->SetInputData(data);
     mapper->SetScalarVisibility(colours);
     mapper->SetColorModeToDirectScalars();

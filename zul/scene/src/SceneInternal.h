@@ -2,6 +2,7 @@
 // and the offscreen window of the pictures. Not installed, not for callers.
 #pragma once
 
+#include <vtkPolyDataMapper.h>
 #include <vtkRenderWindow.h>
 #include <vtkRenderer.h>
 #include <vtkSmartPointer.h>
@@ -40,6 +41,10 @@ inline bool normalise3(double v[3]) {
         v[i] /= n;
     return true;
 }
+
+// A mapper that gives back the memory of the copy VTK packs each array into
+// for the driver, once the driver has it (Scene.cpp).
+vtkSmartPointer<vtkPolyDataMapper> newUploadOnceMapper();
 
 // The offscreen window pictures are drawn in, and the copies of the parts
 // it shows (their own mappers, so the two windows never share buffers).

@@ -196,7 +196,7 @@ bool Scene::drawPicture(const double direction[3], const double up[3], bool pers
         p.renderer->RemoveAllViewProps();
         for (const Part& part : parts_) {
             vtkMapper* source = part.coarse ? part.coarse.Get() : part.full.Get();
-            auto mapper = vtkSmartPointer<vtkPolyDataMapper>::New();
+            vtkSmartPointer<vtkPolyDataMapper> mapper = newUploadOnceMapper();
             mapper->SetInputData(vtkPolyData::SafeDownCast(source->GetInputDataObject(0, 0)));
             if (!mapper->GetInput()) {
                 source->Update();
