@@ -24,6 +24,7 @@
 
 #include "MainWindow.h"
 #include "zul/scene/ModelCheck.h"
+#include "zul/scene/ModelReader.h"
 
 namespace {
 
@@ -58,6 +59,7 @@ QImage s_grabWithDialogs(QMainWindow* window) {
 } // namespace
 
 int main(int argc, char** argv) {
+    zul::scene::giveFreedModelMemoryBack();
     zul::viewer::SetUpSurfaceFormat();
     // Help and version need no display: they print and quit.
     for (int i = 1; i < argc; ++i)

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -300,6 +301,10 @@ size_t Model::points() const {
     for (const ModelPart& p : parts)
         n += p.points;
     return n;
+}
+
+void giveFreedModelMemoryBack() {
+    ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
 }
 
 bool readModel(const std::string& path, Model& model, std::string& why,

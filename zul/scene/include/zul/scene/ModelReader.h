@@ -79,6 +79,14 @@ inline constexpr size_t kSmallPartTriangles = 5000;
 // more than `budget` triangles (0: none are made).
 ZUL_PLATFORM_API void makeCoarseCopies(Model& model, size_t budget = kDragTriangleBudget);
 
+// Makes every buffer of a megabyte or more a mapping of its own, given back
+// to the system when freed. Called first thing by the programs that show
+// models: the C library otherwise raises that threshold after the first
+// large buffer is freed and keeps later ones in its heap, so the arrays of a
+// closed model and the copies made for the driver stay counted against the
+// process.
+ZUL_PLATFORM_API void giveFreedModelMemoryBack();
+
 // How long the helper may take for one file, in seconds.
 inline constexpr int kModelReadSeconds = 300;
 
