@@ -177,7 +177,9 @@ TEST_F(SceneFiles, AReaderThatDiesInItsHelperIsAMessage) {
     std::string error;
     ::setenv("ZUL_MODEL_READER", dies.c_str(), 1);
     EXPECT_FALSE(scene.addFile(model, error));
-    EXPECT_NE(error.find("box.obj: not an OBJ file that can be read: its reader failed on it (signal 11)"), std::string::npos)
+    EXPECT_NE(error.find(
+                  "box.obj: not an OBJ file that can be read: its reader failed on it (signal 11)"),
+              std::string::npos)
         << error;
     ::setenv("ZUL_MODEL_READER", says.c_str(), 1);
     EXPECT_FALSE(scene.addFile(model, error));
