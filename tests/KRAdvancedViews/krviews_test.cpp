@@ -1,3 +1,7 @@
+#include <vtkImageData.h>
+#include <vtkNew.h>
+#include <vtkPNGReader.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
@@ -508,4 +512,54 @@ TEST_F(Krviews, MoveAndDeleteSeveralKeepTheListWhole) {
     EXPECT_EQ(run("list").out, "1\t+Y\n2\t+Z\n3\t-X\n4\t+Isometric\n5\t-Isometric\n");
     EXPECT_EQ(run("delete +Y +Z").status, 0);
     EXPECT_EQ(run("list").out, "1\t-X\n2\t+Isometric\n3\t-Isometric\n");
+}
+
+// A model's own cameras: listed, and drawn through by number as the file
+// places them (an orthographic camera with the height it shows); without
+// a view the opening view is drawn; a number past the list draws nothing.
+TEST_F(Krviews, AModelsOwnCamerasAreListedAndDrawnThrough) {
+    const std::string model = "/usr/share/assimp/models/glTF2/cameras/Cameras.gltf";
+    if (!std::filesystem::exists(model)) GTEST_SKIP() << "install assimp-testmodels";
+    const std::string xvfb = "ASAN_OPTIONS=detect_leaks=0 xvfb-run -a";
+    Result r = run("model-views '" + model + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "1\tmodel\tCamera 1\n2\tmodel\tCamera 2\n");
+    // The bright square's width on the picture's middle row, in pixels.
+    auto squareWidth = [&](const std::string& args) {
+        const std::string png = (dir_ / "camera.png").string();
+        std::filesystem::remove(png);
+        const Result drawn =
+            run("render '" + model + "' " + args + " --size 200x200 -o '" + png + "'", xvfb);
+        EXPECT_EQ(drawn.status, 0) << drawn.err;
+        vtkNew<vtkPNGReader> reader;
+        reader->SetFileName(png.c_str());
+        reader->Update();
+        vtkImageData* image = reader->GetOutput();
+        int dims[3] = {0, 0, 0};
+        image->GetDimensions(dims);
+        int width = 0;
+        for (int x = 0; x < dims[0]; ++x) {
+            const auto* px =
+                static_cast<const unsigned char*>(image->GetScalarPointer(x, dims[1] / 2, 0));
+            width += px && px[0] + px[1] + px[2] > 700;
+        }
+        return width;
+    };
+    // ymag 1: two units of height, and the square one unit across.
+    EXPECT_NEAR(squareWidth("--model-view 2"), 100, 3);
+    // yfov 0.7 from 3 units away, the square tilted away from the eye.
+    const int perspective = squareWidth("--model-view 1");
+    EXPECT_GT(perspective, 60);
+    EXPECT_LT(perspective, 95);
+    // Without a view: the default view, when one is marked.
+    ASSERT_EQ(run("default +Z").status, 0);
+    const std::string opening = (dir_ / "opening.png").string(), z = (dir_ / "z.png").string();
+    ASSERT_EQ(run("render '" + model + "' --size 200x200 -o '" + opening + "'", xvfb).status, 0);
+    ASSERT_EQ(run("render '" + model + "' --view +Z --size 200x200 -o '" + z + "'", xvfb).status,
+              0);
+    EXPECT_EQ(readFile(opening), readFile(z));
+    r = run("render '" + model + "' --model-view 3 -o '" + (dir_ / "x.png").string() + "'", xvfb);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("comes with 2 views; there is no view 3"), std::string::npos) << r.err;
+    EXPECT_EQ(run("render '" + model + "' --model-view 1 --view +X -o x.png").status, 2);
 }

@@ -24,6 +24,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -239,6 +240,31 @@ bool s_takePart(int fd, uint64_t& offset, uint64_t size, ModelPart& part) {
 
 // The parts the helper wrote into the parts file, in order; false with
 // `why` when they cannot be read back whole.
+// The camera of the record at `offset`: finite, a unit direction, a unit up
+// square to it (the helper sends no other), and a view angle or a height.
+bool s_takeCamera(int fd, uint64_t& offset, uint64_t size, ModelCamera& camera) {
+    channel::CameraRecord record{};
+    if (!s_take(fd, offset, size, &record, sizeof record) || record.nameBytes > 4096) return false;
+    camera.name.resize(record.nameBytes);
+    if (!s_take(fd, offset, size, camera.name.data(), record.nameBytes)) return false;
+    double dot = 0, direction = 0, up = 0;
+    for (int i = 0; i < 3; ++i) {
+        camera.eye[i] = record.eye[i];
+        camera.direction[i] = record.direction[i];
+        camera.up[i] = record.up[i];
+        dot += record.direction[i] * record.up[i];
+        direction += record.direction[i] * record.direction[i];
+        up += record.up[i] * record.up[i];
+        if (!std::isfinite(record.eye[i])) return false;
+    }
+    camera.orthographic = record.orthographic != 0;
+    camera.viewAngle = record.viewAngle;
+    camera.parallelScale = record.parallelScale;
+    return std::abs(direction - 1) < 1e-6 && std::abs(up - 1) < 1e-6 && std::abs(dot) < 1e-6 &&
+           (camera.orthographic ? camera.parallelScale > 0 && std::isfinite(camera.parallelScale)
+                                : camera.viewAngle > 0 && camera.viewAngle < 180);
+}
+
 bool s_readParts(int fd, Model& model, std::string& why) {
     struct stat st {};
     if (::fstat(fd, &st) != 0) {
@@ -247,6 +273,17 @@ bool s_readParts(int fd, Model& model, std::string& why) {
     }
     const uint64_t size = uint64_t(st.st_size);
     for (uint64_t offset = 0; offset < size;) {
+        char magic[4] = {};
+        uint64_t peek = offset;
+        if (s_take(fd, peek, size, magic, 4) && std::memcmp(magic, channel::kCameraMagic, 4) == 0) {
+            ModelCamera camera;
+            if (!s_takeCamera(fd, offset, size, camera)) {
+                why = "cannot take the cameras back from the reader (they are damaged)";
+                return false;
+            }
+            model.cameras.push_back(std::move(camera));
+            continue;
+        }
         ModelPart part;
         if (!s_takePart(fd, offset, size, part)) {
             why = "cannot take the geometry back from the reader (its parts are damaged)";

@@ -392,7 +392,112 @@ bool s_read(const Document& doc, PartSink& sink, std::string& why, bool& handled
     return true;
 }
 
+// The JSON of a glTF file: the JSON chunk of a .glb (read alone, not the
+// buffers after it), else the whole text. False when there is none.
+bool s_jsonOnly(const std::string& path, Json::Value& root) {
+    std::ifstream in(path, std::ios::binary);
+    char head[20];
+    if (!in.read(head, sizeof head)) return false;
+    uint32_t magic = 0, length = 0, type = 0;
+    std::memcpy(&magic, head, 4);
+    std::memcpy(&length, head + 12, 4);
+    std::memcpy(&type, head + 16, 4);
+    std::string text;
+    if (magic == kGlbMagic) {
+        if (type != kJsonChunk || length > (256u << 20)) return false;
+        text.resize(length);
+        if (!in.read(text.data(), length)) return false;
+    } else {
+        text.assign(head, sizeof head);
+        text.append(std::istreambuf_iterator<char>(in), {});
+    }
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::string errors;
+    return reader->parse(text.data(), text.data() + text.size(), &root, &errors) && root.isObject();
+}
+
+// The world matrix applied to a point (w 1) or a direction (w 0).
+void s_apply(const Matrix& m, const double in[3], double w, double out[3]) {
+    for (int r = 0; r < 3; ++r)
+        out[r] = m[r] * in[0] + m[4 + r] * in[1] + m[8 + r] * in[2] + m[12 + r] * w;
+}
+
 } // namespace
+
+bool readGltfCameras(const std::string& path, PartSink& sink, std::string& why) {
+    Json::Value root;
+    if (!s_jsonOnly(path, root)) return true; // the geometry's reader said what it could
+    const Json::Value& cameras = root["cameras"];
+    const Json::Value& nodes = root["nodes"];
+    if (!cameras.isArray() || cameras.size() == 0 || !nodes.isArray()) return true;
+    // The roots: the chosen scene's nodes, else every node that is no
+    // node's child.
+    std::vector<int64_t> roots;
+    const Json::Value& scenes = root["scenes"];
+    if (scenes.isArray() && scenes.size() > 0) {
+        const int64_t chosen = root.isMember("scene") ? s_index(root, "scene") : 0;
+        if (chosen >= 0 && chosen < int64_t(scenes.size()) &&
+            scenes[Json::ArrayIndex(chosen)]["nodes"].isArray())
+            for (const Json::Value& n : scenes[Json::ArrayIndex(chosen)]["nodes"])
+                roots.push_back(n.isIntegral() ? n.asInt64() : -1);
+    } else {
+        std::vector<bool> child(nodes.size(), false);
+        for (const Json::Value& node : nodes)
+            if (node.isObject() && node["children"].isArray())
+                for (const Json::Value& c : node["children"])
+                    if (c.isIntegral() && c.asInt64() >= 0 && c.asInt64() < int64_t(nodes.size()))
+                        child[size_t(c.asInt64())] = true;
+        for (size_t i = 0; i < child.size(); ++i)
+            if (!child[i]) roots.push_back(int64_t(i));
+    }
+    std::vector<std::pair<int64_t, Matrix>> stack;
+    for (auto r = roots.rbegin(); r != roots.rend(); ++r)
+        stack.emplace_back(*r, kIdentity);
+    size_t visited = 0, number = 0;
+    while (!stack.empty()) {
+        auto [index, parent] = stack.back();
+        stack.pop_back();
+        if (index < 0 || index >= int64_t(nodes.size()) || ++visited > nodes.size()) continue;
+        const Json::Value& node = nodes[Json::ArrayIndex(index)];
+        Matrix own;
+        if (!node.isObject() || !s_nodePlace(node, own)) continue;
+        const Matrix place = s_multiply(parent, own);
+        const int64_t c = s_index(node, "camera");
+        if (c >= 0 && c < int64_t(cameras.size()) && cameras[Json::ArrayIndex(c)].isObject()) {
+            const Json::Value& camera = cameras[Json::ArrayIndex(c)];
+            ++number;
+            OutCamera out;
+            out.name = camera["name"].isString() ? camera["name"].asString() : std::string();
+            if (out.name.empty() && node["name"].isString()) out.name = node["name"].asString();
+            if (out.name.empty()) out.name = "Camera " + std::to_string(number);
+            const double origin[3] = {0, 0, 0}, forward[3] = {0, 0, -1}, up[3] = {0, 1, 0};
+            s_apply(place, origin, 1, out.eye);
+            s_apply(place, forward, 0, out.direction);
+            s_apply(place, up, 0, out.up);
+            const std::string type = camera["type"].isString() ? camera["type"].asString() : "";
+            if (type == "orthographic") {
+                const Json::Value& o = camera["orthographic"];
+                out.orthographic = true;
+                // ymag is half the height seen, in the camera's own units:
+                // the node's scale along its up scales it.
+                const double scale = std::sqrt(out.up[0] * out.up[0] + out.up[1] * out.up[1] +
+                                               out.up[2] * out.up[2]);
+                out.parallelScale = o["ymag"].isNumeric() ? o["ymag"].asDouble() * scale : 0;
+            } else {
+                const Json::Value& p = camera["perspective"];
+                out.viewAngle = p["yfov"].isNumeric() ? p["yfov"].asDouble() * 180 / M_PI : 0;
+            }
+            if (!sink.addCamera(out, why)) return false;
+        }
+        const Json::Value& children = node["children"];
+        if (children.isArray())
+            for (Json::ArrayIndex k = children.size(); k-- > 0;)
+                stack.emplace_back(children[k].isIntegral() ? children[k].asInt64() : -1, place);
+    }
+    return true;
+}
 
 bool readPlainGltf(const std::string& path, PartSink& sink, std::string& why, bool& handled) {
     handled = false;

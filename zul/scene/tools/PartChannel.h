@@ -48,6 +48,24 @@ struct PartRecord {
 };
 static_assert(sizeof(PartRecord) == 4 + 4 + 4 + 4 + 32 + 8 + 32 + 32);
 
+// A camera the file places, a record among the parts: a CameraRecord, then its name
+// (nameBytes of UTF-8). The helper writes only cameras that can be a view:
+// finite, a unit direction, a unit up at right angles to it.
+inline constexpr char kCameraMagic[4] = {'Z', 'C', 'A', '1'};
+
+struct CameraRecord {
+    char magic[4];
+    uint32_t nameBytes;
+    uint32_t orthographic; // 0: perspective
+    uint32_t reserved;
+    double eye[3];
+    double direction[3];
+    double up[3];
+    double viewAngle;     // degrees, vertical (perspective)
+    double parallelScale; // half the height seen, in model units (orthographic)
+};
+static_assert(sizeof(CameraRecord) == 16 + 9 * 8 + 16);
+
 // The descriptor the parts are written to.
 inline constexpr int kPartsDescriptor = 3;
 

@@ -372,6 +372,65 @@ bool PartSink::add(OutPart& part, std::string& why) {
     return true;
 }
 
+bool PartSink::addCamera(OutCamera camera, std::string& why) {
+    auto length = [](const double v[3]) {
+        return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+    };
+    const std::string called = "The camera \"" + camera.name + "\" is left out: ";
+    bool finite = std::isfinite(camera.viewAngle) && std::isfinite(camera.parallelScale);
+    for (int i = 0; i < 3; ++i)
+        finite &= std::isfinite(camera.eye[i]) && std::isfinite(camera.direction[i]) &&
+                  std::isfinite(camera.up[i]);
+    if (!finite) {
+        reportNote(called + "its numbers are not all finite.");
+        return true;
+    }
+    const double along = length(camera.direction);
+    if (!(along > 1e-12)) {
+        reportNote(called + "it looks in no direction.");
+        return true;
+    }
+    for (double& d : camera.direction)
+        d /= along;
+    // The up made square to the direction (Gram-Schmidt); nothing left of
+    // it means it lies along the direction.
+    const double dot = camera.up[0] * camera.direction[0] + camera.up[1] * camera.direction[1] +
+                       camera.up[2] * camera.direction[2];
+    for (int i = 0; i < 3; ++i)
+        camera.up[i] -= dot * camera.direction[i];
+    const double upLength = length(camera.up);
+    if (!(upLength > 1e-6 * std::max(1.0, std::abs(dot)))) {
+        reportNote(called + "its up lies along the direction it looks in.");
+        return true;
+    }
+    for (double& u : camera.up)
+        u /= upLength;
+    if (camera.orthographic ? !(camera.parallelScale > 0)
+                            : !(camera.viewAngle > 0 && camera.viewAngle < 180)) {
+        reportNote(called + (camera.orthographic
+                                 ? "it shows no height."
+                                 : "its field of view is not an angle a view can have."));
+        return true;
+    }
+    channel::CameraRecord record{};
+    std::memcpy(record.magic, channel::kCameraMagic, 4);
+    record.nameBytes = uint32_t(std::min<size_t>(camera.name.size(), 4096));
+    record.orthographic = camera.orthographic ? 1 : 0;
+    for (int i = 0; i < 3; ++i) {
+        record.eye[i] = camera.eye[i];
+        record.direction[i] = camera.direction[i];
+        record.up[i] = camera.up[i];
+    }
+    record.viewAngle = camera.viewAngle;
+    record.parallelScale = camera.parallelScale;
+    if (!s_writeAll(fd_, &record, sizeof record) ||
+        !s_writeAll(fd_, camera.name.data(), record.nameBytes)) {
+        why = std::string("cannot hand the cameras back (") + std::strerror(errno) + ")";
+        return false;
+    }
+    return true;
+}
+
 bool PartSink::finish(std::string& why) {
     if (rest_.empty()) return true;
     vtkNew<vtkAppendPolyData> append;

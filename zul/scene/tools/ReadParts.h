@@ -31,6 +31,17 @@ struct OutPart {
     bool facetedByFaces = false;
 };
 
+// A camera placed by the model file, in the model's coordinates.
+struct OutCamera {
+    std::string name;
+    double eye[3] = {0, 0, 0};
+    double direction[3] = {0, 0, -1};
+    double up[3] = {0, 1, 0};
+    bool orthographic = false;
+    double viewAngle = 30;    // degrees, vertical
+    double parallelScale = 1; // half the height seen
+};
+
 // Receives the parts as a reader makes them and writes them out.
 class PartSink {
 public:
@@ -41,6 +52,11 @@ public:
     // enough to shade smoothly) and writes it. False with
     // `why` when it cannot be written.
     bool add(OutPart& part, std::string& why);
+    // Writes a camera: its up made square to its direction,
+    // both of unit length. A camera that cannot be a view (no direction, up
+    // along it, numbers that are not finite) is left out with a note. False
+    // with `why` when it cannot be written.
+    bool addCamera(OutCamera camera, std::string& why);
     // Writes what was merged beyond kMaxParts.
     bool finish(std::string& why);
     size_t count() const { return count_; }
@@ -95,6 +111,11 @@ bool readPlainObj(const std::string& path, PartSink& sink, std::string& why, boo
 //   float-point triangle meshes, placed by its nodes, coloured by their
 //   materials' base colours (GltfReader.cpp).
 bool readPlainGltf(const std::string& path, PartSink& sink, std::string& why, bool& handled);
+// The cameras of a glTF 2 file, as the format defines them (a camera looks
+// down its node's -Z with +Y up; yfov is vertical, in radians): read from
+// its JSON alone, whichever reader drew its geometry. An unnamed camera
+// takes its node's name, else "Camera N".
+bool readGltfCameras(const std::string& path, PartSink& sink, std::string& why);
 // glTF through VTK's reader, for files Assimp's schema check refuses.
 bool readGltfWithVtk(const std::string& path, PartSink& sink, std::string& why);
 

@@ -261,7 +261,10 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
             if (s_large(path)) {
                 bool handled = false;
                 ok = zul::scene::helper::readPlainGltf(path, sink, why, handled);
-                if (handled) break;
+                if (handled) {
+                    if (ok) ok = zul::scene::helper::readGltfCameras(path, sink, why);
+                    break;
+                }
             }
             // Assimp's schema check refuses some files that VTK's reader draws
             // (a number written where a string belongs, an unknown extension).
@@ -270,6 +273,7 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
                 std::string vtkWhy;
                 ok = zul::scene::helper::readGltfWithVtk(path, sink, vtkWhy);
             }
+            if (ok) ok = zul::scene::helper::readGltfCameras(path, sink, why);
             break;
         case ModelFormat::Vrml:
             ok = zul::scene::helper::readVrmlFile(path, sink, why);

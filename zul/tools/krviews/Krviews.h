@@ -11,6 +11,10 @@
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/scene/ModelReader.h"
 
+namespace zul::scene {
+class Scene;
+} // namespace zul::scene
+
 namespace krviews {
 
 // Exit statuses: done; nothing done (a name not found, an empty store); a
@@ -49,10 +53,29 @@ private:
     bool ok_ = false;
 };
 
+// One of the views that come with a model (ModelViews.cpp): where it comes
+// from ("model": a camera its file places) and its name.
+struct ModelView {
+    const char* source;
+    std::string name;
+    const zul::scene::ModelCamera* camera;
+};
+// The model's views in the order they are listed and numbered (from 1).
+std::vector<ModelView> modelViews(const std::vector<zul::scene::ModelCamera>& cameras);
+// krviews model-views: one line per view, "N<tab>SOURCE<tab>NAME".
+int listModelViews(EarlyRead& read, const std::string& model);
+// Applies a model camera through the navigator, as a stored view is applied
+// (S_FALSE, camera untouched, when it looks along the locked up axis); an
+// orthographic camera's height is then set on the viewer.
+HRESULT applyModelCamera(IViewNavigator* navigator, zul::runtime::CHeadlessHost* host,
+                         const zul::scene::Scene& scene, const zul::scene::ModelCamera& camera);
+
 // Shows each view on the viewer as the module applies it, frames the model
-// and renders it; one picture, or a labelled contact sheet.
+// and renders it; one picture, or a labelled contact sheet. With
+// `modelView` (from 1), that view of the model's list instead, as its file
+// places it; with neither, the default view, else the isometric view.
 int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
-                EarlyRead& read, const std::vector<std::string>& names, int width, int height,
-                const std::string& output);
+                EarlyRead& read, const std::vector<std::string>& names, int modelView, int width,
+                int height, const std::string& output);
 
 } // namespace krviews

@@ -11,14 +11,15 @@ namespace krviews {
 // Shows each view on the viewer as the module applies it, frames the model
 // and renders it; one picture, or a labelled contact sheet.
 int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
-                EarlyRead& read, const std::vector<std::string>& names, int width, int height,
-                const std::string& output) {
+                EarlyRead& read, const std::vector<std::string>& names, int modelView, int width,
+                int height, const std::string& output) {
     std::string why;
     if (!zul::scene::haveDisplay(why)) {
         std::cerr << "krviews: cannot render: " << why << "\n";
         return kFailure;
     }
     zul::scene::Scene scene;
+    std::vector<zul::scene::ModelCamera> cameras; // the file's own
     if (model.empty())
         scene.addSampleModel();
     else {
@@ -32,9 +33,43 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
         // A picture of less than the file declares says so.
         for (const std::string& note : read.model.notes)
             std::cerr << "krviews: " << model << ": " << note << "\n";
+        cameras = read.model.cameras;
         scene.addModel(std::move(read.model));
     }
     std::vector<zul::scene::Shot> shots;
+    if (modelView > 0) {
+        const std::vector<ModelView> views = modelViews(cameras);
+        if (size_t(modelView) > views.size())
+            return nothing(model + " comes with " + std::to_string(views.size()) +
+                           " views; there is no view " + std::to_string(modelView));
+        const auto navigator = host->firstObject<IViewNavigator>();
+        if (!navigator) return failure("cannot apply a model view", E_NOINTERFACE);
+        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera); // the distances the clipping planes need
+        zul::scene::setCamera(*host->viewer.Get(), camera);
+        const HRESULT hr =
+            applyModelCamera(navigator.Get(), host, scene, *views[modelView - 1].camera);
+        if (hr == S_FALSE)
+            return nothing("the view '" + views[modelView - 1].name +
+                           "' looks along the locked up axis");
+        if (FAILED(hr)) return failure("cannot apply '" + views[modelView - 1].name + "'", hr);
+        // As the file places it: not framed again.
+        shots.push_back({views[modelView - 1].name, zul::scene::cameraOf(*host->viewer.Get())});
+    } else if (names.empty()) {
+        // What the viewer shows on opening the model: the default view,
+        // else the isometric view, framed.
+        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        zul::scene::setCamera(*host->viewer.Get(), camera);
+        HRESULT hr = store->ApplyDefaultView();
+        if (hr == S_FALSE)
+            if (const auto navigator = host->firstObject<IViewNavigator>())
+                hr = navigator->AlignToAxis(PositiveIsometric);
+        if (FAILED(hr)) return failure("cannot show the opening view", hr);
+        camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        shots.push_back({"", camera});
+    }
     for (const std::string& name : names) {
         FullViewInfo info;
         const HRESULT found = store->GetViewInfo(name.c_str(), &info);

@@ -190,6 +190,7 @@ struct Args {
     std::string file, fileType;
     std::string model, output, size = "640x480";
     std::vector<std::string> viewNames;
+    int modelView = 0;
     bool sample = false;
     EarlyRead* read = nullptr; // render and sheet: the model, read while the module starts
 };
@@ -451,8 +452,12 @@ int cmdRender(Session& s, Args& a) {
             a.viewNames.push_back(v.name);
         if (a.viewNames.empty()) return nothing("the store holds no views; nothing was rendered");
     }
-    return renderViews(s.host.Get(), s.store.Get(), a.model, *a.read, a.viewNames, width, height,
-                       a.output);
+    return renderViews(s.host.Get(), s.store.Get(), a.model, *a.read, a.viewNames, a.modelView,
+                       width, height, a.output);
+}
+
+int cmdModelViews(Session&, Args& a) {
+    return listModelViews(*a.read, a.model);
 }
 
 int cmdNames(Session& s, Args&) {
@@ -517,7 +522,20 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
         r->add_option("-o,--output", a.output, "PNG file to write")->required();
         r->add_option("--size", a.size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
     }
-    render->add_option("--view", a.viewNames, "A stored view to show (repeatable)")->required();
+    auto* view = render->add_option(
+        "--view", a.viewNames,
+        "A stored view to show (repeatable; none: the default view, else +Isometric)");
+    render
+        ->add_option("--model-view", a.modelView,
+                     "Show the model through view N of its list (krviews model-views)")
+        ->check(CLI::PositiveNumber)
+        ->excludes(view);
+    auto* listed = app.add_subcommand(
+        "model-views",
+        "List the views that come with MODEL: index, tab, source (model: a camera the file "
+        "places), tab, name");
+    listed->add_option("MODEL", a.model, "A model file: " + zul::scene::modelFormatList())
+        ->required();
     for (CLI::App* sub : app.get_subcommands({}))
         sub->positionals_at_end(false);
 }
@@ -568,16 +586,20 @@ int main(int argc, char** argv) {
         return runSelfTests(activator, sources);
     }
     static const std::map<std::string, int (*)(Session&, Args&)> commands = {
-        {"list", cmdList},     {"show", cmdShow},       {"add", cmdAdd},       {"edit", cmdEdit},
-        {"rename", cmdRename}, {"delete", cmdDelete},   {"move", cmdMove},     {"save", cmdFile},
-        {"load", cmdFile},     {"default", cmdDefault}, {"render", cmdRender}, {"sheet", cmdRender},
-        {"names", cmdNames},
+        {"list", cmdList},     {"show", cmdShow},
+        {"add", cmdAdd},       {"edit", cmdEdit},
+        {"rename", cmdRename}, {"delete", cmdDelete},
+        {"move", cmdMove},     {"save", cmdFile},
+        {"load", cmdFile},     {"default", cmdDefault},
+        {"render", cmdRender}, {"sheet", cmdRender},
+        {"names", cmdNames},   {"model-views", cmdModelViews},
     };
     // Declared before the session: a read still under way ends before the
     // module stops.
     EarlyRead read;
     a.read = &read;
-    if ((a.command == "render" || a.command == "sheet") && !a.model.empty() && !a.sample)
+    if ((a.command == "render" || a.command == "sheet" || a.command == "model-views") &&
+        !a.model.empty() && !a.sample)
         read.start(a.model);
     Session session;
     if (const int started = startSession(activator, overridden, session); started != kDone)

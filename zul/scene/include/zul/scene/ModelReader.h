@@ -44,8 +44,22 @@ struct ModelPart {
     size_t points = 0;    // points drawn as points (a point cloud)
 };
 
+// A camera the model file places (a glTF camera node, say), in the model's
+// coordinates: an eye, a unit direction and a unit up at right angles to it.
+struct ModelCamera {
+    std::string name; // the file's, else "Camera N"
+    double eye[3] = {0, 0, 0};
+    double direction[3] = {0, 0, -1};
+    double up[3] = {0, 1, 0};
+    bool orthographic = false;
+    double viewAngle = 30;    // degrees, vertical (perspective)
+    double parallelScale = 1; // half the height seen (orthographic)
+};
+
 struct ZUL_PLATFORM_API Model {
     std::vector<ModelPart> parts;
+    // The file's own cameras, in the file's order.
+    std::vector<ModelCamera> cameras;
     // Sentences saying what of the file is not drawn (a body shorter than
     // its header declares, header lines skipped); empty when all of it is.
     std::vector<std::string> notes;
