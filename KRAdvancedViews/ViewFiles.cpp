@@ -17,6 +17,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "KRAdvancedViews/formats/QjvFile.h"
 #include "KRAdvancedViews/formats/QjvText.h"
 #include "KRAdvancedViews/formats/QjvUnicode.h"
 #include "KRAdvancedViews/formats/RegExport.h"
@@ -208,39 +209,6 @@ std::string s_noteText(const ReadNote& n) {
     return {};
 }
 
-// The lines of a body after its header (line 2), counted in `notes`; a line
-// too long for the reader is noted where it stands.
-LineSource s_countedTextLines(std::istream& in, ReadNotes& notes) {
-    notes.line = 2;
-    return [&in, &notes](std::string& line) {
-        bool tooLong = false;
-        if (ReadTextLine(in, line, kQjvTextLineLimit, &tooLong)) {
-            ++notes.line;
-            return true;
-        }
-        if (tooLong)
-            notes.add(ReadNote::LineTooLong, {}, std::to_string(kQjvTextLineLimit - 1),
-                      notes.line + 1);
-        return false;
-    };
-}
-
-LineSource s_countedUnicodeLines(QjvUnicodeReader& reader, ReadNotes& notes) {
-    notes.line = 2;
-    return [&reader, &notes](std::string& line) {
-        if (reader.Next(line)) {
-            ++notes.line;
-            return true;
-        }
-        if (reader.StopReason() == QjvUnicodeReader::Stop::TooLong)
-            notes.add(ReadNote::LineTooLong, {}, std::to_string(kQjvTextLineLimit - 1),
-                      notes.line + 1);
-        else if (reader.StopReason() == QjvUnicodeReader::Stop::NotUtf16)
-            notes.add(ReadNote::NotUtf16, {}, {}, notes.line + 1);
-        return false;
-    };
-}
-
 } // namespace
 
 // The readers: each turns one form of view file into records, through its
@@ -261,14 +229,14 @@ HRESULT CViewManager::_loadFromTextFile(std::istream* stream, ParsedViewFile& fi
 HRESULT CViewManager::_parseTextFileVer1(std::istream* stream, ParsedViewFile& file) {
     KRAV_TRACE("CViewManager::_parseTextFileVer1");
     file.form = ParsedViewFile::Form::Version1;
-    file.records = ParseQjvVersion1(s_countedTextLines(*stream, file.notes), &file.notes);
+    file.records = ParseQjvVersion1(CountedTextLines(*stream, file.notes), &file.notes);
     return S_OK;
 }
 
 HRESULT CViewManager::_parseTextFileVer2(std::istream* stream, ParsedViewFile& file) {
     KRAV_TRACE("CViewManager::_parseTextFileVer2");
     file.form = ParsedViewFile::Form::Version2;
-    file.records = ParseQjvVersion2(s_countedTextLines(*stream, file.notes), &file.notes);
+    file.records = ParseQjvVersion2(CountedTextLines(*stream, file.notes), &file.notes);
     return S_OK;
 }
 
@@ -287,7 +255,7 @@ HRESULT CViewManager::_loadFromUnicodeFile(std::istream* stream, bool swapBytes,
 HRESULT CViewManager::_parseUnicodeFileVer1(QjvUnicodeReader& reader, ParsedViewFile& file) {
     KRAV_TRACE("CViewManager::_parseUnicodeFileVer1");
     file.form = ParsedViewFile::Form::Version1;
-    file.records = ParseQjvVersion1(s_countedUnicodeLines(reader, file.notes), &file.notes);
+    file.records = ParseQjvVersion1(CountedUnicodeLines(reader, file.notes), &file.notes);
     return S_OK;
 }
 
@@ -295,7 +263,7 @@ HRESULT CViewManager::_parseUnicodeFileVer1(QjvUnicodeReader& reader, ParsedView
 HRESULT CViewManager::_parseUnicodeFileVer2(QjvUnicodeReader& reader, ParsedViewFile& file) {
     KRAV_TRACE("CViewManager::_parseUnicodeFileVer2");
     file.form = ParsedViewFile::Form::Version2Capped;
-    file.records = ParseQjvVersion2(s_countedUnicodeLines(reader, file.notes), &file.notes);
+    file.records = ParseQjvVersion2(CountedUnicodeLines(reader, file.notes), &file.notes);
     return S_OK;
 }
 

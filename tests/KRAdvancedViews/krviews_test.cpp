@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
 
@@ -562,4 +563,57 @@ TEST_F(Krviews, AModelsOwnCamerasAreListedAndDrawnThrough) {
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("comes with 2 views; there is no view 3"), std::string::npos) << r.err;
     EXPECT_EQ(run("render '" + model + "' --model-view 1 --view +X -o x.png").status, 2);
+}
+
+// Views saved beside a model (MODEL.qjv, written by save --name) come with
+// it: listed before its cameras, drawn first when no view is named, drawn
+// as the stored view they were saved from. A damaged file beside the model
+// is named with its line, and the model and its cameras still come.
+TEST_F(Krviews, ViewsSavedBesideAModelComeWithIt) {
+    const std::filesystem::path samples = "/usr/share/assimp/models/glTF2/cameras";
+    if (!std::filesystem::exists(samples)) GTEST_SKIP() << "install assimp-testmodels";
+    for (const char* f : {"Cameras.gltf", "simpleSquare.bin"})
+        std::filesystem::copy_file(samples / f, dir_ / f);
+    const std::string model = (dir_ / "Cameras.gltf").string(), beside = model + ".qjv";
+    const std::string xvfb = "ASAN_OPTIONS=detect_leaks=0 xvfb-run -a";
+    ASSERT_EQ(run("add Front --view 0,0,-1 --up 0,1,0").status, 0);
+    Result r = run("save '" + beside + "' --name +Y --name Front");
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = run("model-views '" + model + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "1\tfile\t+Y\n2\tfile\tFront\n3\tmodel\tCamera 1\n4\tmodel\tCamera 2\n");
+    auto picture = [&](const std::string& args) {
+        const std::string png = (dir_ / "p.png").string();
+        std::filesystem::remove(png);
+        const Result drawn =
+            run("render '" + model + "' " + args + " --size 160x120 -o '" + png + "'", xvfb);
+        EXPECT_EQ(drawn.status, 0) << drawn.err;
+        return readFile(png);
+    };
+    EXPECT_EQ(picture(""), picture("--view +Y")) << "the first view saved beside it opens";
+    EXPECT_EQ(picture("--model-view 2"), picture("--view Front"));
+    // A name that is not stored: nothing written.
+    r = run("save '" + (dir_ / "none.qjv").string() + "' --name Front --name Nope");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "none.qjv"));
+    // Cut inside its second view: the first stays, the rest is said.
+    const std::string whole = readFile(beside);
+    {
+        std::ofstream cut(beside, std::ios::binary | std::ios::trunc);
+        cut << whole.substr(0, whole.size() - 40);
+    }
+    r = run("model-views '" + model + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "1\tfile\t+Y\n2\tmodel\tCamera 1\n3\tmodel\tCamera 2\n");
+    EXPECT_NE(r.err.find(beside + ", line 13: the view 'Front' ends with the file"),
+              std::string::npos)
+        << r.err;
+    {
+        std::ofstream junk(beside, std::ios::binary | std::ios::trunc);
+        junk << "not a view file\n";
+    }
+    r = run("model-views '" + model + "'");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find(beside + ": not a view file"), std::string::npos) << r.err;
+    EXPECT_EQ(r.out, "1\tmodel\tCamera 1\n2\tmodel\tCamera 2\n");
 }

@@ -206,4 +206,27 @@ void fitAll(const Scene& scene, Camera& c) {
     c.viewHeight = float(radius * 1.9);
 }
 
+FullViewInfo modelCameraView(const Scene& scene, const ModelCamera& camera) {
+    double b[6];
+    double centre[3] = {0, 0, 0}, radius = 1;
+    if (scene.bounds(b)) radius = sphereOf(b, centre);
+    double ahead = 0;
+    for (int i = 0; i < 3; ++i)
+        ahead += (centre[i] - camera.eye[i]) * camera.direction[i];
+    if (!(ahead > 1e-6 * std::max(radius, 1e-12))) ahead = std::max(radius, 1e-3);
+    FullViewInfo info;
+    for (int i = 0; i < 3; ++i) {
+        info.pFromVector[i] = float(camera.eye[i]);
+        info.pAtVector[i] = float(camera.eye[i] + camera.direction[i] * ahead);
+        info.pViewVector[i] = float(camera.direction[i]);
+        info.pUpVector[i] = float(camera.up[i]);
+    }
+    info.cameraType = camera.orthographic ? Orthographic : Perspective;
+    info.viewAngle = float(camera.viewAngle);
+    info.bHasFromAndAt = 1;
+    info.iChangeBits = ViewChangeFromPoint | ViewChangeAtPoint | ViewChangeCameraType |
+                       (camera.orthographic ? 0 : ViewChangeViewAngle);
+    return info;
+}
+
 } // namespace zul::scene

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/formats/ViewRecord.h"
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/HeadlessHost.h"
 #include "zul/scene/ModelReader.h"
@@ -54,14 +55,26 @@ private:
 };
 
 // One of the views that come with a model (ModelViews.cpp): where it comes
-// from ("model": a camera its file places) and its name.
+// from ("file": saved beside the model in MODEL.qjv; "model": a camera its
+// file places), its name, and the record or the camera.
 struct ModelView {
     const char* source;
     std::string name;
-    const zul::scene::ModelCamera* camera;
+    const krav::format::NamedRecord* record = nullptr;
+    const zul::scene::ModelCamera* camera = nullptr;
 };
-// The model's views in the order they are listed and numbered (from 1).
-std::vector<ModelView> modelViews(const std::vector<zul::scene::ModelCamera>& cameras);
+// The views saved beside `model` (MODEL.qjv), read once; what could not be
+// read of that file is said on stderr, naming it and the line, and the
+// model's own views stay usable.
+std::vector<krav::format::NamedRecord> viewsBeside(const std::string& model);
+// The model's views in the order they are listed and numbered (from 1):
+// those saved beside it, then its cameras.
+std::vector<ModelView> modelViews(const std::vector<krav::format::NamedRecord>& beside,
+                                  const std::vector<zul::scene::ModelCamera>& cameras);
+// krviews save FILE --name NAME...: just those views, to a UTF-16 view file.
+// Nothing is written when a name is not stored.
+int saveNamedViews(IViewManager2* store, const std::vector<std::string>& names,
+                   const std::string& file);
 // krviews model-views: one line per view, "N<tab>SOURCE<tab>NAME".
 int listModelViews(EarlyRead& read, const std::string& model);
 // Applies a model camera through the navigator, as a stored view is applied
@@ -72,8 +85,9 @@ HRESULT applyModelCamera(IViewNavigator* navigator, zul::runtime::CHeadlessHost*
 
 // Shows each view on the viewer as the module applies it, frames the model
 // and renders it; one picture, or a labelled contact sheet. With
-// `modelView` (from 1), that view of the model's list instead, as its file
-// places it; with neither, the default view, else the isometric view.
+// `modelView` (from 1), that view of the model's list instead (a camera as
+// its file places it); with neither, the first view saved beside the model,
+// else the default view, else the isometric view.
 int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const std::string& model,
                 EarlyRead& read, const std::vector<std::string>& names, int modelView, int width,
                 int height, const std::string& output);

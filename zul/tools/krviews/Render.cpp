@@ -37,24 +37,32 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
         scene.addModel(std::move(read.model));
     }
     std::vector<zul::scene::Shot> shots;
+    const std::vector<krav::format::NamedRecord> beside = viewsBeside(model);
+    const std::vector<ModelView> views = modelViews(beside, cameras);
+    // Without a view named: the first view saved beside the model.
+    if (modelView == 0 && names.empty() && !beside.empty()) modelView = 1;
     if (modelView > 0) {
-        const std::vector<ModelView> views = modelViews(cameras);
         if (size_t(modelView) > views.size())
             return nothing(model + " comes with " + std::to_string(views.size()) +
                            " views; there is no view " + std::to_string(modelView));
+        const ModelView& chosen = views[size_t(modelView) - 1];
         const auto navigator = host->firstObject<IViewNavigator>();
         if (!navigator) return failure("cannot apply a model view", E_NOINTERFACE);
         zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
         zul::scene::fitAll(scene, camera); // the distances the clipping planes need
         zul::scene::setCamera(*host->viewer.Get(), camera);
-        const HRESULT hr =
-            applyModelCamera(navigator.Get(), host, scene, *views[modelView - 1].camera);
+        FullViewInfo record = chosen.record ? chosen.record->info : FullViewInfo();
+        const HRESULT hr = chosen.record
+                               ? navigator->SetViewInfo(&record)
+                               : applyModelCamera(navigator.Get(), host, scene, *chosen.camera);
         if (hr == S_FALSE)
-            return nothing("the view '" + views[modelView - 1].name +
-                           "' looks along the locked up axis");
-        if (FAILED(hr)) return failure("cannot apply '" + views[modelView - 1].name + "'", hr);
-        // As the file places it: not framed again.
-        shots.push_back({views[modelView - 1].name, zul::scene::cameraOf(*host->viewer.Get())});
+            return nothing("the view '" + chosen.name + "' looks along the locked up axis");
+        if (FAILED(hr)) return failure("cannot apply '" + chosen.name + "'", hr);
+        camera = zul::scene::cameraOf(*host->viewer.Get());
+        // A saved view is framed as a stored one is; a camera stays where
+        // the file places it.
+        if (chosen.record) zul::scene::fitAll(scene, camera);
+        shots.push_back({chosen.name, camera});
     } else if (names.empty()) {
         // What the viewer shows on opening the model: the default view,
         // else the isometric view, framed.

@@ -191,6 +191,7 @@ struct Args {
     std::string model, output, size = "640x480";
     std::vector<std::string> viewNames;
     int modelView = 0;
+    std::vector<std::string> saveNames; // save --name
     bool sample = false;
     EarlyRead* read = nullptr; // render and sheet: the model, read while the module starts
 };
@@ -378,6 +379,13 @@ int cmdFile(Session& s, Args& a) {
     std::vector<char> path(a.file.begin(), a.file.end());
     path.push_back('\0');
     const unsigned shown = s.host->messagesShown;
+    if (a.command == "save" && !a.saveNames.empty()) {
+        if (type != TextFile) {
+            std::cerr << "krviews: --name saves to a .qjv view file only\n";
+            return kUsage;
+        }
+        return saveNamedViews(s.store.Get(), a.saveNames, a.file);
+    }
     if (a.command == "save") {
         const HRESULT hr = s.mgr->SaveViews(path.data(), type);
         if (hr == S_FALSE) return nothing("the store holds no views; nothing was saved");
@@ -507,6 +515,9 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
         "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
     save->add_option("FILE", a.file, "File to write")->required();
     save->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
+    save->add_option("--name", a.saveNames,
+                     "Save just this view (repeatable; to a .qjv file): MODEL.qjv beside a model "
+                     "holds the views that come with it");
     auto* load = app.add_subcommand(
         "load", "Load the views of FILE into the store (same names are replaced)");
     load->add_option("FILE", a.file, "File to read")->required();
@@ -532,8 +543,8 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
         ->excludes(view);
     auto* listed = app.add_subcommand(
         "model-views",
-        "List the views that come with MODEL: index, tab, source (model: a camera the file "
-        "places), tab, name");
+        "List the views that come with MODEL: index, tab, source (file: saved beside it in "
+        "MODEL.qjv; model: a camera the file places), tab, name");
     listed->add_option("MODEL", a.model, "A model file: " + zul::scene::modelFormatList())
         ->required();
     for (CLI::App* sub : app.get_subcommands({}))

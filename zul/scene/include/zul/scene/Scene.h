@@ -11,6 +11,7 @@
 #include <vtkRenderer.h>
 #include <vtkSmartPointer.h>
 
+#include "KRAdvancedViews/ViewTypes.h"
 #include "zul/runtime/CameraModel.h"
 #include "zul/scene/ModelReader.h"
 
@@ -158,6 +159,13 @@ ZUL_PLATFORM_API void readCamera(vtkRenderer* renderer, Camera& camera);
 // Frames the whole scene: the target at its centre, the eye along the
 // present view direction, the view height fitting the scene's sphere.
 ZUL_PLATFORM_API void fitAll(const Scene& scene, Camera& camera);
+
+// The record that applies a model's own camera through the navigator: its
+// eye, direction, up, projection and angle, and as its at-point where its
+// line of sight passes the middle of `scene` (a model's size ahead when the
+// middle is behind it). A record holds no height: an orthographic camera's
+// is set on the viewer after (Camera::viewHeight = 2 x parallelScale).
+ZUL_PLATFORM_API FullViewInfo modelCameraView(const Scene& scene, const ModelCamera& camera);
 
 // False with `why` when no X display can be opened (rendering needs one;
 // headless machines run under xvfb-run).
