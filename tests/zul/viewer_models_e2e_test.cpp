@@ -1,5 +1,6 @@
 // zulview reading models: in the background with progress, dropped files,
 // damaged files, and a read stopped by the user.
+#include "KRAdvancedViews/formats/QjvFile.h"
 #include "ViewerE2E.h"
 
 namespace {
@@ -129,4 +130,58 @@ TEST_F(ViewerE2E, AReadIsStoppedAndTheModelShownStays) {
     EXPECT_EQ(names(), views);
     EXPECT_FALSE(window_->StopReading()) << "nothing left to stop";
     qunsetenv("ZUL_MODEL_READER");
+}
+
+// The views that come with a model: the one saved beside it opens it; its
+// cameras are applied as the file places them (an orthographic one with
+// its height); one applied can be kept as a stored view under a name of
+// its own; File > Save Views with Model writes the store beside the model.
+TEST_F(ViewerE2E, AModelsOwnViewsOpenItAndCanBeKept) {
+    const QString samples = "/usr/share/assimp/models/glTF2/cameras/";
+    if (!QFileInfo::exists(samples + "Cameras.gltf")) GTEST_SKIP() << "install assimp-testmodels";
+    for (const char* f : {"Cameras.gltf", "simpleSquare.bin"})
+        ASSERT_TRUE(QFile::copy(samples + f, dir_.filePath(f)));
+    const QString model = dir_.filePath("Cameras.gltf");
+    krav::format::NamedRecord beside{"From below", {}};
+    const float up[3] = {0, 0, 1}, along[3] = {0, 1, 0};
+    std::copy(up, up + 3, beside.info.pUpVector);
+    std::copy(along, along + 3, beside.info.pViewVector);
+    beside.info.bHasFromAndAt = 0;
+    std::string bytes, why;
+    ASSERT_TRUE(krav::format::QjvUnicodeFileBytes({beside}, bytes, why)) << why;
+    {
+        QFile file(model + ".qjv");
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes.data(), qint64(bytes.size()));
+    }
+    QString error;
+    ASSERT_TRUE(window_->OpenModels({model}, error)) << error.toStdString();
+    EXPECT_EQ(window_->ModelViewNames(), QStringList({"From below", "Camera 1", "Camera 2"}));
+    auto camera = [&] { return zul::scene::frameOf(zul::scene::cameraOf(*host()->viewer.Get())); };
+    EXPECT_NEAR(camera().direction[1], 1, 1e-4) << "opened looking along +Y, as saved";
+
+    ASSERT_TRUE(window_->ApplyModelView(2));
+    zul::scene::CameraFrame f = camera();
+    EXPECT_FALSE(f.perspective);
+    EXPECT_NEAR(f.eye[0], 0.5, 1e-5);
+    EXPECT_NEAR(f.eye[2], 3, 1e-5);
+    EXPECT_NEAR(f.direction[2], -1, 1e-5);
+    EXPECT_NEAR(f.viewHeight, 2, 1e-5) << "ymag 1: two units seen";
+    QString kept;
+    ASSERT_TRUE(window_->KeepModelViewAsStored(&kept));
+    EXPECT_EQ(kept, "Camera 2");
+    ASSERT_TRUE(window_->KeepModelViewAsStored(&kept));
+    EXPECT_EQ(kept, "Camera 2 (2)");
+    FullViewInfo info;
+    ASSERT_EQ(host()->firstObject<IViewManager2>()->GetViewInfo("Camera 2", &info), S_OK);
+    EXPECT_EQ(info.cameraType, Orthographic);
+    EXPECT_FALSE(window_->ApplyModelView(3));
+
+    ASSERT_TRUE(window_->SaveViewsWithModel(error)) << error.toStdString();
+    std::vector<std::string> problems;
+    std::vector<krav::format::NamedRecord> saved =
+        krav::format::ReadViewsBeside(model.toStdString(), problems);
+    EXPECT_TRUE(problems.empty());
+    EXPECT_TRUE(std::any_of(saved.begin(), saved.end(),
+                            [](const auto& r) { return r.name == "Camera 2 (2)"; }));
 }

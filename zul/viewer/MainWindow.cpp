@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QKeySequence>
 #include <QMenuBar>
@@ -216,6 +217,19 @@ void MainWindow::_buildUi() {
     });
     transition->setObjectName("transitionDuration");
     file->addSeparator();
+    QAction* saveWithModel = file->addAction(tr("Save &Views with Model..."), this, [this] {
+        const QString target = modelPath_ + ".qjv";
+        if (!modelPath_.isEmpty() && QFileInfo::exists(target) &&
+            QMessageBox::question(this, tr("Save Views with Model"),
+                                  tr("%1 exists. Replace it with the stored views?")
+                                      .arg(QFileInfo(target).fileName())) != QMessageBox::Yes)
+            return;
+        QString error;
+        if (!SaveViewsWithModel(error))
+            QMessageBox::warning(this, tr("Save Views with Model"), error);
+    });
+    saveWithModel->setObjectName("saveViewsWithModel");
+    file->addSeparator();
     file->addAction(tr("&Quit"), this, &QWidget::close, KeyOf(ViewerAction::Quit));
 
     QToolBar* bar = addToolBar(tr("View"));
@@ -378,6 +392,9 @@ void MainWindow::_addViewMenuItems() {
     view->addSeparator();
     view->addAction(defaultView_);
     view->addAction(clearDefault_);
+    modelViewsMenu_ = view->addMenu(tr("&Model Views"));
+    modelViewsMenu_->setObjectName("modelViews");
+    _rebuildModelViewsMenu();
     // The mark may have moved in the dialog or in another program.
     connect(view, &QMenu::aboutToShow, this, [this] {
         ULONG len = 0;

@@ -16,6 +16,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/ResourceIds.h"
+#include "KRAdvancedViews/formats/ViewRecord.h"
 #include "ModelLoader.h"
 #include "ViewerHost.h"
 #include "zul/scene/Scene.h"
@@ -100,6 +101,22 @@ public:
     // last one applied in this window (with none yet: the last or the
     // first), wrapping.
     bool StepStoredView(int delta);
+    // The views that come with the models shown (MainWindowModelViews.cpp):
+    // those saved beside each model file (MODEL.qjv), then the cameras the
+    // files place, in the View menu's "Model Views". Their names, in order.
+    QStringList ModelViewNames() const;
+    // Applies view `index` (0-based) of that list as a stored view is
+    // applied (with the transition, into the camera history); a camera as
+    // its file places it, with the height an orthographic one shows. False
+    // when there is none, the module is not loaded, or the up lock refuses.
+    bool ApplyModelView(int index);
+    // Adds the model view applied last to the stored views, under its name
+    // made unique ("Camera 1 (2)"); false when none was applied. `stored`
+    // gets the name.
+    bool KeepModelViewAsStored(QString* stored = nullptr);
+    // Writes every stored view beside the first model shown, to MODEL.qjv
+    // (File > Save Views with Model...); false with `error`.
+    bool SaveViewsWithModel(QString& error);
     // How long a camera change takes on screen, in ms (0: at once); kept
     // in the user's hive.
     void SetTransitionMs(unsigned ms);
@@ -166,6 +183,15 @@ private:
     class ModelLoader* loader_ = nullptr;
     std::thread coarseJob_; // joined before the window goes
     bool coarsePending_ = false;
+    // The model views of the models shown, and the model file they go with.
+    void _takeModelViews(const std::vector<zul::scene::Model>& models, const QStringList& read,
+                         QStringList& problems);
+    void _rebuildModelViewsMenu();
+    QString modelPath_;
+    std::vector<krav::format::NamedRecord> savedViews_;
+    std::vector<zul::scene::ModelCamera> modelCameras_;
+    int lastModelView_ = -1;
+    QMenu* modelViewsMenu_ = nullptr;
     QProgressBar* progress_ = nullptr;
     QToolButton* stopRead_ = nullptr;
     QTimer* frames_ = nullptr; // drives transitions

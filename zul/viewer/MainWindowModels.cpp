@@ -48,6 +48,7 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
     // What a file holds beyond what is drawn stays on the status bar longer
     // and goes to the standard error too.
     QStringList notes;
+    _takeModelViews(models, read, notes);
     for (size_t i = 0; i < models.size(); ++i) {
         for (const std::string& note : models[i].notes) {
             const QString name = QFileInfo(read.value(int(i))).fileName();
@@ -58,6 +59,12 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
     }
     setWindowTitle(tr("ZUL Viewer - %1").arg(QFileInfo(read.front()).fileName()));
     StartView(false);
+    // A view saved with the model is the one it opens with.
+    if (!savedViews_.empty()) {
+        host_->sceneViewer->transitionMs = 0;
+        ApplyModelView(0);
+        host_->sceneViewer->transitionMs = transitionMs_;
+    }
     QString message = tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary());
     if (!notes.isEmpty()) message += " - " + notes.join(' ');
     statusBar()->showMessage(message, notes.isEmpty() ? 10000 : 60000);
