@@ -554,7 +554,6 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
 } // namespace
 
 int main(int argc, char** argv) {
-    zul::scene::giveFreedModelMemoryBack();
     CLI::App app{"krviews: the view store from the command line"};
     app.footer("Models render and sheet read: " + zul::scene::modelFormatList() + ".");
     Args a;

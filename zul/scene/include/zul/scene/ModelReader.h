@@ -94,11 +94,13 @@ inline constexpr size_t kSmallPartTriangles = 5000;
 ZUL_PLATFORM_API void makeCoarseCopies(Model& model, size_t budget = kDragTriangleBudget);
 
 // Makes every buffer of a megabyte or more a mapping of its own, given back
-// to the system when freed. Called first thing by the programs that show
-// models: the C library otherwise raises that threshold after the first
-// large buffer is freed and keeps later ones in its heap, so the arrays of a
-// closed model and the copies made for the driver stay counted against the
-// process.
+// to the system when freed: the C library otherwise raises that threshold
+// after the first large buffer is freed and keeps later ones in its heap,
+// so the arrays of a closed model and the copies made for the driver stay
+// counted against the process. It costs time: each such buffer's pages are
+// new (0.1 s on a 4 M triangle model). zulview, which keeps models open
+// and replaces them, calls it first thing; krviews, which draws one model
+// and exits, does not.
 ZUL_PLATFORM_API void giveFreedModelMemoryBack();
 
 // How long the helper may take for one file, in seconds.
