@@ -129,6 +129,8 @@ def tree_rss(root):
         try:
             with open(f"/proc/{pid}/statm") as f:
                 total += int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
+            if pid != root:
+                continue  # the memory file is the program's; its helper inherits it
             for fd in os.listdir(f"/proc/{pid}/fd"):
                 link = f"/proc/{pid}/fd/{fd}"
                 if os.readlink(link).startswith("/memfd:"):
