@@ -22,6 +22,7 @@
 #include <optional>
 #include <sstream>
 
+#include "CommandLine.h"
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/IViewStoreEdits.h"
 #include "KRAdvancedViews/Identifiers.h"
@@ -60,75 +61,6 @@ void warnIfNameCannotTravel(const std::string& name) {
         std::cerr << "krviews: warning: the view name cannot travel in a .reg file (" << why
                   << "); .qjv files keep it whole\n";
 }
-
-bool parseVector(const std::string& text, float out[3]) {
-    std::istringstream in(text);
-    in.imbue(std::locale::classic());
-    char c1 = 0, c2 = 0;
-    std::string rest;
-    if (!(in >> out[0] >> c1 >> out[1] >> c2 >> out[2]) || c1 != ',' || c2 != ',') return false;
-    return !(in >> rest);
-}
-
-// The options shared by add and edit; each set only when given.
-struct RecordOptions {
-    std::optional<std::string> up, view, type, from, at, fov, index, bits;
-
-    void attach(CLI::App* cmd) {
-        cmd->add_option("--up", up, "Up vector X,Y,Z");
-        cmd->add_option("--view", view, "View vector X,Y,Z (eye towards the scene)");
-        cmd->add_option("--type", type, "Camera type: ortho or persp");
-        cmd->add_option("--from", from, "Look-from point X,Y,Z");
-        cmd->add_option("--at", at, "Look-at point X,Y,Z");
-        cmd->add_option("--fov", fov, "Field of view in degrees");
-        cmd->add_option("--index", index, "Position in the list (1-based)");
-        cmd->add_option("--bits", bits, "Change bits (decimal or 0x hex)");
-    }
-
-    // Applies the given options to `info`; false with a message on bad input.
-    bool apply(FullViewInfo& info) const {
-        auto vec = [](const std::optional<std::string>& o, float v[3], const char* what) {
-            if (o && !parseVector(*o, v)) {
-                std::cerr << "krviews: --" << what << " takes three numbers X,Y,Z, not '" << *o
-                          << "'\n";
-                return false;
-            }
-            return true;
-        };
-        if (!vec(up, info.pUpVector, "up") || !vec(view, info.pViewVector, "view") ||
-            !vec(from, info.pFromVector, "from") || !vec(at, info.pAtVector, "at"))
-            return false;
-        if (type) {
-            if (*type == "ortho")
-                info.cameraType = Orthographic;
-            else if (*type == "persp")
-                info.cameraType = Perspective;
-            else {
-                std::cerr << "krviews: --type is ortho or persp, not '" << *type << "'\n";
-                return false;
-            }
-        }
-        try {
-            size_t used = 0;
-            if (fov) {
-                info.viewAngle = std::stof(*fov, &used);
-                if (used != fov->size()) throw std::invalid_argument("fov");
-            }
-            if (index) {
-                info.iViewIndex = std::stoi(*index, &used);
-                if (used != index->size()) throw std::invalid_argument("index");
-            }
-            if (bits) {
-                info.iChangeBits = static_cast<int>(std::stoul(*bits, &used, 0));
-                if (used != bits->size()) throw std::invalid_argument("bits");
-            }
-        } catch (const std::exception&) {
-            std::cerr << "krviews: --fov takes a number, --index and --bits whole numbers\n";
-            return false;
-        }
-        return true;
-    }
-};
 
 struct Listed {
     int index;
@@ -179,22 +111,6 @@ bool fileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& 
 void printVector(const char* label, const float v[3]) {
     std::printf("%s:%g %g %g\n", label, v[0], v[1], v[2]);
 }
-
-// Everything the command line said.
-struct Args {
-    std::string command;
-    std::string hive, name, newName, direction;
-    std::vector<std::string> names;
-    RecordOptions addOpts, editOpts;
-    bool clearDefault = false, defaultNamed = false;
-    std::string file, fileType;
-    std::string model, output, size = "640x480";
-    std::vector<std::string> viewNames;
-    int modelView = 0;
-    std::vector<std::string> saveNames; // save --name
-    bool sample = false;
-    EarlyRead* read = nullptr; // render and sheet: the model, read while the module starts
-};
 
 // The module started on a headless host with its viewer attached, and what
 // the commands reach it through. Stopped when it goes.
@@ -476,79 +392,6 @@ int cmdNames(Session& s, Args&) {
     if (hr != S_OK) return failure("cannot list the view names", hr);
     std::printf("%s\n", buf.data());
     return kDone;
-}
-
-// The command line: each command with its arguments, into `a`.
-void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
-    app.require_subcommand(1);
-    app.add_option("--hive", a.hive,
-                   "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
-    app.add_subcommand("list", "List the stored views: index, tab, name (tab default)");
-    auto* show = app.add_subcommand("show", "Print a view's record");
-    show->add_option("NAME", a.name, "View name")->required();
-    auto* add = app.add_subcommand("add", "Create a view (record defaults for what is not given)");
-    add->add_option("NAME", a.name, "View name")->required();
-    a.addOpts.attach(add);
-    auto* edit = app.add_subcommand("edit", "Change a stored view by the options given");
-    edit->add_option("NAME", a.name, "View name")->required();
-    a.editOpts.attach(edit);
-    auto* rename = app.add_subcommand("rename", "Rename a view");
-    rename->add_option("OLD", a.name, "Current name")->required();
-    rename->add_option("NEW", a.newName, "New name")->required();
-    auto* del = app.add_subcommand(
-        "delete", "Delete the views named; the views behind them move up (one change)");
-    del->add_option("NAME", a.names, "View names")->required();
-    auto* move = app.add_subcommand(
-        "move", "Move a view one place up or down the list, past its neighbour (one change)");
-    move->add_option("NAME", a.name, "View name")->required();
-    move->add_option("DIRECTION", a.direction, "up or down")
-        ->required()
-        ->check(CLI::IsMember({"up", "down"}));
-    auto* def =
-        app.add_subcommand("default", "Print, set (NAME) or clear (--clear) the default view");
-    defaultName = def->add_option("NAME", a.name, "View to mark as the default");
-    def->add_flag("--clear", a.clearDefault, "Remove the default mark");
-    app.add_subcommand("names", "Print the names of the stored views, separated by ';'");
-    app.add_subcommand("selftest",
-                       "Run the self-tests of every class registered as a unit-test source");
-    auto* save = app.add_subcommand(
-        "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
-    save->add_option("FILE", a.file, "File to write")->required();
-    save->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
-    save->add_option("--name", a.saveNames,
-                     "Save just this view (repeatable; to a .qjv file): MODEL.qjv beside a model "
-                     "holds the views that come with it");
-    auto* load = app.add_subcommand(
-        "load", "Load the views of FILE into the store (same names are replaced)");
-    load->add_option("FILE", a.file, "File to read")->required();
-    load->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
-    auto* render = app.add_subcommand(
-        "render", "Render MODEL (or --sample) as stored views show it: one view, one "
-                  "picture; several, a contact sheet with each name under its picture");
-    auto* sheet = app.add_subcommand(
-        "sheet", "Render a contact sheet of every stored view of MODEL (or --sample)");
-    for (CLI::App* r : {render, sheet}) {
-        r->add_option("MODEL", a.model, "A model file: " + zul::scene::modelFormatList());
-        r->add_flag("--sample", a.sample, "The built-in sample assembly instead of a model file");
-        r->add_option("-o,--output", a.output, "PNG file to write")->required();
-        r->add_option("--size", a.size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
-    }
-    auto* view = render->add_option(
-        "--view", a.viewNames,
-        "A stored view to show (repeatable; none: the default view, else +Isometric)");
-    render
-        ->add_option("--model-view", a.modelView,
-                     "Show the model through view N of its list (krviews model-views)")
-        ->check(CLI::PositiveNumber)
-        ->excludes(view);
-    auto* listed = app.add_subcommand(
-        "model-views",
-        "List the views that come with MODEL: index, tab, source (file: saved beside it in "
-        "MODEL.qjv; model: a camera the file places), tab, name");
-    listed->add_option("MODEL", a.model, "A model file: " + zul::scene::modelFormatList())
-        ->required();
-    for (CLI::App* sub : app.get_subcommands({}))
-        sub->positionals_at_end(false);
 }
 
 } // namespace
