@@ -1,5 +1,8 @@
 // zulview reading models: in the background with progress, dropped files,
 // damaged files, and a read stopped by the user.
+#include <QDir>
+#include <QFontMetrics>
+
 #include "KRAdvancedViews/formats/QjvFile.h"
 #include "ViewerE2E.h"
 
@@ -59,6 +62,9 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     EXPECT_EQ(opened, 1);
     EXPECT_EQ(window_->scene().partCount(), 1u);
     EXPECT_EQ(window_->RecentModels().front(), QFileInfo(obj.fileName()).absoluteFilePath());
+    // What is shown stays on the status bar, counted in words that agree.
+    EXPECT_EQ(window_->StatusSummary(), "dropped.obj: 1 part, 1 triangle");
+    EXPECT_FALSE(window_->statusBar()->currentMessage().startsWith("Reading"));
 
     QFile cut(dir_.filePath("cut.step"));
     ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
@@ -71,10 +77,46 @@ TEST_F(ViewerE2E, AModelIsReadInTheBackgroundWithProgress) {
     EXPECT_EQ(opened, 0);
     EXPECT_TRUE(said.contains("cut.step: ")) << said.toStdString();
     EXPECT_EQ(window_->scene().partCount(), 1u) << "the shown model stays";
+    EXPECT_TRUE(window_->statusBar()->currentMessage().startsWith("Cannot read"))
+        << "the refusal replaces the reading's progress: "
+        << window_->statusBar()->currentMessage().toStdString();
+    EXPECT_EQ(window_->StatusSummary(), "dropped.obj: 1 part, 1 triangle");
     auto* box = window_->findChild<QMessageBox*>("readFailed");
     ASSERT_NE(box, nullptr) << "the user is told";
     EXPECT_EQ(box->text(), said);
     box->accept();
+}
+
+// The recent models: a long path shortened in its middle in the menu (the
+// whole path its tip); a picture or a timing taken from the command line
+// is not a model the user opened.
+TEST_F(ViewerE2E, RecentModelsAreShortenedAndPicturesAreNotRecent) {
+    QString folder = dir_.path();
+    for (int i = 0; i < 12; ++i)
+        folder += "/a-folder-with-a-long-name-" + QString::number(i);
+    ASSERT_TRUE(QDir().mkpath(folder));
+    QFile obj(folder + "/deep.obj");
+    ASSERT_TRUE(obj.open(QIODevice::WriteOnly));
+    obj.write("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    obj.close();
+    QString error;
+    ASSERT_TRUE(window_->OpenModels({obj.fileName()}, error)) << error.toStdString();
+    auto* recent = window_->findChild<QMenu*>("recentModels");
+    ASSERT_NE(recent, nullptr);
+    ASSERT_FALSE(recent->actions().isEmpty());
+    const QAction* item = recent->actions().front();
+    EXPECT_EQ(item->toolTip(), QFileInfo(obj.fileName()).absoluteFilePath());
+    EXPECT_TRUE(item->text().contains(QChar(0x2026))) << item->text().toStdString();
+    EXPECT_TRUE(item->text().endsWith("deep.obj"));
+    EXPECT_LE(QFontMetrics(recent->font()).horizontalAdvance(item->text()), 600);
+
+    const QString shot = dir_.filePath("shot.png"), other = dir_.filePath("other.obj");
+    ASSERT_TRUE(QFile::copy(obj.fileName(), other));
+    const auto r =
+        zul::test::runProgram("'" + std::string(ZULVIEW_PATH) + "' --screenshot '" +
+                              shot.toStdString() + "' '" + other.toStdString() + "' 2>&1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_FALSE(MainWindow().RecentModels().contains(QFileInfo(other).absoluteFilePath()));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QInputDialog>
 #include <QKeySequence>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QProgressBar>
@@ -258,13 +259,17 @@ void MainWindow::_buildUi() {
         host_->sceneViewer->SetUpLocked(on);
         statusBar()->showMessage(on ? tr("Up vector locked") : tr("Up vector free"), 4000);
     });
-    QAction* back = bar->addAction(QString::fromUtf8("◀"), this, [this] { GoBack(); });
+    // In words in the menu, as arrows on the toolbar.
+    QAction* back = bar->addAction(tr("P&revious view"), this, [this] { GoBack(); });
+    back->setIconText(QString::fromUtf8("◀"));
     back->setObjectName("cameraBack");
     s_setKey(back, ViewerAction::CameraBack, tr("The camera before the last change"));
-    QAction* forward = bar->addAction(QString::fromUtf8("▶"), this, [this] { GoForward(); });
+    QAction* forward = bar->addAction(tr("&Next view"), this, [this] { GoForward(); });
+    forward->setIconText(QString::fromUtf8("▶"));
     forward->setObjectName("cameraForward");
     s_setKey(forward, ViewerAction::CameraForward, tr("The camera gone back from"));
-    perspective_ = bar->addAction(tr("Persp"), this, [this] { ToggleProjection(); });
+    perspective_ = bar->addAction(tr("P&erspective"), this, [this] { ToggleProjection(); });
+    perspective_->setIconText(tr("Persp"));
     perspective_->setObjectName("toggleProjection");
     perspective_->setCheckable(true);
     s_setKey(perspective_, ViewerAction::ToggleProjection,
@@ -353,8 +358,14 @@ void MainWindow::_buildUi() {
             });
     connect(loader_, &ModelLoader::finished, this,
             [this](std::shared_ptr<ModelLoader::Result> result) { _readEnded(*result); });
-    statusBar()->showMessage(tr(
-        "Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"));
+    // What the scene holds, under any passing message: a message shows over
+    // it for its time, then the summary is back.
+    summary_ = new QLabel(this);
+    summary_->setObjectName("sceneSummary");
+    statusBar()->addWidget(summary_, 1);
+    statusBar()->showMessage(
+        tr("Drag to orbit, middle-drag to pan, wheel to zoom, F to fit, Home for the default view"),
+        20000);
 
     // A model read in the background that could not be read: said without
     // stopping the window.

@@ -30,6 +30,8 @@ class QToolButton;
 class QVTKOpenGLNativeWidget;
 class vtkObject;
 
+class QLabel;
+
 namespace zul::viewer {
 
 // The OpenGL surface every zulview window uses; call before the
@@ -129,6 +131,11 @@ public:
     void RunKey(const KeyBinding& binding);
     // The recent models, newest first.
     QStringList RecentModels() const { return recent_; }
+    // Whether models shown are added to the recent models (not for the
+    // pictures and timings of --screenshot and --first-frame).
+    void SetKeepRecent(bool keep) { keepRecent_ = keep; }
+    // The status bar's lasting text: the last model shown and what it holds.
+    QString StatusSummary() const;
 
     CViewerHost* host() const { return host_.Get(); }
     zul::scene::Scene& scene() { return scene_; }
@@ -201,6 +208,8 @@ private:
     QAction* lock_ = nullptr;
     QAction* perspective_ = nullptr;
     QMenu* recentMenu_ = nullptr;
+    QLabel* summary_ = nullptr; // the status bar's summary of the scene
+    bool keepRecent_ = true;
     QStringList recent_;
     UINT lastStoredView_ = 0; // the command of the last stored view applied here
     QMenu* help_ = nullptr;

@@ -6,6 +6,8 @@
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFontMetrics>
+#include <QLabel>
 #include <QLocale>
 #include <QMenu>
 #include <QMimeData>
@@ -29,21 +31,25 @@ void MainWindow::ShowSample() {
     scene_.addSampleModel();
     setWindowTitle(tr("ZUL Viewer - sample assembly"));
     StartView(false);
+    if (summary_) summary_->setText(tr("Sample assembly: %1").arg(SceneSummary()));
 }
 
 QString MainWindow::SceneSummary() const {
     const QLocale locale;
-    QString text = scene_.partCount() == 1 ? tr("1 part") : tr("%1 parts").arg(scene_.partCount());
+    const auto count = [&locale](size_t n, const QString& one, const QString& many) {
+        return n == 1 ? one : many.arg(locale.toString(qulonglong(n)));
+    };
+    QString text = count(scene_.partCount(), tr("1 part"), tr("%1 parts"));
     if (scene_.triangleCount())
-        text += tr(", %1 triangles").arg(locale.toString(qulonglong(scene_.triangleCount())));
+        text += ", " + count(scene_.triangleCount(), tr("1 triangle"), tr("%1 triangles"));
     if (scene_.pointCount())
-        text += tr(", %1 points").arg(locale.toString(qulonglong(scene_.pointCount())));
+        text += ", " + count(scene_.pointCount(), tr("1 point"), tr("%1 points"));
     return text;
 }
 
 void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStringList& read) {
     if (read.isEmpty()) return;
-    _noteRecent(read);
+    if (keepRecent_) _noteRecent(read);
     scene_.clear();
     // What a file holds beyond what is drawn stays on the status bar longer
     // and goes to the standard error too.
@@ -65,10 +71,18 @@ void MainWindow::_showModels(std::vector<zul::scene::Model>& models, const QStri
         ApplyModelView(0);
         host_->sceneViewer->transitionMs = transitionMs_;
     }
-    QString message = tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary());
-    if (!notes.isEmpty()) message += " - " + notes.join(' ');
-    statusBar()->showMessage(message, notes.isEmpty() ? 10000 : 60000);
+    // The summary stays; what the file holds beyond what is drawn is shown
+    // over it for a minute.
+    summary_->setText(tr("%1: %2").arg(QFileInfo(read.front()).fileName(), SceneSummary()));
+    if (notes.isEmpty())
+        statusBar()->clearMessage();
+    else
+        statusBar()->showMessage(notes.join(' '), 60000);
     coarsePending_ = true; // begun once the models are on screen
+}
+
+QString MainWindow::StatusSummary() const {
+    return summary_ ? summary_->text() : QString();
 }
 
 void MainWindow::_makeCoarseCopiesLater() {
@@ -138,6 +152,11 @@ void MainWindow::_readEnded(ModelLoader::Result& result) {
     }
     _showModels(result.models, result.read);
     if (result.read.isEmpty() && scene_.partCount() == 0) ShowSample();
+    // A refusal replaces "Reading ...": its first line stays a while.
+    if (!result.problems.isEmpty())
+        statusBar()->showMessage(result.problems.front(), 30000);
+    else if (result.read.isEmpty())
+        statusBar()->clearMessage();
     Q_EMIT modelsOpened(int(result.read.size()), result.problems.join('\n'));
 }
 
@@ -152,8 +171,16 @@ void MainWindow::_openDialog() {
 
 void MainWindow::_rebuildRecent() {
     recentMenu_->clear();
-    for (const QString& path : recent_)
-        recentMenu_->addAction(path, this, [this, path] { OpenModelsInBackground({path}); });
+    // A long path is shortened in its middle, where its folders are; the
+    // whole path is the item's tip.
+    const QFontMetrics metrics(recentMenu_->font());
+    recentMenu_->setToolTipsVisible(true);
+    for (const QString& path : recent_) {
+        QString shown = metrics.elidedText(path, Qt::ElideMiddle, 560);
+        QAction* item = recentMenu_->addAction(shown.replace('&', "&&"), this,
+                                               [this, path] { OpenModelsInBackground({path}); });
+        item->setToolTip(path);
+    }
     recentMenu_->setEnabled(!recent_.isEmpty());
 }
 

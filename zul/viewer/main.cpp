@@ -94,6 +94,8 @@ int main(int argc, char** argv) {
         early = std::async(std::launch::async,
                            [models] { return zul::viewer::ModelLoader::Read(models); });
     zul::viewer::MainWindow window;
+    // A picture or a timing is not the user opening a model.
+    window.SetKeepRecent(!waitForModels);
     if (!waitForModels) window.OpenModelsInBackground(models);
     QString error;
     const bool moduleLoaded = window.StartModule(error);
