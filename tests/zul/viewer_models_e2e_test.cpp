@@ -119,6 +119,21 @@ TEST_F(ViewerE2E, RecentModelsAreShortenedAndPicturesAreNotRecent) {
     EXPECT_FALSE(MainWindow().RecentModels().contains(QFileInfo(other).absoluteFilePath()));
 }
 
+// Help > About names the version and every library the viewer draws and
+// reads with, the reader's asked of the helper itself.
+TEST_F(ViewerE2E, AboutNamesTheLibraries) {
+    auto* about = window_->findChild<QAction*>("about");
+    ASSERT_NE(about, nullptr);
+    about->trigger();
+    auto* box = window_->findChild<QMessageBox*>("aboutBox");
+    ASSERT_NE(box, nullptr);
+    const QString text = box->text();
+    for (const char* part : {"ZUL Viewer 0.", "Qt 5.", "VTK 9.", "OpenCASCADE 7.", "Assimp 5."})
+        EXPECT_TRUE(text.contains(part)) << part << " in " << text.toStdString();
+    EXPECT_TRUE(text.contains("view module: loaded")) << text.toStdString();
+    box->accept();
+}
+
 } // namespace
 
 // A read that takes too long is stopped by Esc or the Stop button: at once,

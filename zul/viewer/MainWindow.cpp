@@ -326,6 +326,8 @@ void MainWindow::_buildUi() {
     help_ = menuBar()->addMenu(tr("&Help"));
     QAction* keys = help_->addAction(tr("&Keyboard shortcuts"), this, [this] { _showShortcuts(); });
     keys->setObjectName("keyboardShortcuts");
+    QAction* about = help_->addAction(tr("&About ZUL Viewer"), this, [this] { _showAbout(); });
+    about->setObjectName("about");
     _addKeys();
     progress_ = new QProgressBar(this);
     progress_->setObjectName("readProgress");

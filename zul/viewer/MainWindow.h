@@ -159,6 +159,7 @@ private:
     void _makeCoarseCopiesLater();
     void _askPointSize();
     void _showShortcuts();
+    void _showAbout();
     zul::com::ComPtr<IAdvancedViewsModuleMgr> _mgr() const;
     void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;

@@ -340,6 +340,10 @@ size_t Model::points() const {
     return n;
 }
 
+std::string modelReaderPath() {
+    return s_helperPath();
+}
+
 void giveFreedModelMemoryBack() {
     ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
 }

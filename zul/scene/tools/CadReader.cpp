@@ -15,6 +15,7 @@
 #include <Poly_Triangulation.hxx>
 #include <STEPCAFControl_Reader.hxx>
 #include <Standard_Failure.hxx>
+#include <Standard_Version.hxx>
 #include <TDF_Label.hxx>
 #include <TDataStd_Name.hxx>
 #include <TDocStd_Document.hxx>
@@ -284,6 +285,10 @@ bool s_read(const std::string& path, bool iges, PartSink& sink, std::string& why
 }
 
 } // namespace
+
+std::string cadLibraryVersion() {
+    return OCC_VERSION_COMPLETE;
+}
 
 bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string& why) {
     try {

@@ -10,6 +10,7 @@
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
+#include <assimp/version.h>
 
 #include <vtkCellArray.h>
 #include <vtkFloatArray.h>
@@ -270,6 +271,11 @@ vtkSmartPointer<vtkPolyData> s_geometry(const aiMesh& mesh, const aiMatrix4x4& p
 }
 
 } // namespace
+
+std::string meshLibraryVersion() {
+    return std::to_string(aiGetVersionMajor()) + "." + std::to_string(aiGetVersionMinor()) + "." +
+           std::to_string(aiGetVersionPatch());
+}
 
 bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std::string& why) {
     Assimp::Importer importer;

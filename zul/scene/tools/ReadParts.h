@@ -88,6 +88,10 @@ inline constexpr size_t kMaxParts = 10000;
 // PartSink::add).
 inline constexpr vtkIdType kSmoothShadingFaces = 250000;
 
+// The versions of the libraries the readers use ("7.6.3"), for an About box.
+std::string cadLibraryVersion();  // OpenCASCADE (CadReader.cpp)
+std::string meshLibraryVersion(); // Assimp (MeshReader.cpp)
+
 // Readers by library. Each returns false with `why` (one line, for the
 // user) when the file cannot be read or holds no geometry.
 bool readCadFile(const std::string& path, bool iges, PartSink& sink, std::string& why);

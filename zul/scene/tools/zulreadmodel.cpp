@@ -18,6 +18,7 @@
 #include <vtkPolyData.h>
 #include <vtkSTLReader.h>
 #include <vtkSmartPointer.h>
+#include <vtkVersion.h>
 #include <vtkXMLPolyDataReader.h>
 
 #include <algorithm>
@@ -316,7 +317,14 @@ std::string s_whatItIsNot(zul::scene::ModelFormat format, const std::string& why
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) s_finish(2, "usage: zulreadmodel MODEL FOLDER");
+    // The libraries that read the models, one "NAME VERSION" a line.
+    if (argc == 2 && std::string_view(argv[1]) == "--versions") {
+        std::printf("OpenCASCADE %s\nAssimp %s\nVTK %s\n",
+                    zul::scene::helper::cadLibraryVersion().c_str(),
+                    zul::scene::helper::meshLibraryVersion().c_str(), vtkVersion::GetVTKVersion());
+        return 0;
+    }
+    if (argc != 3) s_finish(2, "usage: zulreadmodel MODEL FOLDER | --versions");
     vtkObject::GlobalWarningDisplayOff();
     if (const int out = ::dup(1); out >= 0) {
         s_progress = ::fdopen(out, "w");

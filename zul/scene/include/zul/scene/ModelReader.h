@@ -103,6 +103,10 @@ ZUL_PLATFORM_API void makeCoarseCopies(Model& model, size_t budget = kDragTriang
 // and exits, does not.
 ZUL_PLATFORM_API void giveFreedModelMemoryBack();
 
+// The helper program that reads model files (`zulreadmodel`): beside this
+// library, or $ZUL_MODEL_READER.
+ZUL_PLATFORM_API std::string modelReaderPath();
+
 // How long the helper may take for one file, in seconds.
 inline constexpr int kModelReadSeconds = 300;
 
