@@ -210,7 +210,7 @@ TEST_F(ModelFormats, BinaryPlyReadsAlikeInEitherByteOrder) {
 // which places the same meshes alike; a file cut short is refused.
 TEST_F(ModelFormats, ALargeGltfIsPlacedByItsNodesAndColouredByItsMaterials) {
     const int side = 800; // a grid of 1.28 M triangles: over 16 MB
-    auto glb = [&](bool vertexColours) {
+    auto glb = [&](bool vertexColours, const std::string& perspective) {
         std::string bin;
         auto put = [&bin](const auto& value) {
             bin.append(reinterpret_cast<const char*>(&value), sizeof value);
@@ -246,7 +246,10 @@ TEST_F(ModelFormats, ALargeGltfIsPlacedByItsNodesAndColouredByItsMaterials) {
             "\"nodes\":[{\"name\":\"Lifted\",\"mesh\":0,\"translation\":[10,0,0],"
             "\"scale\":[2,2,2],\"children\":[1]},"
             "{\"name\":\"Turned\",\"mesh\":0,\"rotation\":[0,0,0.70710678,0.70710678]},"
-            "{\"mesh\":1,\"matrix\":[1,0,0,0,0,1,0,0,0,0,1,0,0,0,-5,1]}],"
+            "{\"mesh\":1,\"camera\":0,\"matrix\":[1,0,0,0,0,1,0,0,0,0,1,0,0,0,-5,1]}],"
+            "\"cameras\":[{\"type\":\"perspective\",\"perspective\":" +
+            perspective +
+            "}],"
             "\"meshes\":[{\"name\":\"Grid\",\"primitives\":[{\"attributes\":{\"POSITION\":0},"
             "\"indices\":1,\"material\":0}]},"
             "{\"name\":\"Tri\",\"primitives\":[{\"attributes\":{\"POSITION\":2" +
@@ -280,14 +283,15 @@ TEST_F(ModelFormats, ALargeGltfIsPlacedByItsNodesAndColouredByItsMaterials) {
         out += std::string("BIN\0", 4) + bin;
         return out;
     };
-    const std::string plainBytes = glb(false);
+    const std::string plainBytes = glb(false, "{\"yfov\":0.5}");
     ASSERT_GT(plainBytes.size(), size_t(16u << 20));
     for (bool vertexColours : {false, true}) {
         SCOPED_TRACE(vertexColours ? "vertex colours: Assimp" : "plain");
         zul::scene::Model model;
         std::string why;
         ASSERT_TRUE(zul::scene::readModel(
-            write("scene.glb", vertexColours ? glb(true) : plainBytes), model, why))
+            write("scene.glb", vertexColours ? glb(true, "{\"yfov\":0.5}") : plainBytes), model,
+            why))
             << why;
         ASSERT_EQ(model.parts.size(), 3u);
         EXPECT_EQ(model.triangles(), size_t(2 * 2 * side * side + 1));
@@ -321,6 +325,10 @@ TEST_F(ModelFormats, ALargeGltfIsPlacedByItsNodesAndColouredByItsMaterials) {
         EXPECT_TRUE(lifted->hasColour);
         EXPECT_NEAR(lifted->rgba[0], 0.2, 1e-6);
         EXPECT_NEAR(lifted->rgba[2], 0.6, 1e-6);
+        // The camera on the third node, from the file's own JSON.
+        ASSERT_EQ(model.cameras.size(), 1u);
+        EXPECT_NEAR(model.cameras[0].eye[2], -5, 1e-9);
+        EXPECT_NEAR(model.cameras[0].viewAngle, 0.5 * 180 / M_PI, 1e-9);
         if (!vertexColours) {
             EXPECT_EQ(tri->name, "Tri"); // its node has no name
             EXPECT_NEAR(tri->rgba[0], 1, 1e-6);
@@ -329,8 +337,17 @@ TEST_F(ModelFormats, ALargeGltfIsPlacedByItsNodesAndColouredByItsMaterials) {
             EXPECT_NE(tri->geometry->GetPointData()->GetArray("zul_colour"), nullptr);
         }
     }
-    zul::scene::Model cut;
+    // A camera whose values are not of the kind the format gives them: the
+    // model is drawn all the same, and the note says what was not read.
+    zul::scene::Model odd;
     std::string why;
+    ASSERT_TRUE(zul::scene::readModel(write("odd.glb", glb(false, "3")), odd, why)) << why;
+    EXPECT_EQ(odd.parts.size(), 3u);
+    EXPECT_TRUE(odd.cameras.empty());
+    ASSERT_EQ(odd.notes.size(), 1u);
+    EXPECT_NE(odd.notes[0].find("cameras could not all be read"), std::string::npos)
+        << odd.notes[0];
+    zul::scene::Model cut;
     EXPECT_FALSE(zul::scene::readModel(
         write("cut.glb", plainBytes.substr(0, plainBytes.size() / 2)), cut, why));
     EXPECT_NE(why.find("glTF"), std::string::npos) << why;
