@@ -220,17 +220,33 @@ TEST_F(ViewerE2E, ALockSetNearAnAxisLocksItAndRefusesAViewAlongIt) {
     EXPECT_EQ(v->up[0], 0.0f);
     EXPECT_EQ(v->up[1], 0.0f);
     EXPECT_EQ(v->up[2], 1.0f);
-    // Far from every axis, the lock keeps the up as it is.
+    // Far from every axis (the isometric view), locking turns the camera
+    // so its up is the nearest axis, and says which.
     host()->sceneViewer->SetUpLocked(false);
     ASSERT_EQ(host()->Run(7140), S_OK);
-    const float iso[3] = {v->up[0], v->up[1], v->up[2]};
-    host()->sceneViewer->SetUpLocked(true);
-    EXPECT_EQ(host()->sceneViewer->LockedAxis(), 0);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(v->up[i], iso[i]);
+    auto* lock = window_->findChild<QAction*>("lockUpVector");
+    ASSERT_NE(lock, nullptr);
+    lock->setChecked(false);
+    lock->setChecked(true);
+    EXPECT_EQ(host()->sceneViewer->LockedAxis(), 3);
+    EXPECT_EQ(v->up[0], 0.0f);
+    EXPECT_EQ(v->up[1], 0.0f);
+    EXPECT_EQ(v->up[2], 1.0f);
+    EXPECT_NEAR(looking()[2], 0.0, 1e-5) << "turned to look square to the locked axis";
+    EXPECT_EQ(lock->text(), "Up locked to +Z");
+    auto* said = window_->findChild<QLabel*>("lockState");
+    ASSERT_NE(said, nullptr);
+    EXPECT_EQ(said->text(), "Up locked to +Z");
+    const auto turned = looking();
+    messages_.clear();
+    ASSERT_EQ(host()->Run(7147), S_OK);
+    EXPECT_TRUE(along(looking(), turned[0], turned[1], turned[2])) << "along +Z: refused";
+    EXPECT_EQ(messages_.size(), 1u);
     ASSERT_EQ(host()->Run(7145), S_OK);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(v->up[i], iso[i]) << "a view does not move a locked up";
+    EXPECT_EQ(v->up[2], 1.0f) << "a view does not move a locked up";
+    lock->setChecked(false);
+    EXPECT_FALSE(said->isVisible());
+    EXPECT_EQ(lock->text(), "Lock up");
 }
 
 // The navigator hears of every camera change through the host's event.

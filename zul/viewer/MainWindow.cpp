@@ -255,9 +255,24 @@ void MainWindow::_buildUi() {
              tr("Lock the up vector: orbiting keeps it, views along it are refused"));
     lock->setShortcutContext(Qt::WidgetShortcut);
     vtk_->addAction(lock);
-    connect(lock, &QAction::toggled, this, [this](bool on) {
-        host_->sceneViewer->SetUpLocked(on);
-        statusBar()->showMessage(on ? tr("Up vector locked") : tr("Up vector free"), 4000);
+    lock->setIconText(tr("Lock up"));
+    // Said where it is seen: the menu item and the status bar name the axis.
+    lockState_ = new QLabel(this);
+    lockState_->setObjectName("lockState");
+    lockState_->hide();
+    statusBar()->addPermanentWidget(lockState_);
+    connect(lock, &QAction::toggled, this, [this, lock](bool on) {
+        auto* viewer = host_->sceneViewer.Get();
+        viewer->SetUpLocked(on);
+        const int axis = viewer->LockedAxis();
+        const QString said = axis ? tr("Up locked to %1%2")
+                                        .arg(viewer->up[axis - 1] < 0 ? "-" : "+")
+                                        .arg(QChar("XYZ"[axis - 1]))
+                                  : QString();
+        lock->setText(on ? said : tr("Lock up"));
+        lockState_->setText(said);
+        lockState_->setVisible(on);
+        statusBar()->showMessage(on ? said : tr("Up vector free"), 4000);
     });
     // In words in the menu, as arrows on the toolbar.
     QAction* back = bar->addAction(tr("P&revious view"), this, [this] { GoBack(); });

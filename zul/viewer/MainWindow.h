@@ -209,7 +209,8 @@ private:
     QAction* lock_ = nullptr;
     QAction* perspective_ = nullptr;
     QMenu* recentMenu_ = nullptr;
-    QLabel* summary_ = nullptr; // the status bar's summary of the scene
+    QLabel* summary_ = nullptr;   // the status bar's summary of the scene
+    QLabel* lockState_ = nullptr; // "Up locked to +Z" while the up is locked
     bool keepRecent_ = true;
     QStringList recent_;
     UINT lastStoredView_ = 0; // the command of the last stored view applied here

@@ -177,18 +177,37 @@ void CSceneViewer::CameraMovedByUser(bool dragging) {
 }
 
 void CSceneViewer::SetUpLocked(bool locked) {
-    upLocked = 0; // the snapped up must reach the model
+    upLocked = 0; // the up set here must reach the model
     if (locked) {
-        const double n =
-            std::sqrt(double(up[0]) * up[0] + double(up[1]) * up[1] + double(up[2]) * up[2]);
-        for (int axis = 0; axis < 3 && n > 0 && std::isfinite(n); ++axis) {
-            const double c = std::fabs(up[axis]) / n;
-            if (std::acos(std::min(1.0, c)) > kLockSnapRadians) continue;
-            float snapped[3] = {0, 0, 0};
-            snapped[axis] = up[axis] > 0 ? 1.0f : -1.0f;
-            CCameraModel::SetUpVector(snapped[0], snapped[1], snapped[2]);
-            break;
+        // The up becomes the world axis nearest to it: a slanted up is
+        // turned onto that axis, the camera turning about its target with
+        // its direction made square to the axis, so the module's rule for a
+        // locked axis sees an exact one.
+        Camera c = cameraOf(*this);
+        const CameraFrame f = frameOf(c);
+        int axis = 0;
+        for (int i = 1; i < 3; ++i)
+            if (std::fabs(f.up[i]) > std::fabs(f.up[axis])) axis = i;
+        double a[3] = {0, 0, 0};
+        a[axis] = f.up[axis] >= 0 ? 1 : -1;
+        if (std::acos(std::min(1.0, std::fabs(f.up[axis]))) > kLockSnapRadians) {
+            double d[3], along = 0;
+            for (int i = 0; i < 3; ++i)
+                along += f.direction[i] * a[i];
+            double n = 0;
+            for (int i = 0; i < 3; ++i) {
+                d[i] = f.direction[i] - along * a[i];
+                n += d[i] * d[i];
+            }
+            n = std::sqrt(n); // never 0: the up is square to the direction
+            for (int i = 0; i < 3; ++i) {
+                c.eye[i] = float(f.target[i] - d[i] / n * f.distance);
+                c.target[i] = float(f.target[i]);
+                c.up[i] = float(a[i]);
+            }
+            setCamera(*this, c);
         }
+        CCameraModel::SetUpVector(float(a[0]), float(a[1]), float(a[2]));
         for (int i = 0; i < 3; ++i)
             lockedUp_[i] = up[i];
     }

@@ -73,13 +73,15 @@ public:
     // hear of it (flag 0x4 while a drag goes on). With the up vector locked
     // the model's up stays exactly the locked one.
     void CameraMovedByUser(bool dragging);
-    // Sets or clears the lock. Locking snaps the up vector to the world axis
-    // it lies within kLockSnapRadians of (so the module sees an exact axis),
-    // else keeps it as it is; either way that up is the locked one.
+    // Sets or clears the lock. Locking makes the up the world axis nearest
+    // to it (so the module sees an exact axis): an up within
+    // kLockSnapRadians of it is snapped; a slanted one is turned onto it,
+    // the camera turning about its target (the host's policy). That axis is
+    // the locked up.
     void SetUpLocked(bool locked);
     static constexpr double kLockSnapRadians = 0.001;
     // The world axis the locked up lies along: 1 X, 2 Y, 3 Z; 0 when the up
-    // is not locked or not along an axis.
+    // is not locked. Its sign is the up's.
     int LockedAxis() const;
     // Frames the whole scene and redraws.
     void FitAll();
