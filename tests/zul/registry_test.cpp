@@ -349,9 +349,13 @@ TEST_F(Registry, DamagedOrForeignHiveIsRefusedAndNeverRewritten) {
         ::setenv("ZUL_USER_HIVE", path.c_str(), 1);
         Key k;
         ASSERT_EQ(create(HKEY_CURRENT_USER, "Software", k), ERROR_SUCCESS);
+        // The backup taken when the hive was first opened may still be
+        // reading it: the version is written once it is done.
+        zul::registry::waitForHiveBackups();
         sqlite3* db = nullptr;
         ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-        sqlite3_exec(db, "PRAGMA user_version=99", nullptr, nullptr, nullptr);
+        sqlite3_busy_timeout(db, 5000);
+        ASSERT_EQ(sqlite3_exec(db, "PRAGMA user_version=99", nullptr, nullptr, nullptr), SQLITE_OK);
         sqlite3_close(db);
         newer = readFile(path);
     }
