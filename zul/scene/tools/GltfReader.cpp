@@ -424,10 +424,8 @@ void s_apply(const Matrix& m, const double in[3], double w, double out[3]) {
         out[r] = m[r] * in[0] + m[4 + r] * in[1] + m[8 + r] * in[2] + m[12 + r] * w;
 }
 
-// The cameras of readGltfCameras; a value of the wrong kind throws.
-bool s_cameras(const std::string& path, PartSink& sink, std::string& why) {
-    Json::Value root;
-    if (!s_jsonOnly(path, root)) return true; // the geometry's reader said what it could
+// The cameras of the file's JSON `root`; a value of the wrong kind throws.
+bool s_cameras(const Json::Value& root, PartSink& sink, std::string& why) {
     const Json::Value& cameras = root["cameras"];
     const Json::Value& nodes = root["nodes"];
     if (!cameras.isArray() || cameras.size() == 0 || !nodes.isArray()) return true;
@@ -498,14 +496,13 @@ bool s_cameras(const std::string& path, PartSink& sink, std::string& why) {
     return true;
 }
 
-} // namespace
-
-bool readGltfCameras(const std::string& path, PartSink& sink, std::string& why) {
-    // A value of the wrong kind where the format has an object (a camera's
-    // "perspective" that is a number) makes the JSON library throw: the
-    // cameras read so far stay, and the geometry, read already, too.
+// s_cameras, kept from throwing: a value of the wrong kind where the format
+// has an object (a camera's "perspective" that is a number) makes the JSON
+// library throw; the cameras read so far stay, and the geometry, read
+// already, too.
+bool s_camerasOf(const Json::Value& root, PartSink& sink, std::string& why) {
     try {
-        return s_cameras(path, sink, why);
+        return s_cameras(root, sink, why);
     } catch (const Json::Exception&) {
         reportNote("The file's cameras could not all be read: some of their values are not of "
                    "the kind the glTF format gives them.");
@@ -513,18 +510,29 @@ bool readGltfCameras(const std::string& path, PartSink& sink, std::string& why) 
     }
 }
 
+} // namespace
+
+bool readGltfCameras(const std::string& path, PartSink& sink, std::string& why) {
+    Json::Value root;
+    if (!s_jsonOnly(path, root)) return true; // the geometry's reader said what it could
+    return s_camerasOf(root, sink, why);
+}
+
 bool readPlainGltf(const std::string& path, PartSink& sink, std::string& why, bool& handled) {
     handled = false;
     reportProgress(0.1, "reading");
     // Values of the wrong kind: not a file this reader takes whole; the
     // library readers say what is wrong with it.
+    Document doc;
+    bool ok = true;
     try {
-        Document doc;
         if (!doc.open(path)) return true;
-        return s_read(doc, sink, why, handled);
+        ok = s_read(doc, sink, why, handled);
     } catch (const Json::Exception&) {
         return true;
     }
+    // The cameras from the JSON already read.
+    return ok && handled ? s_camerasOf(doc.root(), sink, why) : ok;
 }
 
 } // namespace zul::scene::helper

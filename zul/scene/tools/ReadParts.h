@@ -113,7 +113,7 @@ bool readPlainPly(const std::string& path, PartSink& sink, std::string& why, boo
 bool readPlainObj(const std::string& path, PartSink& sink, std::string& why, bool& handled);
 //   a glTF 2 file (.glb, or .gltf with its buffers in files beside it) of
 //   float-point triangle meshes, placed by its nodes, coloured by their
-//   materials' base colours (GltfReader.cpp).
+//   materials' base colours, with its cameras (GltfReader.cpp).
 bool readPlainGltf(const std::string& path, PartSink& sink, std::string& why, bool& handled);
 // The cameras of a glTF 2 file, as the format defines them (a camera looks
 // down its node's -Z with +Y up; yfov is vertical, in radians): read from

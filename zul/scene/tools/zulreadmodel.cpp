@@ -262,10 +262,7 @@ bool s_read(const std::string& path, zul::scene::ModelFormat format, const unsig
             if (s_large(path)) {
                 bool handled = false;
                 ok = zul::scene::helper::readPlainGltf(path, sink, why, handled);
-                if (handled) {
-                    if (ok) ok = zul::scene::helper::readGltfCameras(path, sink, why);
-                    break;
-                }
+                if (handled) break; // its cameras too
             }
             // Assimp's schema check refuses some files that VTK's reader draws
             // (a number written where a string belongs, an unknown extension).
