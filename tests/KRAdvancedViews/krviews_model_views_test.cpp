@@ -24,11 +24,7 @@ TEST_F(Krviews, AModelsOwnCamerasAreListedAndDrawnThrough) {
     EXPECT_EQ(r.out, "1\tmodel\tCamera 1\n2\tmodel\tCamera 2\n");
     // The bright square's width on the picture's middle row, in pixels.
     auto squareWidth = [&](const std::string& args) {
-        const std::string png = (dir_ / "camera.png").string();
-        std::filesystem::remove(png);
-        const Result drawn =
-            run("render '" + model + "' " + args + " --size 200x200 -o '" + png + "'", xvfb);
-        EXPECT_EQ(drawn.status, 0) << drawn.err;
+        const std::string png = renderPicture(model, args, "200x200");
         vtkNew<vtkPNGReader> reader;
         reader->SetFileName(png.c_str());
         reader->Update();
@@ -51,11 +47,8 @@ TEST_F(Krviews, AModelsOwnCamerasAreListedAndDrawnThrough) {
     EXPECT_LT(perspective, 95);
     // Without a view: the default view, when one is marked.
     ASSERT_EQ(run("default +Z").status, 0);
-    const std::string opening = (dir_ / "opening.png").string(), z = (dir_ / "z.png").string();
-    ASSERT_EQ(run("render '" + model + "' --size 200x200 -o '" + opening + "'", xvfb).status, 0);
-    ASSERT_EQ(run("render '" + model + "' --view +Z --size 200x200 -o '" + z + "'", xvfb).status,
-              0);
-    EXPECT_EQ(readFile(opening), readFile(z));
+    const std::string opening = readFile(renderPicture(model, "", "200x200"));
+    EXPECT_EQ(opening, readFile(renderPicture(model, "--view +Z", "200x200")));
     r = run("render '" + model + "' --model-view 3 -o '" + (dir_ / "x.png").string() + "'", xvfb);
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("comes with 2 views; there is no view 3"), std::string::npos) << r.err;
@@ -72,7 +65,6 @@ TEST_F(Krviews, ViewsSavedBesideAModelComeWithIt) {
     for (const char* f : {"Cameras.gltf", "simpleSquare.bin"})
         std::filesystem::copy_file(samples / f, dir_ / f);
     const std::string model = (dir_ / "Cameras.gltf").string(), beside = model + ".qjv";
-    const std::string xvfb = "ASAN_OPTIONS=detect_leaks=0 xvfb-run -a";
     ASSERT_EQ(run("add Front --view 0,0,-1 --up 0,1,0").status, 0);
     Result r = run("save '" + beside + "' --name +Y --name Front");
     ASSERT_EQ(r.status, 0) << r.err;
@@ -80,12 +72,7 @@ TEST_F(Krviews, ViewsSavedBesideAModelComeWithIt) {
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "1\tfile\t+Y\n2\tfile\tFront\n3\tmodel\tCamera 1\n4\tmodel\tCamera 2\n");
     auto picture = [&](const std::string& args) {
-        const std::string png = (dir_ / "p.png").string();
-        std::filesystem::remove(png);
-        const Result drawn =
-            run("render '" + model + "' " + args + " --size 160x120 -o '" + png + "'", xvfb);
-        EXPECT_EQ(drawn.status, 0) << drawn.err;
-        return readFile(png);
+        return readFile(renderPicture(model, args, "160x120"));
     };
     EXPECT_EQ(picture(""), picture("--view +Y")) << "the first view saved beside it opens";
     EXPECT_EQ(picture("--model-view 2"), picture("--view Front"));

@@ -2,6 +2,7 @@
 // registered for the test's user, and krviews run against it.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 #include "RunProgram.h"
@@ -31,5 +32,19 @@ protected:
         static_cast<zul::test::ProgramResult&>(r) = zul::test::runProgram(cmd);
         r.err = readFile(errFile);
         return r;
+    }
+
+    // Renders `model` with `args` at `size` under a virtual display and
+    // gives the picture's file (gone when the render failed, which is
+    // reported).
+    std::string renderPicture(const std::string& model, const std::string& args,
+                              const std::string& size) {
+        const std::string png = (dir_ / "picture.png").string();
+        std::filesystem::remove(png);
+        const KrviewsResult drawn =
+            run("render '" + model + "' " + args + " --size " + size + " -o '" + png + "'",
+                "ASAN_OPTIONS=detect_leaks=0 xvfb-run -a");
+        EXPECT_EQ(drawn.status, 0) << drawn.err;
+        return png;
     }
 };

@@ -37,6 +37,19 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
         scene.addModel(std::move(read.model));
     }
     std::vector<zul::scene::Shot> shots;
+    // Before a view is applied, the live camera is framed (the module keeps
+    // its distance, and the clipping planes need it); after, the picture
+    // is taken of it, framed or as it stands.
+    auto frameLive = [&] {
+        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
+        zul::scene::fitAll(scene, camera);
+        zul::scene::setCamera(*host->viewer.Get(), camera);
+    };
+    auto takeShot = [&](const std::string& name, bool framed) {
+        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
+        if (framed) zul::scene::fitAll(scene, camera);
+        shots.push_back({name, camera});
+    };
     const std::vector<krav::format::NamedRecord> beside = viewsBeside(model);
     const std::vector<ModelView> views = modelViews(beside, cameras);
     // Without a view named: the first view saved beside the model.
@@ -48,9 +61,7 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
         const ModelView& chosen = views[size_t(modelView) - 1];
         const auto navigator = host->firstObject<IViewNavigator>();
         if (!navigator) return failure("cannot apply a model view", E_NOINTERFACE);
-        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera); // the distances the clipping planes need
-        zul::scene::setCamera(*host->viewer.Get(), camera);
+        frameLive();
         FullViewInfo record = chosen.record ? chosen.record->info : FullViewInfo();
         const HRESULT hr = chosen.record
                                ? navigator->SetViewInfo(&record)
@@ -58,39 +69,29 @@ int renderViews(zul::runtime::CHeadlessHost* host, IViewManager2* store, const s
         if (hr == S_FALSE)
             return nothing("the view '" + chosen.name + "' looks along the locked up axis");
         if (FAILED(hr)) return failure("cannot apply '" + chosen.name + "'", hr);
-        camera = zul::scene::cameraOf(*host->viewer.Get());
         // A saved view is framed as a stored one is; a camera stays where
         // the file places it.
-        if (chosen.record) zul::scene::fitAll(scene, camera);
-        shots.push_back({chosen.name, camera});
+        takeShot(chosen.name, chosen.record != nullptr);
     } else if (names.empty()) {
         // What the viewer shows on opening the model: the default view,
         // else the isometric view, framed.
-        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera);
-        zul::scene::setCamera(*host->viewer.Get(), camera);
+        frameLive();
         HRESULT hr = store->ApplyDefaultView();
         if (hr == S_FALSE)
             if (const auto navigator = host->firstObject<IViewNavigator>())
                 hr = navigator->AlignToAxis(PositiveIsometric);
         if (FAILED(hr)) return failure("cannot show the opening view", hr);
-        camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera);
-        shots.push_back({"", camera});
+        takeShot("", true);
     }
     for (const std::string& name : names) {
         FullViewInfo info;
         const HRESULT found = store->GetViewInfo(name.c_str(), &info);
         if (found == S_FALSE) return nothing("there is no view '" + name + "'");
         if (found != S_OK) return failure("cannot read '" + name + "'", found);
-        zul::scene::Camera camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera);
-        zul::scene::setCamera(*host->viewer.Get(), camera);
+        frameLive();
         const HRESULT hr = store->ShowView(name.c_str());
         if (FAILED(hr)) return failure("cannot show '" + name + "'", hr);
-        camera = zul::scene::cameraOf(*host->viewer.Get());
-        zul::scene::fitAll(scene, camera);
-        shots.push_back({name, camera});
+        takeShot(name, true);
     }
     if (!zul::scene::renderSheet(scene, shots, width, height, shots.size() > 1, output, why)) {
         std::cerr << "krviews: " << why << "\n";
