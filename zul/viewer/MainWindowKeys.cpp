@@ -1,14 +1,17 @@
 // MainWindow: the keys of the key table (KeyBindings.h) at work, and the
-// Help page made from it.
+// Help menu: the page made from that table, and the About box.
 #include <QAction>
 #include <QMessageBox>
+#include <QProcess>
 #include <QStatusBar>
 
 #include <QVTKOpenGLNativeWidget.h>
 #include <vtkRenderWindow.h>
+#include <vtkVersion.h>
 
 #include "KeyBindings.h"
 #include "MainWindow.h"
+#include "zul/scene/ModelReader.h"
 
 namespace zul::viewer {
 
@@ -83,6 +86,28 @@ void MainWindow::RunKey(const KeyBinding& b) {
         close();
         break;
     }
+}
+
+// Help > About: what this is, its version, and the libraries it draws and
+// reads with (the reader's, asked of the helper program itself).
+void MainWindow::_showAbout() {
+    QProcess helper;
+    helper.start(QString::fromStdString(zul::scene::modelReaderPath()), {"--versions"});
+    QString readers = tr("(the model reader did not answer)");
+    if (helper.waitForFinished(3000) && helper.exitCode() == 0)
+        readers = QString::fromUtf8(helper.readAllStandardOutput()).trimmed().replace('\n', ", ");
+    const QString text =
+        tr("<b>ZUL Viewer %1</b><p>A viewer of CAD and mesh models with named camera views "
+           "(the view module KRAdvancedViews).</p><p>Drawn with Qt %2 and VTK %3.<br>Models "
+           "read with %4.<br>The view module: %5.</p>")
+            .arg(QStringLiteral(ZUL_VERSION), QString::fromLatin1(qVersion()),
+                 QString::fromLatin1(vtkVersion::GetVTKVersion()), readers,
+                 module_ ? tr("loaded") : tr("not loaded"));
+    auto* box = new QMessageBox(QMessageBox::Information, tr("About ZUL Viewer"), text,
+                                QMessageBox::Ok, this);
+    box->setObjectName("aboutBox");
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
 }
 
 } // namespace zul::viewer

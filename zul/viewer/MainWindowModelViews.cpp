@@ -1,16 +1,12 @@
 // MainWindow: the views that come with the models shown, those saved
 // beside a model file (MODEL.qjv) and the cameras its file places, in the
-// View menu's "Model Views", and File > Save Views with Model...; and the
-// About box.
+// View menu's "Model Views", and File > Save Views with Model...
 #include <QFileInfo>
 #include <QMenu>
 #include <QMessageBox>
-#include <QProcess>
 #include <QStatusBar>
 
 #include <cstdio>
-
-#include <vtkVersion.h>
 
 #include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/formats/QjvFile.h"
@@ -133,28 +129,6 @@ void MainWindow::_rebuildModelViewsMenu() {
     keep->setObjectName("keepModelView");
     connect(modelViewsMenu_, &QMenu::aboutToShow, keep,
             [this, keep] { keep->setEnabled(lastModelView_ >= 0); });
-}
-
-// Help > About: what this is, its version, and the libraries it draws and
-// reads with (the reader's, asked of the helper program itself).
-void MainWindow::_showAbout() {
-    QProcess helper;
-    helper.start(QString::fromStdString(zul::scene::modelReaderPath()), {"--versions"});
-    QString readers = tr("(the model reader did not answer)");
-    if (helper.waitForFinished(3000) && helper.exitCode() == 0)
-        readers = QString::fromUtf8(helper.readAllStandardOutput()).trimmed().replace('\n', ", ");
-    const QString text =
-        tr("<b>ZUL Viewer %1</b><p>A viewer of CAD and mesh models with named camera views "
-           "(the view module KRAdvancedViews).</p><p>Drawn with Qt %2 and VTK %3.<br>Models "
-           "read with %4.<br>The view module: %5.</p>")
-            .arg(QStringLiteral(ZUL_VERSION), QString::fromLatin1(qVersion()),
-                 QString::fromLatin1(vtkVersion::GetVTKVersion()), readers,
-                 module_ ? tr("loaded") : tr("not loaded"));
-    auto* box = new QMessageBox(QMessageBox::Information, tr("About ZUL Viewer"), text,
-                                QMessageBox::Ok, this);
-    box->setObjectName("aboutBox");
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
 }
 
 } // namespace zul::viewer
