@@ -11,10 +11,15 @@
 
 namespace {
 
+void expectVectorNear(const double got[3], double x, double y, double z, double within,
+                      const char* what) {
+    EXPECT_NEAR(got[0], x, within) << what;
+    EXPECT_NEAR(got[1], y, within) << what;
+    EXPECT_NEAR(got[2], z, within) << what;
+}
+
 void expectVector(const double got[3], double x, double y, double z, const char* what) {
-    EXPECT_NEAR(got[0], x, 1e-6) << what;
-    EXPECT_NEAR(got[1], y, 1e-6) << what;
-    EXPECT_NEAR(got[2], z, 1e-6) << what;
+    expectVectorNear(got, x, y, z, 1e-6, what);
 }
 
 // glTF: a camera looks down its node's -Z with +Y up, placed by every node
@@ -100,6 +105,67 @@ TEST_F(ModelFormats, GltfCamerasAreReadAsTheFormatDefinesThem) {
     expectVector(last.eye, 10, 7, 0, "last eye");
     expectVector(last.direction, 0, -1, 0, "last direction");
     expectVector(last.up, -1, 0, 0, "last up");
+}
+
+// COLLADA, FBX and 3DS cameras, read through Assimp, as their own formats
+// define them: a COLLADA lens from its xfov and aspect (or its xmag for an
+// orthographic one), FBX's full horizontal angle, a 3DS lens in
+// millimetres; all placed where the geometry is (a Z-up file turned to Y up
+// at its root).
+TEST_F(ModelFormats, AssimpCamerasAreReadAsTheirFormatsDefineThem) {
+    if (!fs::exists(kAssimpModels / "Collada/cameras.dae")) {
+        GTEST_SKIP() << "install assimp-testmodels";
+    }
+    auto read = [](const char* file) {
+        zul::scene::Model model;
+        std::string why;
+        EXPECT_TRUE(zul::scene::readModel((kAssimpModels / file).string(), model, why)) << why;
+        return model;
+    };
+    auto vertical = [](double horizontalDegrees, double aspect) {
+        return 2 * std::atan(std::tan(horizontalDegrees * M_PI / 360) / aspect) * 180 / M_PI;
+    };
+
+    const zul::scene::Model dae = read("Collada/cameras.dae");
+    ASSERT_EQ(dae.cameras.size(), 3u);
+    EXPECT_EQ(dae.cameras[0].name, "Camera");
+    EXPECT_FALSE(dae.cameras[0].orthographic);
+    expectVector(dae.cameras[0].eye, 10, 0, 0, "eye");
+    expectVector(dae.cameras[0].direction, -1, 0, 0, "direction");
+    expectVector(dae.cameras[0].up, 0, 0, -1, "up"); // its +Y, turned with the file's Z up
+    EXPECT_NEAR(dae.cameras[0].viewAngle, vertical(49.13434, 1.777778), 1e-4);
+    EXPECT_EQ(dae.cameras[1].name, "Camera_002");
+    EXPECT_TRUE(dae.cameras[1].orthographic);
+    EXPECT_NEAR(dae.cameras[1].parallelScale, 3 / 1.777778, 1e-6) << "xmag over the aspect";
+    expectVector(dae.cameras[1].direction, 1, 0, 0, "direction");
+    expectVector(dae.cameras[2].eye, 0, 0, -5, "eye");
+    expectVector(dae.cameras[2].direction, 0, 0, 1, "direction");
+    expectVector(dae.cameras[2].up, -1, 0, 0, "up");
+    EXPECT_NEAR(dae.cameras[2].viewAngle, vertical(29.86284, 1.777778), 1e-4);
+
+    // An FBX camera looks down its node's +X with +Y up.
+    const zul::scene::Model fbx = read("FBX/huesitos.fbx");
+    ASSERT_EQ(fbx.cameras.size(), 1u);
+    EXPECT_EQ(fbx.cameras[0].name, "Camera");
+    EXPECT_NEAR(fbx.cameras[0].eye[0], 748.113, 1e-3);
+    EXPECT_NEAR(fbx.cameras[0].eye[1], 534.367, 1e-3);
+    EXPECT_NEAR(fbx.cameras[0].eye[2], 650.764, 1e-3);
+    const double length = std::sqrt(65.4862 * 65.4862 + 44.5245 * 44.5245 + 61.0666 * 61.0666);
+    expectVectorNear(fbx.cameras[0].direction, -65.4862 / length, -44.5245 / length,
+                     -61.0666 / length, 1e-5, "direction");
+    EXPECT_NEAR(fbx.cameras[0].viewAngle, vertical(49.1343, 4.0 / 3), 1e-3);
+
+    // A 3DS camera: eye, target, roll and a lens of 53.33 mm, which the
+    // tools that write the format show as 45 degrees.
+    const zul::scene::Model tds = read("3DS/TargetCameraAnim.3ds");
+    ASSERT_EQ(tds.cameras.size(), 1u);
+    EXPECT_EQ(tds.cameras[0].name, "Camera01");
+    expectVectorNear(tds.cameras[0].eye, -65.8677, -2.42502, -16.1213, 1e-4, "eye");
+    const double d[3] = {100.41005 + 65.8677, 2.42502, -28.21590 + 16.1213};
+    const double dl = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+    expectVectorNear(tds.cameras[0].direction, d[0] / dl, d[1] / dl, d[2] / dl, 1e-5, "direction");
+    EXPECT_GT(tds.cameras[0].up[1], 0.99) << "the file's Z, turned to Y";
+    EXPECT_NEAR(tds.cameras[0].viewAngle, 45.0, 1e-4);
 }
 
 } // namespace

@@ -343,7 +343,7 @@ bool readMeshFile(const std::string& path, ModelFormat kind, PartSink& sink, std
         why = "no geometry in it (its meshes are empty or placed nowhere)";
         return false;
     }
-    return true;
+    return readAssimpCameras(*scene, kind, path, sink, why);
 }
 
 } // namespace zul::scene::helper

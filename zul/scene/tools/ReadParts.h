@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+struct aiScene;
+
 namespace zul::scene {
 enum class ModelFormat; // ModelCheck.h, whose platform header clashes with OpenCASCADE's
 } // namespace zul::scene
@@ -120,6 +122,10 @@ bool readPlainGltf(const std::string& path, PartSink& sink, std::string& why, bo
 // its JSON alone, whichever reader drew its geometry. An unnamed camera
 // takes its node's name, else "Camera N".
 bool readGltfCameras(const std::string& path, PartSink& sink, std::string& why);
+// The cameras of a COLLADA, FBX or 3DS file Assimp read into `scene`, as
+// their formats define them and placed as the geometry is (AssimpCameras.cpp).
+bool readAssimpCameras(const aiScene& scene, ModelFormat kind, const std::string& path,
+                       PartSink& sink, std::string& why);
 // glTF through VTK's reader, for files Assimp's schema check refuses.
 bool readGltfWithVtk(const std::string& path, PartSink& sink, std::string& why);
 
