@@ -101,3 +101,57 @@ TEST_F(Krviews, ViewsSavedBesideAModelComeWithIt) {
     EXPECT_NE(r.err.find(beside + ": not a view file"), std::string::npos) << r.err;
     EXPECT_EQ(r.out, "1\tmodel\tCamera 1\n2\tmodel\tCamera 2\n");
 }
+
+// ParaView's camera files: one named view to a .pvcc and back under the
+// file's name, replacing the view of that name; every view to a .pvcvbc and
+// back; a damaged file changes nothing and says which property is wrong.
+TEST_F(Krviews, ViewsGoToParaViewsCameraFilesAndComeBack) {
+    const std::string front = (dir_ / "Front.pvcc").string();
+    ASSERT_EQ(run("add Front --from 1,2,3 --at 0,0.5,0 --up 0,0,1 --fov 25 --type ortho").status,
+              0);
+    Result r = run("save '" + front + "'");
+    EXPECT_EQ(r.status, 2) << "a .pvcc holds one view, named";
+    r = run("save '" + front + "' --name Front");
+    ASSERT_EQ(r.status, 0) << r.err;
+    // The camera comes back: eye, target, up, type and angle (the view
+    // vector follows from the eye and target).
+    auto cameraOf = [&](const std::string& name) {
+        std::string shown = run("show " + name).out, kept;
+        for (size_t at = 0, end; at < shown.size(); at = end + 1) {
+            end = shown.find('\n', at);
+            const std::string line = shown.substr(at, end - at);
+            if (line.rfind("View:", 0) != 0 && line.rfind("Change:", 0) != 0) kept += line + "\n";
+        }
+        return kept;
+    };
+    const std::string before = cameraOf("Front");
+    ASSERT_EQ(run("edit Front --from 9,9,9 --type persp").status, 0);
+    r = run("load '" + front + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(cameraOf("Front"), before);
+
+    const std::string all = (dir_ / "all.pvcvbc").string();
+    r = run("save '" + all + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("'+X', '+Y'"), std::string::npos) << "direction-only views are said";
+    ASSERT_EQ(run("delete +Y").status, 0);
+    r = run("load '" + all + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(run("names").out.find("+Y"), std::string::npos);
+
+    // Without its view-up: refused, nothing stored changes.
+    std::string text = readFile(front);
+    text.replace(text.find("CameraViewUp"), 12, "CameraViewUq");
+    {
+        std::ofstream damaged(front, std::ios::binary | std::ios::trunc);
+        damaged << text;
+    }
+    ASSERT_EQ(run("edit Front --fov 50").status, 0);
+    const Result stored = run("show Front");
+    r = run("load '" + front + "'");
+    EXPECT_EQ(r.status, 3);
+    EXPECT_NE(r.err.find("the property CameraViewUp is missing; nothing was loaded"),
+              std::string::npos)
+        << r.err;
+    EXPECT_EQ(run("show Front").out, stored.out);
+}

@@ -191,8 +191,9 @@ TEST_F(ViewerE2E, AReadIsStoppedAndTheModelShownStays) {
 
 // The views that come with a model: the one saved beside it opens it; its
 // cameras are applied as the file places them (an orthographic one with
-// its height); one applied can be kept as a stored view under a name of
-// its own; File > Save Views with Model writes the store beside the model.
+// its height) unless they look along a locked up axis; one applied can be
+// kept as a stored view under a name of its own; File > Save Views with
+// Model writes the store beside the model.
 TEST_F(ViewerE2E, AModelsOwnViewsOpenItAndCanBeKept) {
     const QString samples = "/usr/share/assimp/models/glTF2/cameras/";
     if (!QFileInfo::exists(samples + "Cameras.gltf")) GTEST_SKIP() << "install assimp-testmodels";
@@ -233,6 +234,18 @@ TEST_F(ViewerE2E, AModelsOwnViewsOpenItAndCanBeKept) {
     ASSERT_EQ(host()->firstObject<IViewManager2>()->GetViewInfo("Camera 2", &info), S_OK);
     EXPECT_EQ(info.cameraType, Orthographic);
     EXPECT_FALSE(window_->ApplyModelView(3));
+
+    // Up locked onto Z: a camera looking along Z is refused as a stored view
+    // along it is, and the camera stays.
+    ASSERT_TRUE(window_->ApplyModelView(0));
+    host()->sceneViewer->FinishTransition();
+    host()->sceneViewer->SetUpLocked(true);
+    const size_t said = messages_.size();
+    EXPECT_FALSE(window_->ApplyModelView(2));
+    ASSERT_GT(messages_.size(), said);
+    EXPECT_NE(messages_.back().find("locked up vector"), std::string::npos) << messages_.back();
+    EXPECT_NEAR(camera().direction[1], 1, 1e-4);
+    host()->sceneViewer->SetUpLocked(false);
 
     ASSERT_TRUE(window_->SaveViewsWithModel(error)) << error.toStdString();
     std::vector<std::string> problems;

@@ -51,16 +51,20 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
     app.add_subcommand("selftest",
                        "Run the self-tests of every class registered as a unit-test source");
     auto* save = app.add_subcommand(
-        "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export)");
+        "save", "Save every stored view to FILE (.qjv: UTF-16 view file, .reg: registry export, "
+                "ParaView's .pvcc: one camera, with --name, .pvcvbc: custom viewpoints)");
     save->add_option("FILE", a.file, "File to write")->required();
-    save->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
+    save->add_option("--type", a.fileType,
+                     "qjv, reg, pvcc or pvcvbc (default: from the extension)");
     save->add_option("--name", a.saveNames,
-                     "Save just this view (repeatable; to a .qjv file): MODEL.qjv beside a model "
-                     "holds the views that come with it");
+                     "Save just this view (repeatable; not to a .reg file): MODEL.qjv beside a "
+                     "model holds the views that come with it");
     auto* load = app.add_subcommand(
         "load", "Load the views of FILE into the store (same names are replaced)");
     load->add_option("FILE", a.file, "File to read")->required();
-    load->add_option("--type", a.fileType, "qjv or reg (default: from the extension)");
+    load->add_option("--type", a.fileType,
+                     "qjv, reg, pvcc or pvcvbc (default: from the extension; a .pvcc view is "
+                     "named after the file)");
     auto* render = app.add_subcommand(
         "render", "Render MODEL (or --sample) as stored views show it: one view, one "
                   "picture; several, a contact sheet with each name under its picture");
@@ -72,9 +76,9 @@ void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
         r->add_option("-o,--output", a.output, "PNG file to write")->required();
         r->add_option("--size", a.size, "Size of one picture, WIDTHxHEIGHT (default 640x480)");
     }
-    auto* view = render->add_option(
-        "--view", a.viewNames,
-        "A stored view to show (repeatable; none: the default view, else +Isometric)");
+    auto* view = render->add_option("--view", a.viewNames,
+                                    "A stored view to show (repeatable; none: the first view saved "
+                                    "beside the model, else the default view, else +Isometric)");
     render
         ->add_option("--model-view", a.modelView,
                      "Show the model through view N of its list (krviews model-views)")

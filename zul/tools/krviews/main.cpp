@@ -287,6 +287,9 @@ int cmdMove(Session& s, Args& a) {
 
 // save and load.
 int cmdFile(Session& s, Args& a) {
+    if (const ParaViewKind kind = paraViewKindOf(a.file, a.fileType); kind != ParaViewKind::None)
+        return a.command == "save" ? saveParaViewViews(s.store.Get(), kind, a.saveNames, a.file)
+                                   : loadParaViewViews(s.store.Get(), kind, a.file);
     FileTypeEnum type = TextFile;
     if (!fileTypeOf(a.file, a.fileType, type)) {
         std::cerr << "krviews: " << moduleMessage(s.resource, 109, a.file) << "\n";
@@ -297,7 +300,7 @@ int cmdFile(Session& s, Args& a) {
     const unsigned shown = s.host->messagesShown;
     if (a.command == "save" && !a.saveNames.empty()) {
         if (type != TextFile) {
-            std::cerr << "krviews: --name saves to a .qjv view file only\n";
+            std::cerr << "krviews: --name saves to a .qjv, .pvcc or .pvcvbc file only\n";
             return kUsage;
         }
         return saveNamedViews(s.store.Get(), a.saveNames, a.file);
