@@ -8,10 +8,16 @@
 #include <expat.h>
 #include <utf8cpp/utf8.h>
 
+#include "zul/registry/SafeFile.h"
+#include "zul/registry/Transaction.h"
+
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <utility>
 
@@ -419,6 +425,84 @@ bool ParsePvcvbc(const std::string& bytes, std::vector<NamedCamera>& cameras,
     }
     cameras = std::move(read);
     return true;
+}
+
+ParaViewFileKind ParaViewFileKindOf(const std::string& path, const std::string& type) {
+    std::string t = type.empty() ? std::filesystem::path(path).extension().string() : "." + type;
+    std::transform(t.begin(), t.end(), t.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (t == ".pvcc") return ParaViewFileKind::CameraConfiguration;
+    if (t == ".pvcvbc") return ParaViewFileKind::CustomViewpoints;
+    return ParaViewFileKind::None;
+}
+
+bool ReadParaViewViews(const std::string& path, ParaViewFileKind kind,
+                       std::vector<NamedRecord>& views, std::vector<std::string>& notes,
+                       std::string& why) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        why = "it cannot be opened";
+        return false;
+    }
+    std::string bytes(size_t(kMaxViewFileBytes) + 1, '\0');
+    in.read(bytes.data(), std::streamsize(bytes.size()));
+    bytes.resize(size_t(in.gcount()));
+    if (bytes.size() > kMaxViewFileBytes) {
+        why = "it is larger than a camera file is";
+        return false;
+    }
+    std::vector<NamedCamera> cameras;
+    if (kind == ParaViewFileKind::CameraConfiguration) {
+        cameras.push_back({std::filesystem::path(path).stem().string(), {}});
+        if (!ParsePvcc(bytes, cameras.back().camera, why)) return false;
+    } else if (!ParsePvcvbc(bytes, cameras, notes, why)) {
+        return false;
+    }
+    views.clear();
+    for (const NamedCamera& camera : cameras)
+        views.push_back({camera.name, ViewOfParaViewCamera(camera.camera)});
+    return true;
+}
+
+bool WriteParaViewViews(const std::string& path, ParaViewFileKind kind,
+                        const std::vector<NamedRecord>& views, const FitSphere& fit,
+                        std::vector<std::string>& directionOnly, std::string& why) {
+    if (kind == ParaViewFileKind::CameraConfiguration && views.size() != 1) {
+        why = "a camera configuration holds exactly one view";
+        return false;
+    }
+    std::vector<NamedCamera> cameras;
+    for (const NamedRecord& view : views) {
+        bool only = false;
+        cameras.push_back({view.name, ParaViewCameraOf(view.info, fit, only)});
+        if (only) directionOnly.push_back(view.name);
+    }
+    std::string text;
+    if (kind == ParaViewFileKind::CameraConfiguration)
+        text = PvccText(cameras.front().camera);
+    else if (!PvcvbcText(cameras, text, why))
+        return false;
+    return zul::registry::writeFileReplacing(path, text, why);
+}
+
+HRESULT StoreViewsReplacing(IViewManager2* store, const std::vector<NamedRecord>& views,
+                            std::string& failed) {
+    zul::registry::Transaction tx;
+    for (const NamedRecord& view : views) {
+        FullViewInfo stored;
+        const bool exists = store->GetViewInfo(view.name.c_str(), &stored) == S_OK;
+        const HRESULT hr = exists ? store->EditViewInfo(view.name.c_str(), view.info)
+                                  : store->CreateViewInfo(view.name.c_str(), view.info);
+        if (hr != S_OK) {
+            failed = view.name;
+            return hr == S_FALSE ? E_FAIL : hr; // the transaction is rolled back
+        }
+    }
+    if (tx.commit() != ERROR_SUCCESS) {
+        failed.clear();
+        return HRESULT_FROM_WIN32(ERROR_CANTWRITE);
+    }
+    return S_OK;
 }
 
 } // namespace krav::format

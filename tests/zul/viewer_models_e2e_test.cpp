@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFontMetrics>
 
+#include "KRAdvancedViews/formats/ParaViewFiles.h"
 #include "KRAdvancedViews/formats/QjvFile.h"
 #include "ViewerE2E.h"
 
@@ -254,4 +255,58 @@ TEST_F(ViewerE2E, AModelsOwnViewsOpenItAndCanBeKept) {
     EXPECT_TRUE(problems.empty());
     EXPECT_TRUE(std::any_of(saved.begin(), saved.end(),
                             [](const auto& r) { return r.name == "Camera 2 (2)"; }));
+}
+
+// File > Import Views and Export Views with ParaView's camera files: a
+// camera comes in named after its file; a view holding a direction only
+// goes out fitted to the model shown; a damaged file changes nothing.
+TEST_F(ViewerE2E, ViewsAreImportedFromAndExportedToParaViewFiles) {
+    window_->ShowSample();
+    auto store = host()->firstObject<IViewManager2>();
+    ASSERT_TRUE(store);
+    krav::format::ParaViewCamera camera;
+    camera.position[0] = 40, camera.focalPoint[1] = 5, camera.viewUp[2] = 1;
+    camera.parallelProjection = true, camera.parallelScale = 12;
+    const QString pvcc = dir_.filePath("Side view.pvcc");
+    {
+        QFile file(pvcc);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray::fromStdString(krav::format::PvccText(camera)));
+    }
+    QString error;
+    ASSERT_TRUE(window_->ImportViews(pvcc, error)) << error.toStdString();
+    FullViewInfo info;
+    ASSERT_EQ(store->GetViewInfo("Side view", &info), S_OK);
+    EXPECT_EQ(info.cameraType, Orthographic);
+    EXPECT_FLOAT_EQ(info.pFromVector[0], 40);
+
+    // Out to custom viewpoints: +X holds a direction only, and is fitted to
+    // the sample shown, looking at its centre.
+    const QString all = dir_.filePath("all.pvcvbc");
+    ASSERT_TRUE(window_->ExportViews(all, {}, error)) << error.toStdString();
+    std::vector<krav::format::NamedRecord> back;
+    std::vector<std::string> notes;
+    std::string why;
+    ASSERT_TRUE(krav::format::ReadParaViewViews(
+        all.toStdString(), krav::format::ParaViewFileKind::CustomViewpoints, back, notes, why))
+        << why;
+    ASSERT_EQ(back.size(), 9u);
+    EXPECT_EQ(back[0].name, "+X");
+    double b[6];
+    ASSERT_TRUE(window_->scene().bounds(b));
+    EXPECT_NEAR(back[0].info.pAtVector[0], (b[0] + b[1]) / 2, 1e-3);
+    EXPECT_EQ(back[8].name, "Side view");
+
+    // Without its position: refused, naming it; nothing stored changes.
+    QFile file(pvcc);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray text = file.readAll().replace("CameraPosition", "CameraSomewhere");
+    file.resize(0);
+    file.write(text);
+    file.close();
+    ASSERT_EQ(store->EditViewInfo("Side view", back[0].info), S_OK);
+    EXPECT_FALSE(window_->ImportViews(pvcc, error));
+    EXPECT_TRUE(error.contains("the property CameraPosition is missing")) << error.toStdString();
+    ASSERT_EQ(store->GetViewInfo("Side view", &info), S_OK);
+    EXPECT_FLOAT_EQ(info.pAtVector[0], back[0].info.pAtVector[0]);
 }

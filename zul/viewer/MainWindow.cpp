@@ -230,6 +230,10 @@ void MainWindow::_buildUi() {
             QMessageBox::warning(this, tr("Save Views with Model"), error);
     });
     saveWithModel->setObjectName("saveViewsWithModel");
+    file->addAction(tr("&Import Views..."), this, [this] { _importViewsAsked(); })
+        ->setObjectName("importViews");
+    file->addAction(tr("&Export Views..."), this, [this] { _exportViewsAsked(); })
+        ->setObjectName("exportViews");
     file->addSeparator();
     file->addAction(tr("&Quit"), this, &QWidget::close, KeyOf(ViewerAction::Quit));
 

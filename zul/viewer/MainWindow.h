@@ -119,6 +119,16 @@ public:
     // Writes every stored view beside the first model shown, to MODEL.qjv
     // (File > Save Views with Model...); false with `error`.
     bool SaveViewsWithModel(QString& error);
+    // File > Import Views... (MainWindowViewFiles.cpp): the views of a view
+    // file (.qjv, .reg through the module's Load; ParaView's .pvcc, named
+    // after the file, and .pvcvbc) into the store, replacing views of the
+    // same names, all or none. False with `error` (empty when the module
+    // said why itself); true with `error` naming what was left out.
+    bool ImportViews(const QString& path, QString& error);
+    // File > Export Views...: every stored view to a .qjv, .reg or .pvcvbc
+    // file, or the view `viewName` to a .pvcc file. Views holding a
+    // direction only are written fitted to the model shown.
+    bool ExportViews(const QString& path, const QString& viewName, QString& error);
     // How long a camera change takes on screen, in ms (0: at once); kept
     // in the user's hive.
     void SetTransitionMs(unsigned ms);
@@ -192,6 +202,9 @@ private:
     std::thread coarseJob_; // joined before the window goes
     bool coarsePending_ = false;
     // The model views of the models shown, and the model file they go with.
+    // The file dialogs of File > Import Views... and Export Views...
+    void _importViewsAsked();
+    void _exportViewsAsked();
     void _takeModelViews(const std::vector<zul::scene::Model>& models, const QStringList& read,
                          QStringList& problems);
     void _rebuildModelViewsMenu();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/formats/ParaViewFiles.h"
 #include "KRAdvancedViews/formats/ViewRecord.h"
 #include "zul/runtime/Activation.h"
 #include "zul/runtime/HeadlessHost.h"
@@ -75,18 +76,16 @@ std::vector<ModelView> modelViews(const std::vector<krav::format::NamedRecord>& 
 // Nothing is written when a name is not stored.
 int saveNamedViews(IViewManager2* store, const std::vector<std::string>& names,
                    const std::string& file);
-// ParaView's camera files (ParaViewViews.cpp), told by --type or the
-// extension.
-enum class ParaViewKind { None, CameraConfiguration, CustomViewpoints };
-ParaViewKind paraViewKindOf(const std::string& path, const std::string& type);
 // krviews save FILE.pvcc --name NAME (exactly one view), or FILE.pvcvbc
-// (the named views, else all of them, named by their tool tips).
-int saveParaViewViews(IViewManager2* store, ParaViewKind kind,
+// (the named views, else all of them, named by their tool tips)
+// (ParaViewViews.cpp).
+int saveParaViewViews(IViewManager2* store, krav::format::ParaViewFileKind kind,
                       const std::vector<std::string>& names, const std::string& file);
 // krviews load FILE.pvcc (one view, named after the file's stem) or
 // FILE.pvcvbc: the views are added, or replace those of the same names,
 // all in one transaction.
-int loadParaViewViews(IViewManager2* store, ParaViewKind kind, const std::string& file);
+int loadParaViewViews(IViewManager2* store, krav::format::ParaViewFileKind kind,
+                      const std::string& file);
 // krviews model-views: one line per view, "N<tab>SOURCE<tab>NAME".
 int listModelViews(EarlyRead& read, const std::string& model);
 // Applies a model camera through the navigator, as a stored view is applied

@@ -287,7 +287,8 @@ int cmdMove(Session& s, Args& a) {
 
 // save and load.
 int cmdFile(Session& s, Args& a) {
-    if (const ParaViewKind kind = paraViewKindOf(a.file, a.fileType); kind != ParaViewKind::None)
+    if (const auto kind = krav::format::ParaViewFileKindOf(a.file, a.fileType);
+        kind != krav::format::ParaViewFileKind::None)
         return a.command == "save" ? saveParaViewViews(s.store.Get(), kind, a.saveNames, a.file)
                                    : loadParaViewViews(s.store.Get(), kind, a.file);
     FileTypeEnum type = TextFile;

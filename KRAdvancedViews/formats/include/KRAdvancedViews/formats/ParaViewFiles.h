@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/formats/ViewRecord.h"
 
 namespace krav::format {
@@ -66,5 +67,30 @@ bool PvcvbcText(const std::vector<NamedCamera>& cameras, std::string& text, std:
 // with a sentence in `notes`.
 bool ParsePvcvbc(const std::string& bytes, std::vector<NamedCamera>& cameras,
                  std::vector<std::string>& notes, std::string& why);
+
+// Which of ParaView's camera files `path` is, by its extension (any case),
+// or by `type` ("pvcc", "pvcvbc") when that is given.
+enum class ParaViewFileKind { None, CameraConfiguration, CustomViewpoints };
+ParaViewFileKind ParaViewFileKindOf(const std::string& path, const std::string& type = {});
+
+// The views of a ParaView camera file on disk: a configuration's one
+// camera named after the file's stem, or the named cameras of a custom
+// viewpoints file. False with `why` when the file cannot be read or is not
+// such a file; what was left out of it goes to `notes`.
+bool ReadParaViewViews(const std::string& path, ParaViewFileKind kind,
+                       std::vector<NamedRecord>& views, std::vector<std::string>& notes,
+                       std::string& why);
+// Writes `views` to a ParaView camera file (a configuration takes exactly
+// one), replacing it whole or leaving it as it was. Views holding a
+// direction only are fitted to `fit` and named in `directionOnly`.
+bool WriteParaViewViews(const std::string& path, ParaViewFileKind kind,
+                        const std::vector<NamedRecord>& views, const FitSphere& fit,
+                        std::vector<std::string>& directionOnly, std::string& why);
+
+// Adds each view to `store`, replacing a stored view of the same name, all
+// in one registry transaction: every view is stored, or none. S_OK; else
+// the failure, with `failed` naming the view that could not be stored.
+HRESULT StoreViewsReplacing(IViewManager2* store, const std::vector<NamedRecord>& views,
+                            std::string& failed);
 
 } // namespace krav::format

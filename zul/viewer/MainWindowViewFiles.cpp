@@ -1,0 +1,183 @@
+// MainWindow: File > Import Views... and File > Export Views..., the stored
+// views to and from every view file there is: the module's own (.qjv, .reg,
+// through its Save and Load) and ParaView's camera files (.pvcc, .pvcvbc).
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QStatusBar>
+
+#include <cmath>
+
+#include "KRAdvancedViews/IViewManager.h"
+#include "KRAdvancedViews/StoreLayout.h"
+#include "KRAdvancedViews/formats/ParaViewFiles.h"
+#include "MainWindow.h"
+
+namespace zul::viewer {
+namespace {
+
+const char* const kViewFileFilter =
+    QT_TRANSLATE_NOOP("MainWindow", "View files (*.qjv *.reg *.pvcc *.pvcvbc);;"
+                                    "All files (*)");
+
+// The module's own file type of `path`, by its extension; false for others.
+bool s_moduleType(const QString& path, FileTypeEnum& type) {
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    if (suffix == "qjv")
+        type = TextFile;
+    else if (suffix == "reg")
+        type = RegistryFile;
+    else
+        return false;
+    return true;
+}
+
+} // namespace
+
+bool MainWindow::ImportViews(const QString& path, QString& error) {
+    auto mgr = _mgr();
+    auto store = host_->firstObject<IViewManager2>();
+    if (!mgr || !store) {
+        error = tr("The view module is not loaded");
+        return false;
+    }
+    const std::string file = path.toStdString();
+    const QString name = QFileInfo(path).fileName();
+    if (FileTypeEnum type; s_moduleType(path, type)) {
+        std::vector<char> chars(file.begin(), file.end());
+        chars.push_back('\0');
+        // The module says itself what is wrong with a file it cannot load.
+        if (FAILED(mgr->LoadViews(chars.data(), type))) return false;
+        statusBar()->showMessage(tr("Views imported from %1").arg(name), 6000);
+        return true;
+    }
+    const auto kind = krav::format::ParaViewFileKindOf(file);
+    if (kind == krav::format::ParaViewFileKind::None) {
+        error = tr("%1 is not a view file (.qjv, .reg, .pvcc or .pvcvbc)").arg(name);
+        return false;
+    }
+    std::vector<krav::format::NamedRecord> views;
+    std::vector<std::string> notes;
+    std::string why;
+    if (!krav::format::ReadParaViewViews(file, kind, views, notes, why)) {
+        error = tr("%1 cannot be imported: %2. No view was changed.")
+                    .arg(name, QString::fromStdString(why));
+        return false;
+    }
+    QStringList left;
+    for (const std::string& note : notes)
+        left << QString::fromStdString(note);
+    if (views.empty()) {
+        error = tr("%1 holds no camera. No view was changed.").arg(name);
+        if (!left.isEmpty()) error += "\n" + left.join("\n");
+        return false;
+    }
+    std::string failed;
+    if (FAILED(krav::format::StoreViewsReplacing(store.Get(), views, failed))) {
+        error = failed.empty()
+                    ? tr("The views of %1 could not be stored. No view was changed.").arg(name)
+                    : tr("The view \"%1\" of %2 could not be stored. No view was "
+                         "changed.")
+                          .arg(QString::fromStdString(failed), name);
+        return false;
+    }
+    statusBar()->showMessage(
+        tr("%n view(s) imported from %1", nullptr, int(views.size())).arg(name), 6000);
+    if (!left.isEmpty()) error = left.join("\n"); // imported, with what was left out
+    return true;
+}
+
+bool MainWindow::ExportViews(const QString& path, const QString& viewName, QString& error) {
+    auto mgr = _mgr();
+    auto store = host_->firstObject<IViewManager2>();
+    if (!mgr || !store) {
+        error = tr("The view module is not loaded");
+        return false;
+    }
+    const std::string file = path.toStdString();
+    const QString name = QFileInfo(path).fileName();
+    if (FileTypeEnum type; s_moduleType(path, type)) {
+        std::vector<char> chars(file.begin(), file.end());
+        chars.push_back('\0');
+        const HRESULT hr = mgr->SaveViews(chars.data(), type);
+        if (hr == S_FALSE) error = tr("There are no stored views to export");
+        if (hr != S_OK) return false; // else the module said why
+        statusBar()->showMessage(tr("The stored views are exported to %1").arg(name), 6000);
+        return true;
+    }
+    const auto kind = krav::format::ParaViewFileKindOf(file);
+    if (kind == krav::format::ParaViewFileKind::None) {
+        error = tr("%1 is not a view file (.qjv, .reg, .pvcc or .pvcvbc)").arg(name);
+        return false;
+    }
+    std::vector<krav::format::NamedRecord> views;
+    for (const krav::StoredView& v : krav::ListStoredViews(store.Get()))
+        if (kind == krav::format::ParaViewFileKind::CustomViewpoints ||
+            QString::fromStdString(v.name) == viewName)
+            views.push_back({v.name, v.info});
+    if (views.empty()) {
+        error = kind == krav::format::ParaViewFileKind::CameraConfiguration
+                    ? tr("There is no stored view \"%1\"").arg(viewName)
+                    : tr("There are no stored views to export");
+        return false;
+    }
+    // A view that holds a direction only is written fitted to the model
+    // shown, as it would show it.
+    krav::format::FitSphere fit;
+    if (double b[6]; scene_.bounds(b)) {
+        for (int i = 0; i < 3; ++i) {
+            fit.centre[i] = (b[2 * i] + b[2 * i + 1]) / 2;
+            fit.radius += (b[2 * i + 1] - b[2 * i]) * (b[2 * i + 1] - b[2 * i]) / 4;
+        }
+        fit.radius = std::sqrt(fit.radius);
+    }
+    std::vector<std::string> directionOnly;
+    std::string why;
+    if (!krav::format::WriteParaViewViews(file, kind, views, fit, directionOnly, why)) {
+        error =
+            tr("The views could not be exported to %1: %2").arg(name, QString::fromStdString(why));
+        return false;
+    }
+    statusBar()->showMessage(tr("%n view(s) exported to %1", nullptr, int(views.size())).arg(name),
+                             6000);
+    return true;
+}
+
+void MainWindow::_importViewsAsked() {
+    const QString path =
+        QFileDialog::getOpenFileName(this, tr("Import Views"), QString(), tr(kViewFileFilter));
+    if (path.isEmpty()) return;
+    QString error;
+    const bool imported = ImportViews(path, error);
+    if (error.isEmpty()) return;
+    if (imported)
+        QMessageBox::information(this, tr("Import Views"), error); // what was left out
+    else
+        QMessageBox::warning(this, tr("Import Views"), error);
+}
+
+void MainWindow::_exportViewsAsked() {
+    const QString path =
+        QFileDialog::getSaveFileName(this, tr("Export Views"), QString(), tr(kViewFileFilter));
+    if (path.isEmpty()) return;
+    QString viewName;
+    if (krav::format::ParaViewFileKindOf(path.toStdString()) ==
+        krav::format::ParaViewFileKind::CameraConfiguration) {
+        // A camera configuration holds one camera: which view?
+        QStringList names;
+        if (auto store = host_->firstObject<IViewManager2>())
+            for (const krav::StoredView& v : krav::ListStoredViews(store.Get()))
+                names << QString::fromStdString(v.name);
+        bool ok = false;
+        viewName = QInputDialog::getItem(this, tr("Export Views"),
+                                         tr("A ParaView camera file holds one view. Export:"),
+                                         names, 0, false, &ok);
+        if (!ok) return;
+    }
+    QString error;
+    if (!ExportViews(path, viewName, error) && !error.isEmpty())
+        QMessageBox::warning(this, tr("Export Views"), error);
+}
+
+} // namespace zul::viewer
