@@ -83,7 +83,10 @@ bool MainWindow::ImportViews(const QString& path, QString& error) {
         return false;
     }
     statusBar()->showMessage(
-        tr("%n view(s) imported from %1", nullptr, int(views.size())).arg(name), 6000);
+        views.size() == 1
+            ? tr("1 view imported from %1").arg(name)
+            : tr("%1 views imported from %2").arg(QString::number(views.size()), name),
+        6000);
     if (!left.isEmpty()) error = left.join("\n"); // imported, with what was left out
     return true;
 }
@@ -139,8 +142,10 @@ bool MainWindow::ExportViews(const QString& path, const QString& viewName, QStri
             tr("The views could not be exported to %1: %2").arg(name, QString::fromStdString(why));
         return false;
     }
-    statusBar()->showMessage(tr("%n view(s) exported to %1", nullptr, int(views.size())).arg(name),
-                             6000);
+    statusBar()->showMessage(
+        views.size() == 1 ? tr("1 view exported to %1").arg(name)
+                          : tr("%1 views exported to %2").arg(QString::number(views.size()), name),
+        6000);
     return true;
 }
 
