@@ -4,6 +4,7 @@
 #include <vtkNew.h>
 #include <vtkPNGReader.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -154,4 +155,45 @@ TEST_F(Krviews, ViewsGoToParaViewsCameraFilesAndComeBack) {
               std::string::npos)
         << r.err;
     EXPECT_EQ(run("show Front").out, stored.out);
+}
+
+// ParaView itself reads the camera we write and writes one we read. Its
+// Debian package cannot be installed beside VTK's development files, so it
+// is unpacked privately and named by KRAV_PVBATCH (a script that runs its
+// pvbatch with the library and Python paths set).
+TEST_F(Krviews, ParaViewReadsOurCameraAndWeReadItsCamera) {
+    const char* pvbatch = std::getenv("KRAV_PVBATCH");
+    if (!pvbatch || !std::filesystem::exists(pvbatch))
+        GTEST_SKIP() << "set KRAV_PVBATCH to a runnable ParaView pvbatch to check against it";
+    const std::string ours = (dir_ / "ours.pvcc").string(),
+                      theirs = (dir_ / "Theirs.pvcc").string();
+    ASSERT_EQ(run("add Ours --from 1,2,3 --at 0,0.5,0 --up 0,0,1 --fov 25 --type ortho").status, 0);
+    ASSERT_EQ(run("save '" + ours + "' --name Ours").status, 0);
+    const std::string script = (dir_ / "check.py").string();
+    {
+        std::ofstream py(script);
+        py << "import sys\n"
+              "from paraview.simple import *\n"
+              "from paraview.modules.vtkRemotingMisc import vtkSMCameraConfigurationReader, "
+              "vtkSMCameraConfigurationWriter\n"
+              "v = CreateRenderView()\n"
+              "r = vtkSMCameraConfigurationReader(); r.SetRenderViewProxy(v.SMProxy)\n"
+              "assert r.ReadConfiguration(sys.argv[1])\n"
+              "v.UpdateVTKObjects()\n"
+              "print(' '.join('%g' % x for x in list(v.CameraPosition) + list(v.CameraFocalPoint) "
+              "+ "
+              "list(v.CameraViewUp) + [v.CameraViewAngle, v.CameraParallelProjection]))\n"
+              "v.CameraPosition = [-3, 4, 5]; v.CameraFocalPoint = [1, 1, 1]; "
+              "v.CameraViewUp = [0, 1, 0]; v.CameraViewAngle = 35; v.CameraParallelProjection = 0\n"
+              "w = vtkSMCameraConfigurationWriter(); w.SetRenderViewProxy(v.SMProxy)\n"
+              "w.SetFileName(sys.argv[2]); assert w.WriteConfiguration()\n";
+    }
+    const zul::test::ProgramResult pv = zul::test::runProgram(
+        "'" + std::string(pvbatch) + "' '" + script + "' '" + ours + "' '" + theirs + "' 2>&1");
+    ASSERT_EQ(pv.status, 0) << pv.out;
+    EXPECT_NE(pv.out.find("1 2 3 0 0.5 0 0 0 1 25 1"), std::string::npos) << pv.out;
+    ASSERT_EQ(run("load '" + theirs + "'").status, 0);
+    const Result shown = run("show Theirs");
+    for (const char* line : {"From:-3 4 5\n", "At:1 1 1\n", "Up:0 1 0\n", "Fov:35\n", "Type:1\n"})
+        EXPECT_NE(shown.out.find(line), std::string::npos) << line << shown.out;
 }
