@@ -43,6 +43,8 @@ HRESULT CViewManager::GetDefaultView(FullViewInfo* pViewInfo) {
 
 HRESULT CViewManager::SetDefaultView(const char* pViewName) {
     KRAV_TRACE("CViewManager::SetDefaultView");
+    std::string text;
+    AsStoreText(pViewName, text);
     return zul::com::firewall([&]() -> HRESULT {
         // Moving the mark is one durable step. Every view found marked loses
         // it (files of older versions could mark several), each by an edit.

@@ -27,6 +27,7 @@
 #include "resources/StringTable.h"
 #include "zul/registry/RegHelper.h"
 #include "zul/registry/SafeFile.h"
+#include "zul/registry/Text.h"
 #include "zul/registry/Transaction.h"
 
 namespace {
@@ -158,9 +159,11 @@ HRESULT CViewManager::_saveToUnicodeFile(std::ostream* stream, int count,
     for (int i = 0; i < count && i < static_cast<int>(names.size()); ++i) {
         FullViewInfo r;
         if (GetViewInfo(names[i].c_str(), &r) != S_OK) continue;
-        // A name that is not valid UTF-8 cannot be written as UTF-16: skipped.
-        if (EncodeUtf16(QjvRecordLines(names[i], r), bytes))
-            stream->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        // A name from a hive older than the registry's text rule is read as
+        // that rule reads it: every view is written.
+        if (!EncodeUtf16(QjvRecordLines(zul::registry::utf8Text(names[i]), r), bytes))
+            return E_FAIL;
+        stream->write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
     return stream->good() ? S_OK : E_FAIL;
 }

@@ -187,6 +187,8 @@ HRESULT CViewManager::_destroyView(const char* name, int slot) {
 
 HRESULT CViewManager::CreateViewInfo(const char* pViewName, FullViewInfo viewInfo) {
     KRAV_TRACE("CViewManager::CreateViewInfo");
+    std::string text;
+    AsStoreText(pViewName, text);
     return zul::com::firewall([&]() -> HRESULT {
         {
             OpScope tx(*this, true);
@@ -208,6 +210,8 @@ HRESULT CViewManager::CreateViewInfo(const char* pViewName, FullViewInfo viewInf
 
 HRESULT CViewManager::EditViewInfo(const char* pViewName, FullViewInfo viewInfo) {
     KRAV_TRACE("CViewManager::EditViewInfo");
+    std::string text;
+    AsStoreText(pViewName, text);
     return zul::com::firewall([&]() -> HRESULT {
         const HRESULT check = _checkRecord(pViewName, viewInfo);
         if (FAILED(check)) return check;
@@ -247,6 +251,8 @@ HRESULT CViewManager::GetViewInfo(const char* pViewName, FullViewInfo* pViewInfo
     KRAV_TRACE("CViewManager::GetViewInfo");
     if (!pViewName || !pViewInfo) return E_POINTER;
     if (!*pViewName) return E_INVALIDARG;
+    std::string text;
+    AsStoreText(pViewName, text);
     return zul::com::firewall([&]() -> HRESULT {
         OpScope tx(*this); // one lock for the lookup and every value
         std::string subkey, stored;
@@ -265,6 +271,8 @@ HRESULT CViewManager::DestroyViewExt(const char* pViewName) {
     KRAV_TRACE("CViewManager::DestroyViewExt");
     if (!pViewName) return E_POINTER;
     if (!*pViewName) return E_INVALIDARG;
+    std::string text;
+    AsStoreText(pViewName, text);
     return zul::com::firewall([&]() -> HRESULT {
         FullViewInfo info;
         bool known = false;
@@ -290,6 +298,9 @@ HRESULT CViewManager::DestroyViewExt(const char* pViewName) {
 HRESULT CViewManager::RenameViewExt(const char* pOldViewName, const char* pNewViewName) {
     KRAV_TRACE("CViewManager::RenameViewExt");
     if (!pOldViewName || !pNewViewName) return E_POINTER;
+    std::string oldText, newText;
+    AsStoreText(pOldViewName, oldText);
+    AsStoreText(pNewViewName, newText);
     return zul::com::firewall([&]() -> HRESULT {
         {
             OpScope tx(*this, true);

@@ -18,6 +18,7 @@
 #include "Site.h"
 #include "zul/com/ComPtr.h"
 #include "zul/com/Object.h"
+#include "zul/registry/Text.h"
 #include "zul/registry/Transaction.h"
 
 // Reads a vector (three comma-ended fields) or, with `threeValues` false, one
@@ -32,6 +33,16 @@ struct IViewFileReport : IUnknown {
     virtual bool STDMETHODCALLTYPE ToldUserOfLastFailure() = 0;
 };
 ZUL_DECLARE_IID(IViewFileReport, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0190");
+
+// Makes a view name given to the store the registry's text for the rest of
+// the call (UTF-8; other bytes read as Windows-1252, as the registry stores
+// them), keeping the text in `text`: a name given in Windows-1252 finds the
+// view stored under it.
+inline void AsStoreText(const char*& name, std::string& text) {
+    if (!name) return;
+    text = zul::registry::utf8Text(name);
+    name = text.c_str();
+}
 
 class CViewManager : public zul::com::ObjectRoot,
                      public IViewManager2,

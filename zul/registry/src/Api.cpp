@@ -17,6 +17,7 @@
 #include <unordered_set>
 
 #include "Hive.h"
+#include "zul/registry/Text.h"
 #include "zul/registry/registry.h"
 
 using zul::registry::foldName;
@@ -138,7 +139,8 @@ HKEY newHandle(std::vector<Binding> bindings, REGSAM access) {
 LSTATUS splitPath(const char* sub, std::vector<std::string>& out) {
     out.clear();
     if (!sub || !*sub) return ERROR_SUCCESS;
-    const std::string_view s(sub);
+    const std::string text = zul::registry::utf8Text(sub);
+    const std::string_view s(text);
     if (s.front() == '\\') {
         zul::registry::setErrorDetail("key path '" + std::string(s) + "' starts with a backslash");
         return ERROR_BAD_PATHNAME;
@@ -446,7 +448,7 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR lpClass, DWORD,
             }
         }
         const Binding& target = *chosen;
-        const std::string cls = lpClass ? lpClass : "";
+        const std::string cls = zul::registry::utf8Text(lpClass ? lpClass : "");
         if (target.path.size() + parts.size() > zul::registry::kMaxKeyDepth) {
             zul::registry::setErrorDetail(
                 "the key would lie " + std::to_string(target.path.size() + parts.size()) +
@@ -649,7 +651,7 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
-        const std::string fold = foldName(lpValueName ? lpValueName : "");
+        const std::string fold = foldName(zul::registry::utf8Text(lpValueName ? lpValueName : ""));
         ValueRecord v;
         const auto get = [&](const Binding& b, int64_t id) {
             return b.hive->getValue(id, fold, v);
@@ -686,7 +688,11 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
         if ((dwType == REG_SZ || dwType == REG_EXPAND_SZ || dwType == REG_MULTI_SZ) && cbData > 0 &&
             lpData[cbData - 1] != 0 && lpData[cbData] == 0)
             data.push_back('\0');
-        const std::string name = lpValueName ? lpValueName : "";
+        // Strings are the registry's text (UTF-8; other bytes read as
+        // Windows-1252).
+        if (dwType == REG_SZ || dwType == REG_EXPAND_SZ || dwType == REG_MULTI_SZ)
+            data = zul::registry::utf8Text(data);
+        const std::string name = zul::registry::utf8Text(lpValueName ? lpValueName : "");
         st = onFirstExisting(bs, Access::Write, [&](const Binding& b, int64_t id) {
             return b.hive->setValue(id, name, dwType, data);
         });
@@ -713,7 +719,7 @@ LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
-        const std::string fold = foldName(lpValueName ? lpValueName : "");
+        const std::string fold = foldName(zul::registry::utf8Text(lpValueName ? lpValueName : ""));
         const auto del = [&](const Binding& b, int64_t id) {
             return b.hive->deleteValue(id, fold);
         };

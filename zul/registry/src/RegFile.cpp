@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Hive.h"
-#include "Windows1252.h"
+#include "zul/registry/Text.h"
 #include "zul/registry/Transaction.h"
 
 namespace zul::registry {
@@ -72,23 +72,20 @@ bool isStringType(DWORD type) {
 }
 
 // A string value's bytes as the form carries them in hex(N) payloads.
-bool payloadOf(const std::string& data, ExportForm& form, std::string& out) {
+bool payloadOf(const std::string& stored, ExportForm& form, std::string& out) {
     if (form.kind == ExportForm::Own) {
-        out = data;
+        out = stored;
         return true;
     }
+    // Text a hive from before the registry's text rule may hold is read as
+    // that rule reads it.
+    const std::string data = utf8Text(stored);
     if (form.kind == ExportForm::Ansi) {
         uint32_t bad = 0;
         if (utf8ToWindows1252(data, out, bad)) return true;
         char cp[16];
         std::snprintf(cp, sizeof cp, "U+%04X", bad);
-        form.error = bad == 0xFFFD
-                         ? "its text is not UTF-8"
-                         : std::string("it holds ") + cp + ", which Windows-1252 cannot write";
-        return false;
-    }
-    if (!isUtf8(data)) {
-        form.error = "its text is not UTF-8";
+        form.error = std::string("it holds ") + cp + ", which Windows-1252 cannot write";
         return false;
     }
     std::u16string wide;
@@ -391,9 +388,10 @@ LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form, std::string
     std::string text;
     const LSTATUS st = exportWith(fullPath, how, text);
     if (st != ERROR_SUCCESS) return st;
-    // Line by line, so that a name the form cannot carry is named: a key or
-    // value name that is not UTF-8 (the registry keeps any bytes it was
-    // given), or, in Windows-1252, a character that code page lacks.
+    // Line by line, so that a name the form cannot carry is named: in
+    // Windows-1252, a character that code page lacks. A name that is not
+    // UTF-8 (from a hive older than the registry's text rule) is read as
+    // that rule reads it.
     bytes.clear();
     if (form == RegFileForm::Version5) bytes = "\xFF\xFE";
     std::string section;
@@ -401,15 +399,8 @@ LSTATUS exportRegFile(const std::string& fullPath, RegFileForm form, std::string
     while (start < text.size()) {
         size_t end = text.find('\n', start);
         if (end == std::string::npos) end = text.size();
-        const std::string line = text.substr(start, end - start);
+        const std::string line = utf8Text(std::string_view(text).substr(start, end - start));
         if (!line.empty() && line[0] == '[') section = line.substr(1, line.size() - 2);
-        if (!isUtf8(line)) {
-            // The section's own line names it as its bytes allow.
-            setErrorDetail(s_whatLine(line, section) +
-                           " has a name that is not UTF-8 text, which an export cannot carry "
-                           "faithfully; nothing was written");
-            return ERROR_INVALID_DATA;
-        }
         if (form == RegFileForm::Version5Text) {
             bytes += line + "\n";
         } else if (form == RegFileForm::Version5) {

@@ -1,7 +1,8 @@
-#include "Windows1252.h"
+#include "zul/registry/Text.h"
 
 #include <utf8cpp/utf8.h>
 
+#include <algorithm>
 #include <iterator>
 
 namespace zul::registry {
@@ -53,6 +54,21 @@ std::string windows1252ToUtf8(std::string_view in) {
     out.reserve(in.size());
     for (const char c : in)
         utf8::append(s_codePoint(static_cast<unsigned char>(c)), std::back_inserter(out));
+    return out;
+}
+
+std::string utf8Text(std::string_view in) {
+    if (isUtf8(in)) return std::string(in);
+    // Each string of a list (strings ended by NULs) on its own: one that is
+    // UTF-8 stays as it is.
+    std::string out;
+    for (size_t at = 0; at <= in.size();) {
+        const size_t end = std::min(in.find('\0', at), in.size());
+        const std::string_view part = in.substr(at, end - at);
+        out += isUtf8(part) ? std::string(part) : windows1252ToUtf8(part);
+        if (end < in.size()) out += '\0';
+        at = end + 1;
+    }
     return out;
 }
 
