@@ -70,16 +70,25 @@ int envInt(const char* name, int fallback) {
 
 // Single bit flips anywhere in a hive of 108 views. Whatever SQLite's full
 // check finds damaged must be refused by the first command, and no command
-// may change the file; what it finds whole may be served.
+// may change the file; what it finds whole may be served, but only as it
+// was: a changed value is found by its checksum and refused.
 TEST_F(Damage, NoFlippedHiveIsServedOrWritten) {
     fillViews(108);
     const std::string good = readFile(userHive_);
     ASSERT_GT(good.size(), 64u * 1024);
     const std::string flipped = (dir_ / "flipped.db").string(),
                       oracle = (dir_ / "oracle.db").string();
+    auto exportOf = [](const std::string& hive) {
+        return runProgram("ZUL_USER_HIVE='" + hive +
+                          "' '" ZULREG_PATH "' export 'HKEY_CURRENT_USER\\Software' - 2>&1");
+    };
+    writeFile(flipped, good);
+    const std::string goodExport = exportOf(flipped).out;
+    ASSERT_NE(goodExport.find("VIEW_0108"), std::string::npos) << goodExport;
     std::mt19937 rng(unsigned(envInt("KRAV_FLIP_SEED", 20261122)));
     const int flips = envInt("KRAV_FLIPS", 200);
-    int whole = 0, refused = 0, refusedWhole = 0, served = 0, late = 0, written = 0;
+    int whole = 0, refused = 0, refusedWhole = 0, served = 0, late = 0, written = 0,
+        changedServed = 0;
     for (int i = 0; i < flips; ++i) {
         std::string bytes = good;
         const size_t at = rng() % bytes.size();
@@ -89,6 +98,13 @@ TEST_F(Damage, NoFlippedHiveIsServedOrWritten) {
         writeFile(flipped, bytes);
         writeFile(oracle, bytes);
         const bool damaged = zul::test::hiveIntegrity(oracle) != "ok";
+        const auto exported = exportOf(flipped);
+        if (exported.status == 0 && exported.out != goodExport) {
+            ++changedServed;
+            ADD_FAILURE() << "byte " << at << ": a changed hive was served as whole";
+        }
+        for (const char* suffix : {"-journal", ".backup"})
+            std::filesystem::remove(flipped + suffix);
         const auto list = krviews(flipped, "list");
         const auto add = krviews(flipped, "add 'Added after the flip'");
         const bool changed = readFile(flipped) != bytes;
@@ -107,11 +123,13 @@ TEST_F(Damage, NoFlippedHiveIsServedOrWritten) {
         }
     }
     std::printf("%d flips: %d damaged and refused, %d whole by SQLite's check but refused "
-                "(broken key links), %d whole and served, %d damaged but served (%d of them "
-                "refused at the write, %d written)\n",
-                flips, refused, refusedWhole, whole, served, late, written);
+                "(broken key links, values that fail their checksums), %d whole and served, "
+                "%d damaged but served (%d of them refused at the write, %d written), "
+                "%d served with changed contents\n",
+                flips, refused, refusedWhole, whole, served, late, written, changedServed);
     EXPECT_EQ(served, 0);
     EXPECT_EQ(written, 0);
+    EXPECT_EQ(changedServed, 0);
     EXPECT_GT(refused, flips / 5) << "the flips should damage a fair share";
 }
 
@@ -361,4 +379,56 @@ TEST_F(Damage, TextThatIsNotUtf8IsReadAsWindows1252AndNothingIsLost) {
     exported = zulreg("export " + key + " -");
     EXPECT_EQ(exported.status, 0) << exported.out;
     EXPECT_NE(exported.out.find("\"Old\xc3\xbc\"="), std::string::npos) << exported.out;
+}
+
+// A value changed outside the registry (SQLite keeps no checksums of its
+// own, so its check passes) is found by the value's checksum: while the
+// hive is open, at the read, and at the next program's open, refused as a
+// damaged hive is, with nothing written. A hive of the format before
+// checksums gets them when it is first opened to write.
+TEST_F(Damage, AValueChangedOutsideTheRegistryIsFoundByItsChecksum) {
+    fillViews(3);
+    sqlite(userHive_, "ALTER TABLE vals DROP COLUMN sum; PRAGMA user_version=2");
+    ASSERT_EQ(krviews(userHive_, "list").status, 0)
+        << "the older format is read and brought forward";
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\ZUL\\Sums", 0, nullptr, 0,
+                              KEY_READ | KEY_WRITE, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegSetValueExA(key, "Kept", 0, REG_SZ, reinterpret_cast<const BYTE*>("Before"), 7),
+              ERROR_SUCCESS);
+    char text[64] = {};
+    DWORD size = sizeof text;
+    ASSERT_EQ(RegQueryValueExA(key, "Kept", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size),
+              ERROR_SUCCESS);
+
+    sqlite(userHive_, "UPDATE vals SET data = CAST('Bafore' || char(0) AS BLOB) WHERE "
+                      "data = CAST('Before' || char(0) AS BLOB)");
+    const std::string tampered = readFile(userHive_);
+    size = sizeof text;
+    EXPECT_EQ(RegQueryValueExA(key, "Kept", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size),
+              ERROR_BADDB);
+    EXPECT_NE(zul::registry::lastErrorDetail().find(
+                  "the value 'Kept' of key 'Software\\ZUL\\Sums' does not match its checksum"),
+              std::string::npos)
+        << zul::registry::lastErrorDetail();
+    EXPECT_EQ(RegSetValueExA(key, "Other", 0, REG_SZ, reinterpret_cast<const BYTE*>("x"), 2),
+              ERROR_BADDB);
+    RegCloseKey(key);
+    auto list = krviews(userHive_, "list");
+    EXPECT_NE(list.status, 0);
+    EXPECT_NE(list.out.find("the value 'Kept' does not match its checksum"), std::string::npos)
+        << list.out;
+    EXPECT_TRUE(sameBytes(readFile(userHive_), tampered));
+
+    // A value stored before the hive had checksums got one when it was
+    // brought forward.
+    sqlite(userHive_, "UPDATE vals SET data = CAST('Before' || char(0) AS BLOB) WHERE "
+                      "data = CAST('Bafore' || char(0) AS BLOB);"
+                      "UPDATE vals SET data = CAST('View 8' || char(0) AS BLOB) WHERE "
+                      "data = CAST('View 2' || char(0) AS BLOB)");
+    list = krviews(userHive_, "list");
+    EXPECT_NE(list.status, 0);
+    EXPECT_NE(list.out.find("the value 'View Name' does not match its checksum"), std::string::npos)
+        << list.out;
 }

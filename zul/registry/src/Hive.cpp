@@ -46,7 +46,7 @@ void s_createPrivateFolders(const std::filesystem::path& dir, std::error_code& e
 // refused rather than written into.
 constexpr int kApplicationId = 0x5A554C52;
 // 1: keys and values; 2: keys have a class name and a last-write time.
-constexpr int kSchemaVersion = 2;
+constexpr int kSchemaVersion = 3;
 // How long a caller waits for another process's write to finish before the
 // call fails. Writers hold the lock for milliseconds, so this is only reached
 // when a process hangs inside a transaction.
@@ -333,6 +333,8 @@ LSTATUS Hive::open(Access access) {
         return closeWith(broken_);
     }
     keyMeta_ = version >= 2;
+    sums_ = version >= 3;
+    registerValueSum(db_);
     if (tables > 0) {
         // A damaged hive is refused before anything is read from it or
         // written to it; one that checks whole gets its day's backup.
@@ -359,31 +361,51 @@ LSTATUS Hive::open(Access access) {
             if (jm && jm.step() == SQLITE_ROW) mode = jm.text(0);
         }
         if (mode == "wal") st = exec("PRAGMA journal_mode=DELETE");
-        if (st == ERROR_SUCCESS && !keyMeta_) st = addKeyMeta();
+        if (st == ERROR_SUCCESS && tables > 0 && version < kSchemaVersion)
+            st = upgradeSchema(version);
         if (st != ERROR_SUCCESS) return closeWith(st);
     }
     return ERROR_SUCCESS;
 }
 
-LSTATUS Hive::addKeyMeta() {
+LSTATUS Hive::upgradeSchema(int version) {
     LSTATUS st = execRetrying("BEGIN IMMEDIATE");
     if (st != ERROR_SUCCESS) return st;
-    int version = 0;
     {
+        // Another program may have brought it forward meanwhile.
         Stmt q(*this, "PRAGMA user_version");
         if (q && q.step() == SQLITE_ROW) version = static_cast<int>(q.int64(0));
     }
     if (version < 2)
         st = exec("ALTER TABLE keys ADD COLUMN class TEXT NOT NULL DEFAULT '';"
-                  "ALTER TABLE keys ADD COLUMN mtime INTEGER NOT NULL DEFAULT 0;"
-                  "PRAGMA user_version=2;");
+                  "ALTER TABLE keys ADD COLUMN mtime INTEGER NOT NULL DEFAULT 0;");
+    if (st == ERROR_SUCCESS && version < 3)
+        st = exec("ALTER TABLE vals ADD COLUMN sum INTEGER;"
+                  "UPDATE vals SET sum = zul_sum(key, name, fold, type, data);");
+    if (st == ERROR_SUCCESS) st = exec("PRAGMA user_version=3;");
     if (st != ERROR_SUCCESS) {
         sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
         return st;
     }
     st = execRetrying("COMMIT");
-    if (st == ERROR_SUCCESS) keyMeta_ = true;
+    if (st == ERROR_SUCCESS) keyMeta_ = sums_ = true;
     return st;
+}
+
+LSTATUS Hive::badSum(int64_t key, const std::string& name) {
+    std::string path;
+    for (int64_t id = key, parent = 0, depth = 0; id > 1 && depth < 512; id = parent, ++depth) {
+        Stmt q(*this, "SELECT name, parent FROM keys WHERE id=?1");
+        if (!q || q.bind(1, id).step() != SQLITE_ROW) break;
+        path = q.text(0) + (path.empty() ? "" : "\\" + path);
+        parent = q.int64(1);
+    }
+    broken_ = ERROR_BADDB;
+    brokenDetail_ = damagedHiveMessage(
+        path_, "the value '" + name + "' of key '" + path +
+                   "' does not match its checksum (it was changed outside the registry)");
+    setErrorDetail(brokenDetail_);
+    return broken_;
 }
 
 LSTATUS Hive::createWhole() {
@@ -411,6 +433,7 @@ LSTATUS Hive::createWhole() {
         return ERROR_CANTOPEN;
     }
     db_ = db;
+    registerValueSum(db_);
     LSTATUS st = exec("PRAGMA synchronous=FULL");
     if (st == ERROR_SUCCESS) st = initSchema();
     for (auto& [sql, q] : stmts_)
@@ -448,10 +471,10 @@ LSTATUS Hive::initSchema() {
               " name TEXT NOT NULL, fold TEXT NOT NULL, class TEXT NOT NULL DEFAULT '',"
               " mtime INTEGER NOT NULL DEFAULT 0, UNIQUE(parent, fold));"
               "CREATE TABLE vals(key INTEGER NOT NULL, name TEXT NOT NULL, fold TEXT NOT NULL,"
-              " type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, fold));"
+              " type INTEGER NOT NULL, data BLOB NOT NULL, sum INTEGER, UNIQUE(key, fold));"
               "INSERT INTO keys(id, parent, name, fold) VALUES(1, 0, '', '');"
               "PRAGMA application_id=1515539538;"
-              "PRAGMA user_version=2;");
+              "PRAGMA user_version=3;");
     if (st != ERROR_SUCCESS) {
         sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
         return st;

@@ -39,6 +39,12 @@ void clearErrorDetail();
 // SQLite error that stopped the check.
 constexpr uint64_t kFullCheckBytes = uint64_t(64) << 20;
 int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why);
+// Makes the SQL function zul_sum(key, name, fold, type, data) known on `db`:
+// the checksum each stored value carries (from the third hive format on),
+// over its key and everything it holds, so that a value changed outside
+// the registry (a flipped bit that SQLite's own checks cannot see, as it
+// keeps no checksums) is found when it is read.
+void registerValueSum(sqlite3* db);
 // The refusal of a damaged hive: what is wrong, that the file was left as it
 // was, and where its backup is and how to restore it, when there is one.
 std::string damagedHiveMessage(const std::string& hive, const std::string& why);
@@ -134,7 +140,7 @@ private:
     // Makes the hive file whole under a scratch name and links it into place.
     LSTATUS createWhole();
     LSTATUS initSchema();
-    LSTATUS addKeyMeta(); // brings a first-format hive to the second
+    LSTATUS upgradeSchema(int version); // brings an older-format hive to this one
     // Marks `id` written now (its last-write time).
     LSTATUS touch(int64_t id);
     LSTATUS parentOf(int64_t id, int64_t& parent);
@@ -148,6 +154,10 @@ private:
     sqlite3* db_ = nullptr;
     bool readOnly_ = false;
     bool keyMeta_ = false; // the keys table has class and mtime columns
+    bool sums_ = false;    // the values carry checksums (zul_sum)
+    // A value read whose checksum does not match: the hive is damaged, and
+    // refused from then on, as a hive that fails its check at open is.
+    LSTATUS badSum(int64_t key, const std::string& name);
     // Keys whose last write this transaction has recorded already: one
     // UPDATE a key per transaction, whose writes all land at its commit.
     std::unordered_set<int64_t> touched_;

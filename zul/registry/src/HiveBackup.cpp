@@ -147,7 +147,35 @@ std::string hiveBackupPath(const std::string& hive) {
     return hive + ".backup";
 }
 
+void registerValueSum(sqlite3* db) {
+    // FNV-1a over the key, then each field with its length before it.
+    auto sum = [](sqlite3_context* context, int argc, sqlite3_value** argv) {
+        uint64_t h = 14695981039346656037ull;
+        auto mix = [&h](const void* bytes, size_t n) {
+            for (size_t i = 0; i < n; ++i) {
+                h ^= static_cast<const unsigned char*>(bytes)[i];
+                h *= 1099511628211ull;
+            }
+        };
+        for (int i = 0; i < argc; ++i) {
+            if (i == 0 || i == 3) {
+                const int64_t v = sqlite3_value_int64(argv[i]);
+                mix(&v, sizeof v);
+                continue;
+            }
+            const void* bytes = sqlite3_value_blob(argv[i]);
+            const int64_t n = sqlite3_value_bytes(argv[i]);
+            mix(&n, sizeof n);
+            if (bytes) mix(bytes, size_t(n));
+        }
+        sqlite3_result_int64(context, static_cast<int64_t>(h));
+    };
+    sqlite3_create_function_v2(db, "zul_sum", 5, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, sum,
+                               nullptr, nullptr, nullptr);
+}
+
 int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why) {
+    registerValueSum(db);
     std::string result;
     int rc = s_firstText(
         db, fileBytes <= kFullCheckBytes ? "PRAGMA integrity_check(5)" : "PRAGMA quick_check(5)",
@@ -185,6 +213,26 @@ int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why) {
     if (reachable != keys) {
         why = std::to_string(keys - reachable) +
               " keys are not below the root (their parent links are broken or form a loop)";
+        return SQLITE_CORRUPT;
+    }
+    // Every value against its checksum, in a hive that has them.
+    rc = s_firstText(db, "SELECT (SELECT user_version FROM pragma_user_version) >= 3", result);
+    if (rc != SQLITE_OK) {
+        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+        return rc;
+    }
+    if (result != "1") return SQLITE_OK;
+    rc = s_firstText(db,
+                     "SELECT ifnull((SELECT name FROM vals WHERE sum IS NOT"
+                     " zul_sum(key, name, fold, type, data) LIMIT 1), char(1))",
+                     result);
+    if (rc != SQLITE_OK) {
+        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+        return rc;
+    }
+    if (result != "\x01") {
+        why = "the value '" + result +
+              "' does not match its checksum (it was changed outside the registry)";
         return SQLITE_CORRUPT;
     }
     return SQLITE_OK;

@@ -168,11 +168,16 @@ LSTATUS Hive::keyInfo(int64_t id, DWORD& subkeys, DWORD& maxSubkeyLen, DWORD& va
 
 LSTATUS Hive::getValue(int64_t key, std::string_view fold, ValueRecord& out) {
     if (!db_) return ERROR_FILE_NOT_FOUND;
-    Stmt q(*this, "SELECT name, type, data FROM vals WHERE key=?1 AND fold=?2");
+    // With checksums, a fourth column says whether the value's matches
+    // what it holds.
+    Stmt q(*this, sums_ ? "SELECT name, type, data, sum IS zul_sum(key, name, fold, type, data)"
+                          " FROM vals WHERE key=?1 AND fold=?2"
+                        : "SELECT name, type, data, 1 FROM vals WHERE key=?1 AND fold=?2");
     if (!q) return ERROR_CANTREAD;
     const int rc = q.bind(1, key).bind(2, fold).step();
     if (rc == SQLITE_ROW) {
         out.name = q.text(0);
+        if (q.int64(3) == 0) return badSum(key, out.name);
         out.type = static_cast<DWORD>(q.int64(1));
         out.data = q.text(2);
         return ERROR_SUCCESS;
@@ -183,12 +188,16 @@ LSTATUS Hive::getValue(int64_t key, std::string_view fold, ValueRecord& out) {
 LSTATUS Hive::valueAt(int64_t key, DWORD index, ValueRecord& out) {
     if (!db_) return ERROR_NO_MORE_ITEMS;
     // Values enumerate in the order they were first set, as on Windows.
-    Stmt q(*this,
-           "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY rowid LIMIT 1 OFFSET ?2");
+    Stmt q(*this, sums_
+                      ? "SELECT name, type, data, sum IS zul_sum(key, name, fold, type, data)"
+                        " FROM vals WHERE key=?1 ORDER BY rowid LIMIT 1 OFFSET ?2"
+                      : "SELECT name, type, data, 1 FROM vals WHERE key=?1 ORDER BY rowid LIMIT 1 "
+                        "OFFSET ?2");
     if (!q) return ERROR_CANTREAD;
     const int rc = q.bind(1, key).bind(2, static_cast<int64_t>(index)).step();
     if (rc == SQLITE_ROW) {
         out.name = q.text(0);
+        if (q.int64(3) == 0) return badSum(key, out.name);
         out.type = static_cast<DWORD>(q.int64(1));
         out.data = q.text(2);
         return ERROR_SUCCESS;
@@ -199,12 +208,16 @@ LSTATUS Hive::valueAt(int64_t key, DWORD index, ValueRecord& out) {
 LSTATUS Hive::values(int64_t key, std::vector<ValueRecord>& out) {
     out.clear();
     if (!db_) return ERROR_SUCCESS;
-    Stmt q(*this, "SELECT name, type, data FROM vals WHERE key=?1 ORDER BY rowid");
+    Stmt q(*this, sums_ ? "SELECT name, type, data, sum IS zul_sum(key, name, fold, type, data)"
+                          " FROM vals WHERE key=?1 ORDER BY rowid"
+                        : "SELECT name, type, data, 1 FROM vals WHERE key=?1 ORDER BY rowid");
     if (!q) return ERROR_CANTREAD;
     q.bind(1, key);
     int rc;
-    while ((rc = q.step()) == SQLITE_ROW)
+    while ((rc = q.step()) == SQLITE_ROW) {
+        if (q.int64(3) == 0) return badSum(key, q.text(0));
         out.push_back({q.text(0), static_cast<DWORD>(q.int64(1)), q.text(2)});
+    }
     return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "enumerating values");
 }
 
@@ -212,13 +225,18 @@ LSTATUS Hive::setValue(int64_t key, std::string_view name, DWORD type, std::stri
     const std::string fold = foldName(name);
     // An existing value keeps its place in the enumeration order and the case
     // of its name.
-    Stmt up(*this, "UPDATE vals SET type=?3, data=?4 WHERE key=?1 AND fold=?2");
+    Stmt up(*this, sums_ ? "UPDATE vals SET type=?3, data=?4, sum=zul_sum(key, name, fold, ?3, ?4)"
+                           " WHERE key=?1 AND fold=?2"
+                         : "UPDATE vals SET type=?3, data=?4 WHERE key=?1 AND fold=?2");
     if (!up) return ERROR_CANTWRITE;
     int rc =
         up.bind(1, key).bind(2, fold).bind(3, static_cast<int64_t>(type)).bindBlob(4, data).step();
     if (rc != SQLITE_DONE) return fail(rc, "writing a value");
     if (sqlite3_changes(db_) > 0) return touch(key);
-    Stmt ins(*this, "INSERT INTO vals(key, name, fold, type, data) VALUES(?1, ?2, ?3, ?4, ?5)");
+    Stmt ins(*this,
+             sums_ ? "INSERT INTO vals(key, name, fold, type, data, sum)"
+                     " VALUES(?1, ?2, ?3, ?4, ?5, zul_sum(?1, ?2, ?3, ?4, ?5))"
+                   : "INSERT INTO vals(key, name, fold, type, data) VALUES(?1, ?2, ?3, ?4, ?5)");
     if (!ins) return ERROR_CANTWRITE;
     rc = ins.bind(1, key)
              .bind(2, name)
