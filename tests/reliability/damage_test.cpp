@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -431,4 +432,65 @@ TEST_F(Damage, AValueChangedOutsideTheRegistryIsFoundByItsChecksum) {
     EXPECT_NE(list.status, 0);
     EXPECT_NE(list.out.find("the value 'View Name' does not match its checksum"), std::string::npos)
         << list.out;
+}
+
+// The smaller ways to lose or mislead: a load into a read-only hive that
+// stores nothing fails; a save never replaces a write-protected file; the
+// scratch copies a killed backup left are removed at the next start; a
+// database with the hive's mark over other tables is refused as damaged,
+// with the backup named.
+TEST_F(Damage, ReadOnlyLoadsProtectedFilesStaleCopiesAndForeignTablesAreHandled) {
+    ASSERT_EQ(krviews(userHive_, "list").status, 0);
+    const std::string views = (dir_ / "views.qjv").string();
+    ASSERT_EQ(krviews(userHive_, "add Extra --view 1,0,0").status, 0);
+    ASSERT_EQ(krviews(userHive_, "save '" + views + "'").status, 0);
+    ASSERT_EQ(krviews(userHive_, "delete Extra").status, 0);
+
+    ASSERT_EQ(::chmod(views.c_str(), 0444), 0);
+    const std::string saved = readFile(views);
+    ASSERT_EQ(krviews(userHive_, "add Another --view 0,1,0").status, 0);
+    auto r = krviews(userHive_, "save '" + views + "'");
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.out.find("write-protected"), std::string::npos) << r.out;
+    EXPECT_EQ(readFile(views), saved);
+    r = zulreg("export 'HKEY_CURRENT_USER\\Software' '" + views + "'");
+    EXPECT_NE(r.status, 0) << r.out;
+    EXPECT_EQ(readFile(views), saved);
+
+    // Read-only for the user who runs the load (file modes do not bind root,
+    // so it runs as nobody when the test runs as root).
+    const std::string before = readFile(userHive_);
+    ASSERT_EQ(::chmod(userHive_.c_str(), 0444), 0);
+    ASSERT_EQ(::chmod(dir_.c_str(), 0555), 0);
+    const std::string asUser =
+        ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
+    r = runProgram("ZUL_USER_HIVE='" + userHive_ + "' KRAV_MODULE='" KRAV_MODULE_PATH "' " +
+                   asUser + "'" KRVIEWS_PATH "' load '" + views + "' 2>&1");
+    ::chmod(dir_.c_str(), 0755);
+    ::chmod(userHive_.c_str(), 0644);
+    EXPECT_EQ(r.status, 3) << r.out;
+    EXPECT_NE(r.out.find("nothing was loaded"), std::string::npos) << r.out;
+    EXPECT_TRUE(sameBytes(readFile(userHive_), before));
+
+    // A killed backup's copy an hour old goes; a fresh one (a backup under
+    // way in another process) stays.
+    const std::string stale = (dir_ / ".user.db.backup.Ab12Cd").string(),
+                      fresh = (dir_ / ".user.db.backup.Ef34Gh").string();
+    writeFile(stale, std::string(4096, 'x'));
+    writeFile(fresh, std::string(4096, 'x'));
+    std::filesystem::last_write_time(stale, std::filesystem::file_time_type::clock::now() -
+                                                std::chrono::hours(2));
+    ASSERT_EQ(krviews(userHive_, "list").status, 0);
+    EXPECT_FALSE(std::filesystem::exists(stale));
+    EXPECT_TRUE(std::filesystem::exists(fresh));
+
+    const std::string foreign = (dir_ / "foreign.db").string();
+    sqlite(foreign, "PRAGMA application_id=1515539538; CREATE TABLE keys(a, b);"
+                    "CREATE TABLE other(x)");
+    writeFile(foreign + ".backup", readFile(userHive_));
+    r = krviews(foreign, "list");
+    EXPECT_NE(r.status, 0);
+    EXPECT_NE(r.out.find("its tables are not those of a registry hive"), std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("restore-backup"), std::string::npos) << r.out;
 }

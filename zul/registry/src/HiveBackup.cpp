@@ -94,6 +94,24 @@ Backups& backups() {
     return b;
 }
 
+// Removes the scratch copies of backups of `target` that a killed process
+// left behind (".user.db.backup.Ab12Cd", each as large as the hive). A copy
+// takes seconds: one an hour old belongs to no live backup.
+void s_removeStaleCopies(const std::string& target) {
+    namespace fs = std::filesystem;
+    const std::string prefix = "." + fs::path(target).filename().string() + ".";
+    std::error_code ec;
+    const auto now = fs::file_time_type::clock::now();
+    for (const fs::directory_entry& e : fs::directory_iterator(s_folderOf(target), ec)) {
+        const std::string name = e.path().filename().string();
+        if (name.size() != prefix.size() + 6 || name.rfind(prefix, 0) != 0) continue;
+        std::error_code statError;
+        if (!e.is_regular_file(statError) || e.is_symlink(statError)) continue;
+        const auto written = e.last_write_time(statError);
+        if (!statError && now - written > std::chrono::hours(1)) fs::remove(e.path(), statError);
+    }
+}
+
 // Copies `hive` into a new file beside `target`, checks the copy whole and
 // renames it to `target`. Any failure leaves the previous backup as it was
 // and no scratch file behind.
@@ -188,6 +206,22 @@ int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why) {
         why = "SQLite's check found: " + result;
         return SQLITE_CORRUPT;
     }
+    // The tables a hive is made of, with the columns every format has: a
+    // database that carries a hive's mark over other tables is not a hive.
+    rc = s_firstText(db,
+                     "SELECT (SELECT count(*) FROM pragma_table_info('keys') WHERE name IN"
+                     " ('id', 'parent', 'name', 'fold')) || ' ' || (SELECT count(*) FROM"
+                     " pragma_table_info('vals') WHERE name IN ('key', 'name', 'fold', 'type',"
+                     " 'data'))",
+                     result);
+    if (rc != SQLITE_OK) {
+        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+        return rc;
+    }
+    if (result != "4 5") {
+        why = "its tables are not those of a registry hive";
+        return SQLITE_CORRUPT;
+    }
     // Every key must be reachable from the root, and the root must be the
     // top: otherwise parent links form a loop (or hang from nothing), and a
     // walk down the tree could go round for ever.
@@ -254,6 +288,7 @@ std::string damagedHiveMessage(const std::string& hive, const std::string& why) 
 
 void scheduleHiveBackup(const std::string& hive) {
     const std::string target = hiveBackupPath(hive);
+    s_removeStaleCopies(target);
     struct stat st {};
     if (::stat(target.c_str(), &st) == 0) {
         const auto age =

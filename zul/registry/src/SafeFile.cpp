@@ -33,6 +33,14 @@ bool writeFileReplacing(const std::string& path, std::string_view bytes, std::st
         why = std::strerror(EISDIR);
         return false;
     }
+    // Renaming over a file needs only its folder to be writable: a file its
+    // owner protected from writing (no write bit at all, which binds root
+    // too) or that this user may not write is refused, as writing it in
+    // place would be.
+    if (exists && ((target.st_mode & 0222) == 0 || ::access(path.c_str(), W_OK) != 0)) {
+        why = "the file is write-protected";
+        return false;
+    }
     mode_t mode = 0;
     if (exists) {
         mode = target.st_mode & 07777;

@@ -14,8 +14,10 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -321,8 +323,23 @@ int cmdFile(Session& s, Args& a) {
         }
         return kDone;
     }
+    const std::vector<krav::StoredView> before = krav::ListStoredViews(s.store.Get());
     const HRESULT hr = s.mgr->LoadViews(path.data(), type);
     if (FAILED(hr) && s.host->messagesShown != shown) return kFailure; // the store said why
+    if (s.host->messagesShown != shown) {
+        // The store said what it could not store; when that was all of it
+        // (a read-only hive), the load failed.
+        const std::vector<krav::StoredView> after = krav::ListStoredViews(s.store.Get());
+        const bool same = std::equal(before.begin(), before.end(), after.begin(), after.end(),
+                                     [](const auto& a, const auto& b) {
+                                         return a.name == b.name &&
+                                                std::memcmp(&a.info, &b.info, sizeof a.info) == 0;
+                                     });
+        if (same) {
+            std::cerr << "krviews: nothing was loaded from '" << a.file << "'\n";
+            return kFailure;
+        }
+    }
     if (FAILED(hr)) {
         const bool foreign = type == RegistryFile && hr == E_FAIL;
         std::cerr << "krviews: " << moduleMessage(s.resource, foreign ? 104 : 109, a.file) << "\n";

@@ -13,8 +13,9 @@ namespace zul::registry {
 // beside it (a name no one can have planted a link at), with the mode the
 // target has (a new target: 0666 less the umask), flushed to disk and
 // renamed over the target; a failure leaves the target as it was and no
-// scratch file behind. A target that is one of this registry's hive files
-// is refused. False with `why` (the system's reason) on failure.
+// scratch file behind. A target that is one of this registry's hive files,
+// or a file that is write-protected (no write bit, or not writable by this
+// user), is refused. False with `why` (the system's reason) on failure.
 ZUL_PLATFORM_API bool writeFileReplacing(const std::string& path, std::string_view bytes,
                                          std::string& why);
 
