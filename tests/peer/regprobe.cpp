@@ -258,6 +258,156 @@ void classesAndTimes(HKEY base) {
     close(parent);
 }
 
+// 7. Sizes and buffers at their edges: a missing value asked for with a
+// buffer, type and size in one variable with a buffer, strings stored
+// without their terminator read into buffers of every size around them.
+void sizesAtTheEdges(HKEY base) {
+    BYTE buf[16];
+    DWORD size = 7, type = 7;
+    std::memset(buf, 'x', sizeof buf);
+    LONG s = RegQueryValueExA(base, "missing", nullptr, &type, buf, &size);
+    say("query a missing value with a buffer",
+        st(s) + " size " + std::to_string(size) + " type " + std::to_string(type));
+
+    const DWORD v = 0x11223344;
+    RegSetValueExA(base, "dw4", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&v), sizeof v);
+    DWORD same = sizeof v;
+    s = RegQueryValueExA(base, "dw4", nullptr, &same, buf, &same);
+    say("type and size in one variable with a buffer", st(s) + " " + std::to_string(same));
+
+    // "abc" stored with no terminator: the byte after the count is one too.
+    const char unterminated[] = {'a', 'b', 'c', 'Z'};
+    RegSetValueExA(base, "bare", 0, REG_SZ, reinterpret_cast<const BYTE*>(unterminated), 3);
+    for (DWORD room : {DWORD(2), DWORD(3), DWORD(4), DWORD(5)}) {
+        std::memset(buf, 'x', sizeof buf);
+        size = room;
+        s = RegQueryValueExA(base, "bare", nullptr, nullptr, buf, &size);
+        say(("query an unterminated string into " + std::to_string(room) + " bytes").c_str(),
+            st(s) + " size " + std::to_string(size) + " bytes " + hex(buf, 6));
+    }
+    for (DWORD room : {DWORD(3), DWORD(4), DWORD(5)}) {
+        char name[16];
+        DWORD nameLen = sizeof name;
+        std::memset(buf, 'x', sizeof buf);
+        size = room;
+        DWORD index = 0;
+        for (;; ++index) {
+            nameLen = sizeof name;
+            size = room;
+            std::memset(buf, 'x', sizeof buf);
+            s = RegEnumValueA(base, index, name, &nameLen, nullptr, nullptr, buf, &size);
+            if (s == ERROR_NO_MORE_ITEMS || (s != ERROR_MORE_DATA && s != ERROR_SUCCESS) ||
+                std::strcmp(name, "bare") == 0)
+                break;
+        }
+        say(("enumerate an unterminated string into " + std::to_string(room) + " bytes").c_str(),
+            st(s) + " size " + std::to_string(size) + " bytes " + hex(buf, 6));
+    }
+
+    // Longest name and data as the information call counts them.
+    HKEY info = create(base, "info");
+    RegSetValueExA(info, "n", 0, REG_SZ, reinterpret_cast<const BYTE*>("data"), 5);
+    RegSetValueExA(info, "b", 0, REG_BINARY, reinterpret_cast<const BYTE*>("123"), 3);
+    DWORD maxName = 0, maxData = 0;
+    s = RegQueryInfoKeyA(info, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         &maxName, &maxData, nullptr, nullptr);
+    say("longest value name and data",
+        st(s) + " " + std::to_string(maxName) + " " + std::to_string(maxData));
+    char cls[8] = "xxxxxxx";
+    s = RegQueryInfoKeyA(info, cls, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         nullptr, nullptr, nullptr);
+    say("class buffer without its length", st(s) + " " + cls);
+    close(info);
+
+    // A value name longer than any a key can hold is just not there.
+    const std::string longName(16384, 'n');
+    size = sizeof buf;
+    say("query a value with a name over the limit",
+        st(RegQueryValueExA(base, longName.c_str(), nullptr, nullptr, buf, &size)));
+    say("delete a value with a name over the limit", st(RegDeleteValueA(base, longName.c_str())));
+}
+
+// 8. Opening the classes root's own path, and predefined keys with bits
+// above their low 32.
+void rootsAndHandles() {
+    HKEY k = nullptr;
+    LONG s = RegOpenKeyExA(HKEY_CLASSES_ROOT, "\\", 0, KEY_READ, &k);
+    say("open the classes root by a backslash",
+        st(s) + (k && k != HKEY_CLASSES_ROOT ? " new" : ""));
+    close(k);
+    k = nullptr;
+    s = RegOpenKeyExA(HKEY_CURRENT_USER, "\\", 0, KEY_READ, &k);
+    say("open the user's root by a backslash", st(s));
+    close(k);
+    k = nullptr;
+    close(create(HKEY_CLASSES_ROOT, "ZulProbeClass"));
+    s = RegOpenKeyExA(HKEY_CLASSES_ROOT, "\\ZulProbeClass", 0, KEY_READ, &k);
+    say("open below the classes root after a backslash", st(s));
+    close(k);
+    RegDeleteKeyA(HKEY_CLASSES_ROOT, "ZulProbeClass");
+    for (uint64_t high : {uint64_t(1) << 32, uint64_t(0xFFFFFFFF00000000ull)}) {
+        const HKEY wide =
+            reinterpret_cast<HKEY>(reinterpret_cast<uintptr_t>(HKEY_CURRENT_USER) | high);
+        k = nullptr;
+        s = RegOpenKeyExA(wide, kBase, 0, KEY_READ, &k);
+        say(("open below the user's root with high bits " + std::to_string(high >> 32)).c_str(),
+            st(s));
+        close(k);
+    }
+}
+
+// 9. The classes root as a merge of the user's and the machine's classes:
+// where keys and values made through it go, and a key deleted under a
+// handle opened through it.
+void classesMerge() {
+    const char* machine = "Software\\Classes\\ZulProbeM";
+    auto where = [](const char* sub) {
+        HKEY u =
+            open(HKEY_CURRENT_USER, (std::string("Software\\Classes\\") + sub).c_str(), KEY_READ);
+        HKEY m =
+            open(HKEY_LOCAL_MACHINE, (std::string("Software\\Classes\\") + sub).c_str(), KEY_READ);
+        const std::string answer = std::string(u ? "user" : "") + (m ? " machine" : "");
+        close(u);
+        close(m);
+        return answer.empty() ? std::string("nowhere") : answer;
+    };
+    close(create(HKEY_LOCAL_MACHINE, machine));
+    HKEY cr = open(HKEY_CLASSES_ROOT, "ZulProbeM", KEY_ALL_ACCESS);
+    HKEY sub = create(cr, "sub");
+    say("a subkey made through the classes root under a machine class", where("ZulProbeM\\sub"));
+    LONG s = RegSetValueExA(cr, "v", 0, REG_SZ, reinterpret_cast<const BYTE*>("m"), 2);
+    HKEY m = open(HKEY_LOCAL_MACHINE, machine, KEY_READ);
+    DWORD size = 0;
+    const LONG inMachine = RegQueryValueExA(m, "v", nullptr, nullptr, nullptr, &size);
+    size = 0;
+    const LONG through = RegQueryValueExA(cr, "v", nullptr, nullptr, nullptr, &size);
+    say("a value set through the classes root on a machine class",
+        st(s) + " in the machine's " + st(inMachine) + " through the root " + st(through));
+    close(m);
+    close(sub);
+    close(cr);
+    HKEY made = create(HKEY_CLASSES_ROOT, "ZulProbeNew");
+    say("a class made through the classes root", where("ZulProbeNew"));
+    close(made);
+
+    close(create(HKEY_CURRENT_USER, "Software\\Classes\\ZulProbeDel\\child"));
+    HKEY del = open(HKEY_CLASSES_ROOT, "ZulProbeDel", KEY_ALL_ACCESS);
+    RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\Classes\\ZulProbeDel");
+    RegDeleteKeyA(HKEY_CURRENT_USER, "Software\\Classes\\ZulProbeDel");
+    char name[64];
+    DWORD len = sizeof name;
+    s = RegEnumKeyExA(del, 0, name, &len, nullptr, nullptr, nullptr, nullptr);
+    len = sizeof name;
+    const LONG values = RegEnumValueA(del, 0, name, &len, nullptr, nullptr, nullptr, nullptr);
+    say("enumerate a deleted class through the classes root", st(s) + " " + st(values));
+    close(del);
+
+    for (const char* k : {"ZulProbeM\\sub", "ZulProbeM", "ZulProbeNew"}) {
+        RegDeleteKeyA(HKEY_LOCAL_MACHINE, (std::string("Software\\Classes\\") + k).c_str());
+        RegDeleteKeyA(HKEY_CURRENT_USER, (std::string("Software\\Classes\\") + k).c_str());
+    }
+}
+
 } // namespace
 
 int main() {
@@ -273,6 +423,9 @@ int main() {
     enumShortBuffers(base);
     handlesAndParameters(base);
     classesAndTimes(base);
+    sizesAtTheEdges(base);
+    rootsAndHandles();
+    classesMerge();
     close(base);
     RegDeleteTreeA(HKEY_CURRENT_USER, kBase);
     RegDeleteKeyA(HKEY_CURRENT_USER, kBase);

@@ -354,15 +354,15 @@ TEST_F(Damage, TextThatIsNotUtf8IsReadAsWindows1252AndNothingIsLost) {
     const std::string eightBit = (dir_ / "views8.qjv").string();
     {
         std::ofstream out(eightBit, std::ios::binary);
-        out << "KRAdvancedViews Persistence File\n1\nName:S\xfc"
+        out << "KRAdvancedViews Persistence File\n2\nName:S\xfc"
                "d\nUp:0 0 1\nView:0 1 0\nType:1\nNum:1\nFrom:0 0 0\nAt:0 0 0\nFov:30\n"
                "HasAtAndFrom:0\nChange:530\n";
     }
     ASSERT_EQ(krviews(userHive_, "load '" + eightBit + "'").status, 0);
     const auto list = krviews(userHive_, "list");
     EXPECT_NE(list.out.find(utf8), std::string::npos) << list.out;
-    EXPECT_NE(list.out.find("S\xc3\xbc"
-                            "d"),
+    EXPECT_NE(list.out.find("\tS\xc3\xbc"
+                            "d\n"),
               std::string::npos)
         << list.out;
     EXPECT_EQ(list.out.find('\xfc'), std::string::npos) << "no Latin-1 byte is stored";
@@ -373,8 +373,10 @@ TEST_F(Damage, TextThatIsNotUtf8IsReadAsWindows1252AndNothingIsLost) {
     ASSERT_TRUE(krav::format::ParseQjvFile(readFile(qjv), saved, notes));
     EXPECT_EQ(saved.size(), lines(list.out)) << "every view is saved";
 
-    // A value stored before the rule, in Latin-1 bytes.
-    sqlite(userHive_, "UPDATE vals SET name = CAST(X'4F6C64FC' AS TEXT), fold = "
+    // A value stored before the rule, in Latin-1 bytes (in a hive of the
+    // format of that time).
+    sqlite(userHive_, "ALTER TABLE vals DROP COLUMN sum; PRAGMA user_version=2;"
+                      "UPDATE vals SET name = CAST(X'4F6C64FC' AS TEXT), fold = "
                       "CAST(X'4F4C44FC' AS TEXT) WHERE key = (SELECT id FROM keys WHERE "
                       "name = 'Names')");
     exported = zulreg("export " + key + " -");

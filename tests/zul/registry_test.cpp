@@ -189,7 +189,7 @@ TEST_F(Registry, BufferTooSmallReportsTheSizeNeededAndWritesNothing) {
     EXPECT_EQ(maxSub, 8u);
     EXPECT_EQ(values, 1u);
     EXPECT_EQ(maxName, 1u);
-    EXPECT_EQ(maxData, 11u);
+    EXPECT_EQ(maxData, 22u) << "the string's 11 bytes as Windows stores them, in UTF-16";
 
     // A string stored without its terminator reads back terminated.
     ASSERT_EQ(RegSetValueExA(k, "unterminated", 0, REG_SZ, reinterpret_cast<const BYTE*>("abc"), 3),

@@ -311,6 +311,100 @@ TEST_F(RegistryAsWindows, TheClassesRootIsALiveMerge) {
 // REGEDIT4 files are Windows-1252 unless they are UTF-8 throughout; the
 // version 5 file is UTF-16LE; a character Windows-1252 lacks is refused by
 // name, never written wrong.
+// Sizes and buffers at their edges: a missing value leaves a given buffer's
+// size alone; one variable may be both type and size; a string stored
+// without its terminator gets one in a buffer with room for it, by query
+// and by enumeration, its size unchanged; the longest data of a key counts
+// strings as Windows stores them (UTF-16); a class buffer without its
+// length is refused untouched; a value name over the limit names nothing.
+TEST_F(RegistryAsWindows, SizesAndBuffersAtTheirEdges) {
+    BYTE buf[8];
+    DWORD size = 7, type = 7;
+    EXPECT_EQ(RegQueryValueExA(base, "missing", nullptr, &type, buf, &size), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(size, 7u);
+    EXPECT_EQ(type, DWORD(REG_NONE));
+    const DWORD four = 4;
+    ASSERT_EQ(RegSetValueExA(base, "dw", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&four), 4), 0);
+    DWORD same = 4;
+    EXPECT_EQ(RegQueryValueExA(base, "dw", nullptr, &same, buf, &same), ERROR_SUCCESS);
+    EXPECT_EQ(same, 4u);
+
+    const char bare[] = {'a', 'b', 'c', 'Z'};
+    ASSERT_EQ(RegSetValueExA(base, "bare", 0, REG_SZ, reinterpret_cast<const BYTE*>(bare), 3), 0);
+    for (DWORD room : {DWORD(3), DWORD(4)}) {
+        std::memset(buf, 'x', sizeof buf);
+        size = room;
+        EXPECT_EQ(RegQueryValueExA(base, "bare", nullptr, nullptr, buf, &size), ERROR_SUCCESS);
+        EXPECT_EQ(size, 3u);
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(buf), 5),
+                  room == 3 ? std::string("abcxx") : std::string("abc\0x", 5));
+        char name[8];
+        DWORD nameLen = sizeof name;
+        std::memset(buf, 'x', sizeof buf);
+        size = room;
+        ASSERT_EQ(RegEnumValueA(base, 1, name, &nameLen, nullptr, nullptr, buf, &size), 0);
+        EXPECT_STREQ(name, "bare");
+        EXPECT_EQ(buf[3], room == 3 ? 'x' : 0);
+    }
+
+    Key info;
+    ASSERT_EQ(RegCreateKeyExA(base, "info", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &info, nullptr),
+              0);
+    ASSERT_EQ(RegSetValueExA(info, "n", 0, REG_SZ, reinterpret_cast<const BYTE*>("d\xc3\xa4ta"), 6),
+              0);
+    ASSERT_EQ(RegSetValueExA(info, "b", 0, REG_BINARY, reinterpret_cast<const BYTE*>("1234567"), 7),
+              0);
+    DWORD maxData = 0;
+    EXPECT_EQ(RegQueryInfoKeyA(info, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, &maxData, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(maxData, 10u) << "\"d\u00e4ta\" and its terminator: 5 UTF-16 units";
+    char cls[4] = "abc";
+    EXPECT_EQ(RegQueryInfoKeyA(info, cls, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr, nullptr),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_STREQ(cls, "abc");
+
+    const std::string tooLong(16384, 'n');
+    size = sizeof buf;
+    EXPECT_EQ(RegQueryValueExA(base, tooLong.c_str(), nullptr, nullptr, buf, &size),
+              ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteValueA(base, tooLong.c_str()), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(
+        RegSetValueExA(base, tooLong.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(""), 1),
+        ERROR_INVALID_PARAMETER);
+}
+
+// The classes root takes a path that starts with backslashes ("\\" alone
+// is the root, as a handle of its own); the other roots refuse one. A class
+// deleted under a handle opened through the root is a deleted key to it.
+TEST_F(RegistryAsWindows, TheClassesRootsBackslashesAndDeletedClasses) {
+    Key root, other, user;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "\\", 0, KEY_READ, &root), ERROR_SUCCESS);
+    EXPECT_NE(HKEY(root), HKEY_CLASSES_ROOT);
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "\\", 0, KEY_READ, &user), ERROR_BAD_PATHNAME);
+    Key made;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\Classes\\Gone\\child", 0, nullptr, 0,
+                              KEY_ALL_ACCESS, nullptr, &made, nullptr),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "\\Gone", 0, KEY_READ, &other), ERROR_SUCCESS);
+    char name[16];
+    DWORD len = sizeof name;
+    ASSERT_EQ(RegEnumKeyExA(root, 0, name, &len, nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_STREQ(name, "Gone");
+    ASSERT_EQ(RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\Classes\\Gone"), ERROR_SUCCESS);
+    len = sizeof name;
+    EXPECT_EQ(RegEnumKeyExA(other, 0, name, &len, nullptr, nullptr, nullptr, nullptr),
+              ERROR_KEY_DELETED);
+    len = sizeof name;
+    EXPECT_EQ(RegEnumValueA(other, 0, name, &len, nullptr, nullptr, nullptr, nullptr),
+              ERROR_KEY_DELETED);
+    len = sizeof name;
+    EXPECT_EQ(RegEnumKeyExA(root, 0, name, &len, nullptr, nullptr, nullptr, nullptr),
+              ERROR_NO_MORE_ITEMS)
+        << "the root itself is never deleted";
+}
+
 TEST_F(RegistryAsWindows, RegistryEditorFilesAndTheirEncodings) {
     std::string error;
     for (const std::string& text :

@@ -263,6 +263,13 @@ LSTATUS openIn(const std::vector<Binding>& bs, const std::vector<std::string>& p
     return found.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
 }
 
+// Whether the bindings are those of a key opened below a root (not of a
+// predefined key, whose keys may not exist yet): when its key exists in no
+// hive any more, it was deleted.
+bool openedBelowARoot(const std::vector<Binding>& bs) {
+    return !bs.empty() && (bs.front().id != 0 || bs.front().path.size() > classesPath().size());
+}
+
 // Sorted, case-insensitively distinct subkey names over all bindings.
 LSTATUS mergedChildren(const std::vector<Binding>& bs, std::vector<std::string>& names) {
     std::vector<std::pair<std::string, std::string>> all; // fold, name
@@ -281,7 +288,7 @@ LSTATUS mergedChildren(const std::vector<Binding>& bs, std::vector<std::string>&
         for (auto& n : some)
             all.emplace_back(foldName(n), std::move(n));
     }
-    if (!any && !bs.empty() && bs.front().id != 0) return ERROR_KEY_DELETED;
+    if (!any && openedBelowARoot(bs)) return ERROR_KEY_DELETED;
     std::stable_sort(all.begin(), all.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     names.clear();
@@ -295,6 +302,7 @@ LSTATUS mergedChildren(const std::vector<Binding>& bs, std::vector<std::string>&
 LSTATUS mergedValues(const std::vector<Binding>& bs, std::vector<ValueRecord>& out) {
     out.clear();
     std::unordered_set<std::string> seen;
+    bool any = false;
     for (const Binding& b : bs) {
         std::vector<ValueRecord> some;
         const LSTATUS st = b.hive->run(Access::Read, [&]() -> LSTATUS {
@@ -304,10 +312,11 @@ LSTATUS mergedValues(const std::vector<Binding>& bs, std::vector<ValueRecord>& o
         });
         if (st == ERROR_FILE_NOT_FOUND) continue;
         if (st != ERROR_SUCCESS) return st;
+        any = true;
         for (ValueRecord& v : some)
             if (seen.insert(foldName(v.name)).second) out.push_back(std::move(v));
     }
-    return ERROR_SUCCESS;
+    return !any && openedBelowARoot(bs) ? ERROR_KEY_DELETED : ERROR_SUCCESS;
 }
 
 // Runs `work(binding, keyId)` on each binding whose key exists, in order,
@@ -367,6 +376,11 @@ LSTATUS deliverValue(const ValueRecord& v, LPDWORD type, LPBYTE data, LPDWORD cb
             return ERROR_MORE_DATA;
         }
         std::memcpy(data, v.data.data(), size);
+        // A string stored without its terminator gets one in the buffer
+        // when there is room for it, as Windows gives it; the size stays the
+        // stored one.
+        const bool string = v.type == REG_SZ || v.type == REG_EXPAND_SZ || v.type == REG_MULTI_SZ;
+        if (string && *cbData > size && (size == 0 || v.data.back() != '\0')) data[size] = 0;
     }
     *cbData = size;
     return ERROR_SUCCESS;
@@ -402,6 +416,16 @@ LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, REGSAM samDesired, PHKE
             return ERROR_SUCCESS;
         }
         const std::vector<Binding>& bs = *hold;
+        // Below the classes root a path may start with backslashes, as on
+        // Windows; "\\" alone opens the root itself, as a handle of its own.
+        if (canonical(hKey) == HKEY_CLASSES_ROOT && lpSubKey && *lpSubKey == '\\') {
+            while (*lpSubKey == '\\')
+                ++lpSubKey;
+            if (!*lpSubKey) {
+                *phkResult = newHandle(std::vector<Binding>(bs), samDesired);
+                return ERROR_SUCCESS;
+            }
+        }
         std::vector<std::string> parts;
         if ((st = splitPath(lpSubKey, parts)) != ERROR_SUCCESS) return st;
         std::vector<Binding> found;
@@ -499,6 +523,7 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
                          LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
                          LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime) {
     return guarded([&]() -> LSTATUS {
+        if (lpClass && !lpcchClass) return ERROR_INVALID_PARAMETER; // its size is unknown
         Bindings hold;
         REGSAM access = 0;
         LSTATUS st = bindingsOf(hKey, hold, access);
@@ -538,7 +563,8 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
                 maxName = maxValue = 0;
                 for (const ValueRecord& v : all) {
                     maxName = std::max<DWORD>(maxName, static_cast<DWORD>(v.name.size()));
-                    maxValue = std::max<DWORD>(maxValue, static_cast<DWORD>(v.data.size()));
+                    maxValue =
+                        std::max<DWORD>(maxValue, zul::registry::windowsDataSize(v.type, v.data));
                 }
             }
         }
@@ -644,7 +670,6 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
                          LPDWORD lpcbData) {
     return guarded([&]() -> LSTATUS {
         if (lpData && !lpcbData) return ERROR_INVALID_PARAMETER;
-        if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
         Bindings hold;
         REGSAM access = 0;
         LSTATUS st = bindingsOf(hKey, hold, access);
@@ -653,15 +678,19 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
         if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         const std::string fold = foldName(zul::registry::utf8Text(lpValueName ? lpValueName : ""));
         ValueRecord v;
+        // A name longer than any a value can have names no value.
+        const bool tooLong = !validValueName(lpValueName);
         const auto get = [&](const Binding& b, int64_t id) {
             return b.hive->getValue(id, fold, v);
         };
-        st = isMergedView(bs) ? onEachExisting(bs, Access::Read, get)
-                              : onFirstExisting(bs, Access::Read, get);
+        st = tooLong            ? ERROR_FILE_NOT_FOUND
+             : isMergedView(bs) ? onEachExisting(bs, Access::Read, get)
+                                : onFirstExisting(bs, Access::Read, get);
         if (st == ERROR_FILE_NOT_FOUND) {
-            // A missing value reports no type and no size, as on Windows.
+            // A missing value reports no type, and no size unless a buffer
+            // was given (its size is then left as it was), as on Windows.
             if (lpType) *lpType = REG_NONE;
-            if (lpcbData) *lpcbData = 0;
+            if (lpcbData && !lpData) *lpcbData = 0;
         }
         if (st != ERROR_SUCCESS) return st;
         return deliverValue(v, lpType, lpData, lpcbData);
@@ -712,13 +741,14 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
 
 LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
     return guarded([&]() -> LSTATUS {
-        if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
         Bindings hold;
         REGSAM access = 0;
         LSTATUS st = bindingsOf(hKey, hold, access);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
         if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
+        // A name longer than any a value can have names no value.
+        if (!validValueName(lpValueName)) return ERROR_FILE_NOT_FOUND;
         const std::string fold = foldName(zul::registry::utf8Text(lpValueName ? lpValueName : ""));
         const auto del = [&](const Binding& b, int64_t id) {
             return b.hive->deleteValue(id, fold);

@@ -52,6 +52,10 @@ std::string damagedHiveMessage(const std::string& hive, const std::string& why);
 // backup less than a day old exists (see zul/registry/Backup.h).
 void scheduleHiveBackup(const std::string& hive);
 
+// The size of a value's data as Windows counts it where it reports the
+// longest data of a key: strings in UTF-16, everything else as stored.
+DWORD windowsDataSize(DWORD type, std::string_view data);
+
 struct ValueRecord {
     std::string name;
     DWORD type = REG_NONE;

@@ -1,4 +1,7 @@
 // Keys and values. The caller holds the lock through run().
+#include <algorithm>
+#include <utf8cpp/utf8.h>
+
 #include "Hive.h"
 
 #include "HiveStatement.h"
@@ -156,14 +159,22 @@ LSTATUS Hive::keyInfo(int64_t id, DWORD& subkeys, DWORD& maxSubkeyLen, DWORD& va
     subkeys = static_cast<DWORD>(k.int64(0));
     maxSubkeyLen = static_cast<DWORD>(k.int64(1));
     Stmt v(*this, "SELECT count(*), coalesce(max(length(CAST(name AS BLOB))), 0),"
-                  " coalesce(max(length(data)), 0) FROM vals WHERE key=?1");
+                  " coalesce(max(CASE WHEN type IN (1, 2, 7) THEN 0 ELSE length(data) END), 0)"
+                  " FROM vals WHERE key=?1");
     if (!v) return ERROR_CANTREAD;
     rc = v.bind(1, id).step();
     if (rc != SQLITE_ROW) return fail(rc, "reading key information");
     values = static_cast<DWORD>(v.int64(0));
     maxValueNameLen = static_cast<DWORD>(v.int64(1));
     maxValueLen = static_cast<DWORD>(v.int64(2));
-    return ERROR_SUCCESS;
+    // Strings count as Windows stores them, in UTF-16.
+    Stmt strings(*this, "SELECT type, data FROM vals WHERE key=?1 AND type IN (1, 2, 7)");
+    if (!strings) return ERROR_CANTREAD;
+    strings.bind(1, id);
+    while ((rc = strings.step()) == SQLITE_ROW)
+        maxValueLen =
+            std::max(maxValueLen, windowsDataSize(DWORD(strings.int64(0)), strings.text(1)));
+    return rc == SQLITE_DONE ? ERROR_SUCCESS : fail(rc, "reading key information");
 }
 
 LSTATUS Hive::getValue(int64_t key, std::string_view fold, ValueRecord& out) {
@@ -303,6 +314,16 @@ LSTATUS Hive::deleteTree(int64_t id, bool includeSelf) {
     if (rc == SQLITE_DONE)
         rc = dk.bind(1, id).bind(2, static_cast<int64_t>(includeSelf && id != kRootKeyId)).step();
     return rc == SQLITE_DONE ? touch(changed) : fail(rc, "deleting a key tree");
+}
+
+DWORD windowsDataSize(DWORD type, std::string_view data) {
+    if (type != REG_SZ && type != REG_EXPAND_SZ && type != REG_MULTI_SZ)
+        return static_cast<DWORD>(data.size());
+    if (!utf8::is_valid(data.begin(), data.end())) return static_cast<DWORD>(2 * data.size());
+    size_t units = 0;
+    for (auto it = data.begin(); it != data.end();)
+        units += utf8::next(it, data.end()) > 0xFFFF ? 2 : 1;
+    return static_cast<DWORD>(2 * units);
 }
 
 } // namespace zul::registry
