@@ -118,6 +118,16 @@ LSTATUS bindingsOf(HKEY h, Bindings& out, REGSAM& access) {
     return ERROR_SUCCESS;
 }
 
+// The bindings of a handle that holds the rights `needed` (0: any), the
+// check every call on a handle begins with: ERROR_INVALID_HANDLE for a handle
+// that is not open, ERROR_ACCESS_DENIED for one opened without those rights.
+LSTATUS keyFor(HKEY h, REGSAM needed, Bindings& out) {
+    REGSAM access = 0;
+    const LSTATUS st = bindingsOf(h, out, access);
+    if (st != ERROR_SUCCESS) return st;
+    return (access & needed) == needed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
 // MAXIMUM_ALLOWED asks for every right the caller may have: all of them
 // here, where a hive's file mode is the only limit (and is checked when a
 // write reaches it).
@@ -406,8 +416,7 @@ LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, REGSAM samDesired, PHKE
     return guarded([&]() -> LSTATUS {
         if (!phkResult) return ERROR_INVALID_PARAMETER;
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, 0, hold);
         if (st != ERROR_SUCCESS) return st; // *phkResult untouched, as on Windows
         *phkResult = nullptr;
         // A predefined key opened with no subkey is itself.
@@ -440,8 +449,7 @@ LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD, LPSTR lpClass, DWORD,
     return guarded([&]() -> LSTATUS {
         if (!phkResult || !lpSubKey) return ERROR_INVALID_PARAMETER;
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, 0, hold);
         if (st != ERROR_SUCCESS) return st; // *phkResult untouched, as on Windows
         *phkResult = nullptr;
         const std::vector<Binding>& bs = *hold;
@@ -525,11 +533,9 @@ LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD, 
     return guarded([&]() -> LSTATUS {
         if (lpClass && !lpcchClass) return ERROR_INVALID_PARAMETER; // its size is unknown
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, KEY_QUERY_VALUE, hold);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
-        if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         DWORD subkeys = 0, maxSub = 0, values = 0, maxName = 0, maxValue = 0;
         Hive::KeyMeta meta;
         if (bs.size() == 1 && bs.front().id != 0) {
@@ -586,11 +592,9 @@ LSTATUS RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName,
     return guarded([&]() -> LSTATUS {
         if (!lpName || !lpcchName) return ERROR_INVALID_PARAMETER;
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, KEY_ENUMERATE_SUB_KEYS, hold);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
-        if (!(access & KEY_ENUMERATE_SUB_KEYS)) return ERROR_ACCESS_DENIED;
         std::string name;
         if (bs.size() == 1 && bs.front().id != 0) {
             const Binding& b = bs.front();
@@ -632,11 +636,9 @@ LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcch
         if (!lpValueName || !lpcchValueName || (lpData && !lpcbData))
             return ERROR_INVALID_PARAMETER;
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, KEY_QUERY_VALUE, hold);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
-        if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         ValueRecord v;
         if (isMergedView(bs)) {
             std::vector<ValueRecord> all;
@@ -671,11 +673,9 @@ LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD, LPDWORD lpType,
     return guarded([&]() -> LSTATUS {
         if (lpData && !lpcbData) return ERROR_INVALID_PARAMETER;
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, KEY_QUERY_VALUE, hold);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
-        if (!(access & KEY_QUERY_VALUE)) return ERROR_ACCESS_DENIED;
         const std::string fold = foldName(zul::registry::utf8Text(lpValueName ? lpValueName : ""));
         ValueRecord v;
         // A name longer than any a value can have names no value.
@@ -703,11 +703,9 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
         if (!lpData && cbData > 0) return ERROR_INVALID_PARAMETER;
         if (!validValueName(lpValueName)) return ERROR_INVALID_PARAMETER;
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, KEY_SET_VALUE, hold);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
-        if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
         std::string data(reinterpret_cast<const char*>(lpData), cbData);
         // String data is stored as given, with one exception Windows makes:
         // a count that leaves out the terminator that follows it in the
@@ -742,11 +740,9 @@ LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD, DWORD dwType, const
 LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
     return guarded([&]() -> LSTATUS {
         Bindings hold;
-        REGSAM access = 0;
-        LSTATUS st = bindingsOf(hKey, hold, access);
+        LSTATUS st = keyFor(hKey, KEY_SET_VALUE, hold);
         if (st != ERROR_SUCCESS) return st;
         const std::vector<Binding>& bs = *hold;
-        if (!(access & KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
         // A name longer than any a value can have names no value.
         if (!validValueName(lpValueName)) return ERROR_FILE_NOT_FOUND;
         const std::string fold = foldName(zul::registry::utf8Text(lpValueName ? lpValueName : ""));
@@ -761,8 +757,7 @@ LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName) {
 namespace {
 LSTATUS deleteKeyImpl(HKEY hKey, LPCSTR lpSubKey, bool tree) {
     Bindings hold;
-    REGSAM access = 0;
-    LSTATUS st = bindingsOf(hKey, hold, access);
+    LSTATUS st = keyFor(hKey, 0, hold);
     if (st != ERROR_SUCCESS) return st;
     const std::vector<Binding>& bs = *hold;
     std::vector<std::string> parts;
@@ -805,8 +800,7 @@ LSTATUS RegOverridePredefKey(HKEY hKey, HKEY hNewHKey) {
             return ERROR_SUCCESS;
         }
         Bindings hold;
-        REGSAM access = 0;
-        const LSTATUS st = bindingsOf(hNewHKey, hold, access);
+        const LSTATUS st = keyFor(hNewHKey, 0, hold);
         if (st != ERROR_SUCCESS) return st;
         HandleTable& t = handles();
         std::lock_guard lock(t.mu);
@@ -820,8 +814,7 @@ LSTATUS RegFlushKey(HKEY hKey) {
     // checks that the key is still there.
     return guarded([&]() -> LSTATUS {
         Bindings hold;
-        REGSAM access = 0;
-        const LSTATUS st = bindingsOf(hKey, hold, access);
+        const LSTATUS st = keyFor(hKey, 0, hold);
         if (st != ERROR_SUCCESS) return st;
         for (const Binding& b : *hold)
             if (b.id != 0)
@@ -837,8 +830,7 @@ namespace zul::registry {
 LSTATUS hiveGeneration(HKEY key, uint64_t& generation) {
     return guarded([&]() -> LSTATUS {
         Bindings hold;
-        REGSAM access = 0;
-        const LSTATUS st = bindingsOf(key, hold, access);
+        const LSTATUS st = keyFor(key, 0, hold);
         if (st != ERROR_SUCCESS) return st;
         // The first binding: the user's classes for the classes root, the
         // hive itself for the others.

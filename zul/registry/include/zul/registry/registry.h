@@ -82,28 +82,99 @@ constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
 extern "C" {
 #pragma GCC visibility push(default)
+// The Win32 registry's A functions, as Windows answers them (names and
+// string data are UTF-8; other bytes are read as Windows-1252, see Text.h).
+// Every call on a handle answers ERROR_INVALID_HANDLE for a handle that is
+// not open (outputs untouched), ERROR_ACCESS_DENIED for one opened without
+// the right the call needs (and for any write to a read-only hive),
+// ERROR_KEY_DELETED once the handle's key was deleted, ERROR_BADDB for a
+// hive that is damaged or not a hive (never written to; lastErrorDetail()
+// names it and its backup), ERROR_CANTOPEN, ERROR_CANTREAD or
+// ERROR_CANTWRITE when the hive file cannot be opened, read or written (a
+// full disk included), ERROR_BUSY when another process held the hive past
+// the wait, and ERROR_OUTOFMEMORY. A call that fails changes nothing stored.
+
+// Opens the key `lpSubKey` below `hKey` (a predefined key alone with no
+// subkey; below the classes root a path may start with backslashes) with
+// the rights `samDesired` (MAXIMUM_ALLOWED: all), into *phkResult (set to
+// null on failure, untouched on an invalid handle). ERROR_FILE_NOT_FOUND:
+// no such key; ERROR_BAD_PATHNAME: a path starting with a backslash or with
+// an empty name inside; ERROR_INVALID_PARAMETER: no phkResult, a name over
+// 255 characters.
 LSTATUS RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM samDesired,
                       PHKEY phkResult);
+// Opens `lpSubKey` below `hKey`, creating it and the keys above it that are
+// missing (the last one with class `lpClass`); *lpdwDisposition says
+// REG_CREATED_NEW_KEY or REG_OPENED_EXISTING_KEY. Needs no right on `hKey`
+// beyond its being open, as on Windows. ERROR_INVALID_PARAMETER: no
+// phkResult or lpSubKey, a name over 255 characters, a key deeper than 512
+// levels; ERROR_BAD_PATHNAME as RegOpenKeyExA.
 LSTATUS RegCreateKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD Reserved, LPSTR lpClass, DWORD dwOptions,
                         REGSAM samDesired, LPSECURITY_ATTRIBUTES lpSecurityAttributes,
                         PHKEY phkResult, LPDWORD lpdwDisposition);
+// Closes a handle (a predefined key: nothing to close). ERROR_INVALID_HANDLE
+// for one that is not open.
 LSTATUS RegCloseKey(HKEY hKey);
+// What a key holds (needs KEY_QUERY_VALUE); each output is optional. Counts
+// of subkeys and values; the longest subkey name, subkey class and value
+// name in characters; the longest value data in bytes, strings counted in
+// UTF-16 as Windows stores them; the key's class (copied with its
+// terminator when it fits in *lpcchClass characters, which then gets its
+// length; else ERROR_MORE_DATA with the length needed) and last-write time.
+// ERROR_INVALID_PARAMETER: a class buffer without its length (untouched).
 LSTATUS RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD lpReserved,
                          LPDWORD lpcSubKeys, LPDWORD lpcbMaxSubKeyLen, LPDWORD lpcbMaxClassLen,
                          LPDWORD lpcValues, LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
                          LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime);
+// The name of subkey `dwIndex` in upper-case order (needs
+// KEY_ENUMERATE_SUB_KEYS), with its class and last-write time when asked.
+// *lpcchName: the buffer's size in, the name's length out. ERROR_MORE_DATA:
+// the name does not fit (nothing written); ERROR_NO_MORE_ITEMS: past the
+// last; ERROR_INVALID_PARAMETER: no name buffer or size.
 LSTATUS RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName, LPDWORD lpReserved,
                       LPSTR lpClass, LPDWORD lpcchClass, PFILETIME lpftLastWriteTime);
+// Value `dwIndex`, in the order the values were first set (needs
+// KEY_QUERY_VALUE): its name (as RegEnumKeyExA), type and data (as
+// RegQueryValueExA). A buffer too small for the data: ERROR_MORE_DATA with
+// the type and the size needed, the name left alone.
 LSTATUS RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcchValueName,
                       LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData);
+// The type and data of value `lpValueName` (null or "": the default value;
+// needs KEY_QUERY_VALUE). *lpcbData: the buffer's size in, the data's size
+// out; with no buffer, just the size. A string stored without its
+// terminator gets one in the buffer when there is room (the size stays the
+// stored one). ERROR_MORE_DATA: the buffer is too small (*lpcbData gets the
+// size needed, nothing is written to the buffer); ERROR_FILE_NOT_FOUND: no
+// such value (a name over 16,383 characters included): the type becomes
+// REG_NONE and, when no buffer was given, the size 0; ERROR_INVALID_PARAMETER:
+// a buffer without its size.
 LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
                          LPBYTE lpData, LPDWORD lpcbData);
+// Sets value `lpValueName` to `cbData` bytes of `lpData` of type `dwType`
+// (needs KEY_SET_VALUE); an existing value keeps its place and the case of
+// its name. String data is stored as given, as the registry's text; a count
+// that leaves out the terminator that follows it takes it in.
+// ERROR_INVALID_PARAMETER: data missing for a count, a name over 16,383
+// characters.
 LSTATUS RegSetValueExA(HKEY hKey, LPCSTR lpValueName, DWORD Reserved, DWORD dwType,
                        const BYTE* lpData, DWORD cbData);
+// Deletes a value (needs KEY_SET_VALUE). ERROR_FILE_NOT_FOUND: no such
+// value.
 LSTATUS RegDeleteValueA(HKEY hKey, LPCSTR lpValueName);
+// Deletes `lpSubKey` below `hKey` when it has no subkeys of its own.
+// ERROR_ACCESS_DENIED: it has subkeys, or it is a predefined key;
+// ERROR_FILE_NOT_FOUND: no such key; ERROR_INVALID_PARAMETER: no subkey.
 LSTATUS RegDeleteKeyA(HKEY hKey, LPCSTR lpSubKey);
+// Deletes `lpSubKey` with everything below it; with no subkey, empties
+// `hKey` (its subkeys and values) and keeps it. ERROR_FILE_NOT_FOUND: no
+// such key.
 LSTATUS RegDeleteTreeA(HKEY hKey, LPCSTR lpSubKey);
+// Makes predefined key `hKey` stand for the open key `hNewHKey` in this
+// process (null: itself again). ERROR_INVALID_HANDLE: `hKey` is not
+// predefined or `hNewHKey` not open.
 LSTATUS RegOverridePredefKey(HKEY hKey, HKEY hNewHKey);
+// Every change is durable when its call returns: flushing only checks that
+// the key is still there (ERROR_KEY_DELETED when it is not).
 LSTATUS RegFlushKey(HKEY hKey);
 #pragma GCC visibility pop
 }
