@@ -129,6 +129,10 @@ public:
     // file, or the view `viewName` to a .pvcc file. Views holding a
     // direction only are written fitted to the model shown.
     bool ExportViews(const QString& path, const QString& viewName, QString& error);
+    // View files given to the viewer (a .qjv opened from a file manager):
+    // for each, asks whether to load its views into the stored views, as
+    // the Standard Views dialog's Load would, and loads them if so.
+    void OfferViewFiles(const QStringList& files);
     // How long a camera change takes on screen, in ms (0: at once); kept
     // in the user's hive.
     void SetTransitionMs(unsigned ms);

@@ -149,6 +149,20 @@ bool MainWindow::ExportViews(const QString& path, const QString& viewName, QStri
     return true;
 }
 
+void MainWindow::OfferViewFiles(const QStringList& files) {
+    for (const QString& path : files) {
+        const QString name = QFileInfo(path).fileName();
+        if (QMessageBox::question(this, tr("Load Views"),
+                                  tr("Load the views of %1 into the stored views? Stored views "
+                                     "of the same names are replaced.")
+                                      .arg(name)) != QMessageBox::Yes)
+            continue;
+        QString error;
+        if (!ImportViews(path, error) && !error.isEmpty())
+            QMessageBox::warning(this, tr("Load Views"), error);
+    }
+}
+
 void MainWindow::_importViewsAsked() {
     const QString path =
         QFileDialog::getOpenFileName(this, tr("Import Views"), QString(), tr(kViewFileFilter));

@@ -69,11 +69,15 @@ int main(int argc, char** argv) {
             ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     QApplication app(argc, argv);
     QApplication::setApplicationName("zulview");
+    QApplication::setApplicationVersion(ZUL_VERSION);
     QCommandLineParser parser;
     parser.setApplicationDescription("The ZUL desktop viewer");
     parser.addHelpOption();
+    parser.addVersionOption();
     parser.addPositionalArgument(
-        "MODEL", QString::fromStdString("Model files (default: the sample assembly). Formats: " +
+        "MODEL", QString::fromStdString("Model files, shown together in one scene (default: the "
+                                        "sample assembly), and view files (.qjv), offered for "
+                                        "loading into the stored views. Formats: " +
                                         zul::scene::modelFormatList() + "."));
     QCommandLineOption screenshot("screenshot", "Render the window to FILE (PNG) and quit.",
                                   "FILE");
@@ -88,7 +92,11 @@ int main(int argc, char** argv) {
     // window is made and the module starts; a user's window opens at once
     // and reads them in the background.
     const bool waitForModels = parser.isSet(screenshot) || parser.isSet(firstFrame);
-    const QStringList models = parser.positionalArguments();
+    // View files given with the models (a .qjv double-clicked in a file
+    // manager) are offered for loading once the window is up.
+    QStringList models, viewFiles;
+    for (const QString& file : parser.positionalArguments())
+        (file.endsWith(".qjv", Qt::CaseInsensitive) ? viewFiles : models) << file;
     std::future<zul::viewer::ModelLoader::Result> early;
     if (waitForModels && !models.isEmpty())
         early = std::async(std::launch::async,
@@ -116,6 +124,8 @@ int main(int argc, char** argv) {
         }
     }
     window.show();
+    if (!waitForModels && !viewFiles.isEmpty())
+        QTimer::singleShot(0, &window, [&window, viewFiles] { window.OfferViewFiles(viewFiles); });
 
     if (parser.isSet(firstFrame)) {
         QObject::connect(&window, &zul::viewer::MainWindow::firstFrame, &app, [&] {

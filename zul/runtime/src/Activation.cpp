@@ -1,5 +1,6 @@
 #include "zul/runtime/Activation.h"
 
+#include <dlfcn.h>
 #include <limits.h>
 #include <stdlib.h>
 
@@ -213,6 +214,68 @@ std::string programFolder() {
     std::error_code ec;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
     return ec ? std::string(".") : self.parent_path().string();
+}
+
+std::string platformFolder() {
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<const void*>(&platformFolder), &info) || !info.dli_fname)
+        return programFolder();
+    std::error_code ec;
+    const auto self = std::filesystem::canonical(info.dli_fname, ec);
+    return ec ? programFolder() : self.parent_path().string();
+}
+
+bool registerInstalledModule(const std::string& library, std::string& why) {
+    why.clear();
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const fs::path folder = platformFolder();
+    if (fs::equivalent(folder, programFolder(), ec) || ec) return false;
+    const fs::path module = folder / library;
+    if (!fs::is_regular_file(module, ec)) return false;
+    // Registered from this path before: the user's registrations stand.
+    const char* kMarks = "Software\\ZUL\\Installed";
+    HKEY marks = nullptr;
+    if (RegCreateKeyExA(HKEY_CURRENT_USER, kMarks, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &marks,
+                        nullptr) != ERROR_SUCCESS) {
+        why = "cannot record the module's registration: " + zul::registry::lastErrorDetail();
+        return false;
+    }
+    char done[PATH_MAX] = {};
+    DWORD size = sizeof done - 1;
+    const bool before = RegQueryValueExA(marks, library.c_str(), nullptr, nullptr,
+                                         reinterpret_cast<BYTE*>(done), &size) == ERROR_SUCCESS &&
+                        module.string() == done;
+    bool registered = false;
+    if (!before) {
+        Library lib;
+        const auto registerServer = lib.load(module.string())
+                                        ? lib.function<DllRegisterServerFn>("DllRegisterServer")
+                                        : nullptr;
+        if (!registerServer) {
+            why = "cannot register " + module.string() + ": " +
+                  (lib.loaded() ? std::string("it is not a component server") : lib.error());
+        } else {
+            // Per user, as the registration tool does with CURRENT_USER_INSTALL.
+            const char* was = std::getenv("CURRENT_USER_INSTALL");
+            const std::string kept = was ? was : "";
+            ::setenv("CURRENT_USER_INSTALL", "1", 1);
+            const HRESULT hr = registerServer();
+            if (was)
+                ::setenv("CURRENT_USER_INSTALL", kept.c_str(), 1);
+            else
+                ::unsetenv("CURRENT_USER_INSTALL");
+            registered = SUCCEEDED(hr);
+            if (!registered)
+                why = "cannot register " + module.string() + ": " + describeHresult(hr);
+            else
+                RegSetValueExA(marks, library.c_str(), 0, REG_SZ,
+                               reinterpret_cast<const BYTE*>(module.c_str()),
+                               DWORD(module.string().size() + 1));
+        }
+    }
+    RegCloseKey(marks);
+    return registered;
 }
 
 } // namespace zul::runtime

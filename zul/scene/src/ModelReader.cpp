@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -437,6 +438,7 @@ bool readModel(const std::string& path, Model& model, std::string& why,
     long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
     rlim_t memory =
         pages > 0 && pageSize > 0 ? rlim_t(pages) * rlim_t(pageSize) / 2 : rlim_t(8) << 30;
+    const pid_t parent = ::getpid();
     const pid_t child = ::fork();
     if (child < 0) {
         for (int fd : {errPipe[0], errPipe[1], outPipe[0], outPipe[1]})
@@ -445,6 +447,10 @@ bool readModel(const std::string& path, Model& model, std::string& why,
         return false;
     }
     if (child == 0) {
+        // The reader dies with the program that asked for the model (a
+        // thumbnailer killed by its file manager leaves nothing behind).
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) _exit(127);
         const int devNull = ::open("/dev/null", O_RDWR);
         if (devNull >= 0) ::dup2(devNull, 0);
         ::dup2(outPipe[1], 1);

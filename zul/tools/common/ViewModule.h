@@ -38,7 +38,15 @@ inline bool applyModuleOverride(Activator& activator, bool& overridden, std::str
 // counts as registered. False with `error` when there are none.
 inline bool classesOf(Activator& activator, bool overridden, const GUID& catid, const CLSID& ours,
                       std::vector<CLSID>& out, std::string& error) {
-    const HRESULT hr = activator.classesInCategory(catid, out);
+    HRESULT hr = activator.classesInCategory(catid, out);
+    // A host installed with the platform registers the module installed
+    // with it at its first run.
+    std::string unregistered;
+    if ((FAILED(hr) || out.empty()) && !overridden &&
+        registerInstalledModule("KRAdvancedViews.so", unregistered)) {
+        out.clear();
+        hr = activator.classesInCategory(catid, out);
+    }
     if (FAILED(hr) && !overridden) {
         error = Activator::lastError();
         return false;
@@ -49,6 +57,7 @@ inline bool classesOf(Activator& activator, bool overridden, const GUID& catid, 
         error = "no module is registered for product '" + activator.product() +
                 "' (register one with: CURRENT_USER_INSTALL=1 zulreg regsvr KRAdvancedViews.so, or "
                 "name one in KRAV_MODULE)";
+        if (!unregistered.empty()) error += "; " + unregistered;
         return false;
     }
     return true;

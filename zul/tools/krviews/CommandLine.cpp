@@ -20,6 +20,7 @@ bool parseVector(const std::string& text, float out[3]) {
 // The command line: each command with its arguments, into `a`.
 void describeCommands(CLI::App& app, Args& a, CLI::Option*& defaultName) {
     app.require_subcommand(1);
+    app.set_version_flag("--version", "krviews " ZUL_VERSION);
     app.add_option("--hive", a.hive,
                    "User registry hive (default: $ZUL_USER_HIVE, else the per-user hive)");
     app.add_subcommand("list", "List the stored views: index, tab, name (tab default)");

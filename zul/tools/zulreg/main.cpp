@@ -299,6 +299,7 @@ int main(int argc, char** argv) {
         "zulreg: read and change the ZUL registry hives.\n"
         "Hives: $ZUL_USER_HIVE (HKEY_CURRENT_USER), $ZUL_MACHINE_HIVE (HKEY_LOCAL_MACHINE)."};
     app.require_subcommand(1);
+    app.set_version_flag("--version", "zulreg " ZUL_VERSION);
 
     std::string key, file, name, type, data;
 
