@@ -52,7 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::string text;
         std::vector<krav::format::NamedCamera> again;
         if (krav::format::PvcvbcText(cameras, text, why)) {
-            if (!krav::format::ParsePvcvbc(text, again, notes, why) || again.size() != cameras.size())
+            if (!krav::format::ParsePvcvbc(text, again, notes, why) ||
+                again.size() != cameras.size())
                 std::abort();
             for (size_t i = 0; i < again.size(); ++i)
                 if (again[i].name != cameras[i].name || !s_same(again[i].camera, cameras[i].camera))
