@@ -6,15 +6,13 @@
 # lib/zul/ (each finds the others there through an $ORIGIN-relative RPATH,
 # so nothing points at the build tree); the desktop entry, MIME types,
 # thumbnailer, icons and man pages under share/.
-include(GNUInstallDirs)
-
-set(ZUL_PRIVATE_LIBDIR ${CMAKE_INSTALL_LIBDIR}/zul)
-file(RELATIVE_PATH zul_bin_to_private /${CMAKE_INSTALL_BINDIR} /${ZUL_PRIVATE_LIBDIR})
+# (ZUL_PRIVATE_LIBDIR and ZUL_PRIVATE_FROM_BIN are set in the top-level
+# CMakeLists.txt.)
 
 set(zul_programs zulview krviews zulreg zulview-thumbnailer)
 set(zul_private zul_registry zul_trace zul_runtime zul_scene zulreadmodel KRAdvancedViews
   KRAdvancedViews_res)
-set_target_properties(${zul_programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${zul_bin_to_private}")
+set_target_properties(${zul_programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${ZUL_PRIVATE_FROM_BIN}")
 set_target_properties(${zul_private} PROPERTIES INSTALL_RPATH "$ORIGIN")
 
 install(TARGETS ${zul_programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

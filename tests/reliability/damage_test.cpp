@@ -57,6 +57,7 @@ protected:
     static void sqlite(const std::string& path, const char* sql) {
         sqlite3* db = nullptr;
         ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+        sqlite3_busy_timeout(db, 10000); // the day's backup may be reading the hive
         ASSERT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sql;
         sqlite3_close(db);
     }

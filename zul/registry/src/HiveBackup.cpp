@@ -195,29 +195,27 @@ void registerValueSum(sqlite3* db) {
 int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why) {
     registerValueSum(db);
     std::string result;
-    int rc = s_firstText(
-        db, fileBytes <= kFullCheckBytes ? "PRAGMA integrity_check(5)" : "PRAGMA quick_check(5)",
-        result);
-    if (rc != SQLITE_OK) {
-        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+    // One check: its query's first column into `result`; a statement that
+    // fails on damage says so in `why`.
+    auto ask = [&](const char* sql) {
+        const int rc = s_firstText(db, sql, result);
+        if (rc != SQLITE_OK && s_isDamage(rc)) why = sqlite3_errstr(rc);
         return rc;
-    }
+    };
+    int rc =
+        ask(fileBytes <= kFullCheckBytes ? "PRAGMA integrity_check(5)" : "PRAGMA quick_check(5)");
+    if (rc != SQLITE_OK) return rc;
     if (result != "ok") {
         why = "SQLite's check found: " + result;
         return SQLITE_CORRUPT;
     }
     // The tables a hive is made of, with the columns every format has: a
     // database that carries a hive's mark over other tables is not a hive.
-    rc = s_firstText(db,
-                     "SELECT (SELECT count(*) FROM pragma_table_info('keys') WHERE name IN"
-                     " ('id', 'parent', 'name', 'fold')) || ' ' || (SELECT count(*) FROM"
-                     " pragma_table_info('vals') WHERE name IN ('key', 'name', 'fold', 'type',"
-                     " 'data'))",
-                     result);
-    if (rc != SQLITE_OK) {
-        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+    if ((rc = ask("SELECT (SELECT count(*) FROM pragma_table_info('keys') WHERE name IN"
+                  " ('id', 'parent', 'name', 'fold')) || ' ' || (SELECT count(*) FROM"
+                  " pragma_table_info('vals') WHERE name IN ('key', 'name', 'fold', 'type',"
+                  " 'data'))")) != SQLITE_OK)
         return rc;
-    }
     if (result != "4 5") {
         why = "its tables are not those of a registry hive";
         return SQLITE_CORRUPT;
@@ -225,16 +223,11 @@ int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why) {
     // Every key must be reachable from the root, and the root must be the
     // top: otherwise parent links form a loop (or hang from nothing), and a
     // walk down the tree could go round for ever.
-    rc = s_firstText(db,
-                     "WITH RECURSIVE r(id) AS (SELECT 1 UNION SELECT k.id FROM keys k"
-                     " JOIN r ON k.parent = r.id)"
-                     " SELECT (SELECT count(*) FROM r) || ' ' || (SELECT count(*) FROM keys)"
-                     " || ' ' || ifnull((SELECT parent FROM keys WHERE id = 1), -1)",
-                     result);
-    if (rc != SQLITE_OK) {
-        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+    if ((rc = ask("WITH RECURSIVE r(id) AS (SELECT 1 UNION SELECT k.id FROM keys k"
+                  " JOIN r ON k.parent = r.id)"
+                  " SELECT (SELECT count(*) FROM r) || ' ' || (SELECT count(*) FROM keys)"
+                  " || ' ' || ifnull((SELECT parent FROM keys WHERE id = 1), -1)")) != SQLITE_OK)
         return rc;
-    }
     long long reachable = 0, keys = 0, rootParent = 0;
     if (std::sscanf(result.c_str(), "%lld %lld %lld", &reachable, &keys, &rootParent) != 3) {
         why = "its key table cannot be read";
@@ -250,20 +243,12 @@ int checkHiveWhole(sqlite3* db, uint64_t fileBytes, std::string& why) {
         return SQLITE_CORRUPT;
     }
     // Every value against its checksum, in a hive that has them.
-    rc = s_firstText(db, "SELECT (SELECT user_version FROM pragma_user_version) >= 3", result);
-    if (rc != SQLITE_OK) {
-        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+    if ((rc = ask("SELECT (SELECT user_version FROM pragma_user_version) >= 3")) != SQLITE_OK)
         return rc;
-    }
     if (result != "1") return SQLITE_OK;
-    rc = s_firstText(db,
-                     "SELECT ifnull((SELECT name FROM vals WHERE sum IS NOT"
-                     " zul_sum(key, name, fold, type, data) LIMIT 1), char(1))",
-                     result);
-    if (rc != SQLITE_OK) {
-        if (s_isDamage(rc)) why = sqlite3_errstr(rc);
+    if ((rc = ask("SELECT ifnull((SELECT name FROM vals WHERE sum IS NOT"
+                  " zul_sum(key, name, fold, type, data) LIMIT 1), char(1))")) != SQLITE_OK)
         return rc;
-    }
     if (result != "\x01") {
         why = "the value '" + result +
               "' does not match its checksum (it was changed outside the registry)";

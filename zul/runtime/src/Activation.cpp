@@ -229,8 +229,10 @@ bool registerInstalledModule(const std::string& library, std::string& why) {
     why.clear();
     namespace fs = std::filesystem;
     std::error_code ec;
+    // Installed: the program in bin/, the platform in its private folder.
     const fs::path folder = platformFolder();
-    if (fs::equivalent(folder, programFolder(), ec) || ec) return false;
+    if (!fs::equivalent(folder, fs::path(programFolder()) / ZUL_PRIVATE_FROM_BIN, ec) || ec)
+        return false;
     const fs::path module = folder / library;
     if (!fs::is_regular_file(module, ec)) return false;
     // Registered from this path before: the user's registrations stand.

@@ -72,6 +72,10 @@ std::vector<krav::format::NamedRecord> viewsBeside(const std::string& model);
 // those saved beside it, then its cameras.
 std::vector<ModelView> modelViews(const std::vector<krav::format::NamedRecord>& beside,
                                   const std::vector<zul::scene::ModelCamera>& cameras);
+// The records of the views `names`, in that order: kDone, else what to exit
+// with (a name that is not stored: nothing is saved).
+int namedRecords(IViewManager2* store, const std::vector<std::string>& names,
+                 std::vector<krav::format::NamedRecord>& records);
 // krviews save FILE --name NAME...: just those views, to a UTF-16 view file.
 // Nothing is written when a name is not stored.
 int saveNamedViews(IViewManager2* store, const std::vector<std::string>& names,

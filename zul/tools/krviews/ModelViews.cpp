@@ -29,9 +29,8 @@ std::vector<ModelView> modelViews(const std::vector<krav::format::NamedRecord>& 
     return views;
 }
 
-int saveNamedViews(IViewManager2* store, const std::vector<std::string>& names,
-                   const std::string& file) {
-    std::vector<krav::format::NamedRecord> records;
+int namedRecords(IViewManager2* store, const std::vector<std::string>& names,
+                 std::vector<krav::format::NamedRecord>& records) {
     for (const std::string& name : names) {
         krav::format::NamedRecord record{name, {}};
         const HRESULT found = store->GetViewInfo(name.c_str(), &record.info);
@@ -39,6 +38,13 @@ int saveNamedViews(IViewManager2* store, const std::vector<std::string>& names,
         if (found != S_OK) return failure("cannot read '" + name + "'", found);
         records.push_back(std::move(record));
     }
+    return kDone;
+}
+
+int saveNamedViews(IViewManager2* store, const std::vector<std::string>& names,
+                   const std::string& file) {
+    std::vector<krav::format::NamedRecord> records;
+    if (const int status = namedRecords(store, names, records); status != kDone) return status;
     std::string bytes, why;
     if (!krav::format::QjvUnicodeFileBytes(records, bytes, why) ||
         !zul::registry::writeFileReplacing(file, bytes, why)) {

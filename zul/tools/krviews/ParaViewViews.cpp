@@ -25,13 +25,7 @@ int saveParaViewViews(IViewManager2* store, ParaViewFileKind kind,
             return failure("cannot read the stored views", HRESULT_FROM_WIN32(st));
         if (records.empty()) return nothing("the store holds no views; nothing was saved");
     }
-    for (const std::string& name : names) {
-        krav::format::NamedRecord record{name, {}};
-        const HRESULT found = store->GetViewInfo(name.c_str(), &record.info);
-        if (found == S_FALSE) return nothing("there is no view '" + name + "'; nothing was saved");
-        if (found != S_OK) return failure("cannot read '" + name + "'", found);
-        records.push_back(std::move(record));
-    }
+    if (const int status = namedRecords(store, names, records); status != kDone) return status;
     std::vector<std::string> directionOnly;
     std::string why;
     if (!krav::format::WriteParaViewViews(file, kind, records, {}, directionOnly, why)) {

@@ -75,8 +75,9 @@ ZUL_PLATFORM_API std::string platformFolder();
 
 // A host installed with the platform finds the view module installed with it
 // at its first run: `library` (the module's file name) in the platform's
-// folder, when that folder is not the program's own (a build tree keeps
-// programs and libraries in one folder, and a developer registers by hand).
+// private folder, when the program lies where an installation puts it
+// beside that folder (bin/ and lib/zul/; a build tree keeps programs and
+// libraries in one folder, and a developer registers by hand).
 // It is registered for the current user, as `zulreg regsvr` with
 // CURRENT_USER_INSTALL does, once per installed path: a user who then
 // unregisters it keeps it unregistered. True when it was registered now;
