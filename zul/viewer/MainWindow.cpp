@@ -257,8 +257,6 @@ void MainWindow::_buildUi() {
     lock->setCheckable(true);
     s_setKey(lock, ViewerAction::ToggleLock,
              tr("Lock the up vector: orbiting keeps it, views along it are refused"));
-    lock->setShortcutContext(Qt::WidgetShortcut);
-    vtk_->addAction(lock);
     lock->setIconText(tr("Lock up"));
     // Said where it is seen: the menu item and the status bar name the axis.
     lockState_ = new QLabel(this);
@@ -293,13 +291,12 @@ void MainWindow::_buildUi() {
     perspective_->setCheckable(true);
     s_setKey(perspective_, ViewerAction::ToggleProjection,
              tr("Perspective or orthographic projection"));
-    perspective_->setShortcutContext(Qt::WidgetShortcut);
-    vtk_->addAction(perspective_);
     display->addSeparator();
     display->addAction(back);
     display->addAction(forward);
     display->addAction(perspective_);
     display->addAction(lock);
+    _addMoveSteps(display);
     bar->addSeparator();
     struct Command {
         const char* text;
@@ -567,10 +564,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == vtk_ && event->type() == QEvent::KeyPress) {
-        auto* key = static_cast<QKeyEvent*>(event);
-        if (_viewKey(key->key(), key->modifiers())) return true;
-    }
+    if (_windowKey(watched, event)) return true;
     // A module dialog (one with a name) reopens where it was last closed.
     if (auto* dialog = qobject_cast<QDialog*>(watched); dialog && !dialog->objectName().isEmpty()) {
         if (event->type() == QEvent::Show) {

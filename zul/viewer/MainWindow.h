@@ -206,6 +206,11 @@ private:
     std::thread coarseJob_; // joined before the window goes
     bool coarsePending_ = false;
     // The model views of the models shown, and the model file they go with.
+    // A key press for a widget of this window that is one of the key
+    // table's: done, and true (MainWindowKeys.cpp).
+    bool _windowKey(QObject* watched, QEvent* event);
+    // Display > Move camera: the module's move steps (MainWindowKeys.cpp).
+    void _addMoveSteps(QMenu* display);
     // The file dialogs of File > Import Views... and Export Views...
     void _importViewsAsked();
     void _exportViewsAsked();

@@ -1,6 +1,9 @@
 // MainWindow: the keys of the key table (KeyBindings.h) at work, and the
 // Help menu: the page made from that table, and the About box.
 #include <QAction>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QProcess>
 #include <QStatusBar>
@@ -9,6 +12,7 @@
 #include <vtkRenderWindow.h>
 #include <vtkVersion.h>
 
+#include "KRAdvancedViews/ResourceIds.h"
 #include "KeyBindings.h"
 #include "MainWindow.h"
 #include "zul/scene/ModelReader.h"
@@ -23,9 +27,46 @@ void MainWindow::_showShortcuts() {
 }
 
 void MainWindow::_addKeys() {
-    // The view's own keys are read from its key presses, so they act only
-    // while the 3D view has the focus; the dialogs keep their own.
-    vtk_->installEventFilter(this);
+    // The view's keys act wherever the focus is in the main window (the 3D
+    // view, the menu bar after a menu was opened and closed, a toolbar
+    // button just clicked): every key press meant for a widget of this
+    // window passes here first. Window shortcuts would not do: Qt takes
+    // Shift+Z for Z too, and the two would cancel out. The module's dialogs
+    // and open menus are windows of their own and keep their keys.
+    qApp->installEventFilter(this);
+}
+
+bool MainWindow::_windowKey(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress) return false;
+    auto* widget = qobject_cast<QWidget*>(watched);
+    if (!widget || widget->window() != this) return false;
+    const auto* key = static_cast<QKeyEvent*>(event);
+    return _viewKey(key->key(), key->modifiers());
+}
+
+void MainWindow::_addMoveSteps(QMenu* display) {
+    // The module's move steps, beside its rotate steps: the camera moved
+    // along a world axis by the step of the Rotate dialog.
+    QMenu* move = display->addMenu(tr("Mo&ve camera"));
+    move->setObjectName("moveCamera");
+    const struct {
+        const char* text;
+        UINT id;
+    } steps[] = {
+        {QT_TR_NOOP("Move along +&X"), krav::ids::kMovePlusX},
+        {QT_TR_NOOP("Move along -X"), krav::ids::kMoveMinusX},
+        {QT_TR_NOOP("Move along +&Y"), krav::ids::kMovePlusY},
+        {QT_TR_NOOP("Move along -Y"), krav::ids::kMoveMinusY},
+        {QT_TR_NOOP("Move along +&Z"), krav::ids::kMovePlusZ},
+        {QT_TR_NOOP("Move along -Z"), krav::ids::kMoveMinusZ},
+    };
+    for (const auto& step : steps) {
+        const UINT id = step.id;
+        move->addAction(tr(step.text), this, [this, id] {
+            if (FAILED(host_->Run(id)))
+                statusBar()->showMessage(tr("The view module is not loaded"), 4000);
+        });
+    }
 }
 
 bool MainWindow::_viewKey(int key, Qt::KeyboardModifiers modifiers) {
