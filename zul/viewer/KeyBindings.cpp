@@ -97,8 +97,8 @@ QString ShortcutsHelpHtml() {
                         .arg(keys.toHtmlEscaped(), s_tr(b.text).toHtmlEscaped());
         }
     };
-    group(KeyScope::View, s_tr("In the 3D view:"));
-    group(KeyScope::Window, s_tr("Everywhere in the window:"));
+    group(KeyScope::View, s_tr("The camera and the stored views:"));
+    group(KeyScope::Window, s_tr("The window:"));
     html += QStringLiteral("<tr><td colspan=2><i>%1</i></td></tr>").arg(s_tr("The mouse:"));
     const char* const mouse[][2] = {
         {"Left drag", "Orbit"},

@@ -32,9 +32,10 @@ enum class ViewerAction {
     Quit,
 };
 
-// Where a key acts: only while the 3D view has the focus (the view's own
-// keys, which the modeless dialogs' fields must keep), or anywhere in the
-// main window.
+// What a key belongs to: the camera and the stored views (read from the
+// key presses of any widget of the main window; the module's modeless
+// dialogs are windows of their own and keep their keys), or the window's
+// own menus and toolbar (their actions' shortcuts).
 enum class KeyScope { View, Window };
 
 struct KeyBinding {
