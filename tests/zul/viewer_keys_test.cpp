@@ -1,6 +1,7 @@
 // The viewer's keys act wherever the focus is in the main window: after a
 // menu was opened and closed, a toolbar button clicked, the 3D view never
 // clicked. Replayed twenty times at varied pace, as a user would.
+#include <QDialog>
 #include <QMenu>
 #include <QMenuBar>
 #include <QToolBar>
@@ -72,6 +73,37 @@ TEST_F(ViewerE2E, KeysStillActAfterAMenuWasOpenedAndClosed) {
         // Leave the menu bar's keyboard mode, as a user's next click does.
         QTest::keyClick(target(), Qt::Key_Escape);
     }
+}
+
+} // namespace
+
+namespace {
+
+// The module's two modeless dialogs, opened for the first time, stand
+// beside the window and not on top of each other.
+TEST_F(ViewerE2E, TheDialogsOpenBesideTheWindowNotOnEachOther) {
+    ASSERT_EQ(host()->Run(krav::ids::kEditDialog), S_OK);
+    ASSERT_EQ(host()->Run(krav::ids::kControlDialog), S_OK);
+    std::vector<QDialog*> dialogs;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        [&] {
+            dialogs.clear();
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (auto* d = qobject_cast<QDialog*>(w);
+                    d && d->isVisible() && !d->objectName().isEmpty())
+                    dialogs.push_back(d);
+            return dialogs.size() == 2;
+        }(),
+        3000);
+    const QRect a = dialogs[0]->frameGeometry(), b = dialogs[1]->frameGeometry();
+    EXPECT_FALSE(a.intersects(b)) << "one dialog over the other: " << a.x() << "," << a.y() << " "
+                                  << a.width() << "x" << a.height() << " and " << b.x() << ","
+                                  << b.y() << " " << b.width() << "x" << b.height() << " window "
+                                  << window_->frameGeometry().width();
+    for (const QRect& r : {a, b})
+        EXPECT_NE(r.topLeft(), QPoint(0, 0)) << "a dialog at the screen's corner";
+    for (QDialog* d : dialogs)
+        d->close();
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QProgressBar>
+#include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVTKOpenGLNativeWidget.h>
@@ -570,6 +571,8 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
         if (event->type() == QEvent::Show) {
             if (const QByteArray g = ReadGeometry(dialog->objectName()); !g.isEmpty())
                 dialog->restoreGeometry(g);
+            else
+                _placeBeside(dialog);
         } else if (event->type() == QEvent::Hide) {
             WriteGeometry(dialog->objectName(), dialog->saveGeometry());
         }

@@ -206,6 +206,8 @@ private:
     std::thread coarseJob_; // joined before the window goes
     bool coarsePending_ = false;
     // The model views of the models shown, and the model file they go with.
+    // A module dialog shown for the first time goes beside the window.
+    void _placeBeside(QDialog* dialog);
     // A key press for a widget of this window that is one of the key
     // table's: done, and true (MainWindowKeys.cpp).
     bool _windowKey(QObject* watched, QEvent* event);
