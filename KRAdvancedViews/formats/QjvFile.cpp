@@ -1,5 +1,6 @@
 #include "KRAdvancedViews/formats/QjvFile.h"
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -126,6 +127,19 @@ std::string DescribeReadNote(const ReadNote& n) {
         return "the file announces " + n.field + " views but holds " + n.view;
     }
     return at + "something was left out";
+}
+
+bool ModuleFileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& out) {
+    std::string t = type.empty() ? std::filesystem::path(path).extension().string() : "." + type;
+    for (char& c : t)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (t == ".qjv")
+        out = TextFile;
+    else if (t == ".reg")
+        out = RegistryFile;
+    else
+        return false;
+    return true;
 }
 
 } // namespace krav::format

@@ -16,6 +16,7 @@
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
 #include "KRAdvancedViews/ResourceIds.h"
+#include "KRAdvancedViews/formats/ParaViewFiles.h"
 #include "KRAdvancedViews/formats/ViewRecord.h"
 #include "ModelLoader.h"
 #include "ViewerHost.h"
@@ -213,6 +214,19 @@ private:
     bool _windowKey(QObject* watched, QEvent* event);
     // Display > Move camera: the module's move steps (MainWindowKeys.cpp).
     void _addMoveSteps(QMenu* display);
+    // A view file of File > Import Views... and Export Views...: the
+    // module's own (.qjv, .reg) or ParaView's; false with `error` for
+    // another kind of file, or when the module is not loaded.
+    struct ViewFile {
+        zul::com::ComPtr<IAdvancedViewsModuleMgr> mgr;
+        zul::com::ComPtr<IViewManager2> store;
+        std::string path;
+        QString name;
+        bool module = false;
+        FileTypeEnum type = TextFile;
+        krav::format::ParaViewFileKind kind = krav::format::ParaViewFileKind::None;
+    };
+    bool _viewFile(const QString& path, ViewFile& file, QString& error);
     // The file dialogs of File > Import Views... and Export Views...
     void _importViewsAsked();
     void _exportViewsAsked();

@@ -12,6 +12,7 @@
 #include "KRAdvancedViews/IViewManager.h"
 #include "KRAdvancedViews/StoreLayout.h"
 #include "KRAdvancedViews/formats/ParaViewFiles.h"
+#include "KRAdvancedViews/formats/QjvFile.h"
 #include "MainWindow.h"
 
 namespace zul::viewer {
@@ -21,42 +22,40 @@ const char* const kViewFileFilter =
     QT_TRANSLATE_NOOP("MainWindow", "View files (*.qjv *.reg *.pvcc *.pvcvbc);;"
                                     "All files (*)");
 
-// The module's own file type of `path`, by its extension; false for others.
-bool s_moduleType(const QString& path, FileTypeEnum& type) {
-    const QString suffix = QFileInfo(path).suffix().toLower();
-    if (suffix == "qjv")
-        type = TextFile;
-    else if (suffix == "reg")
-        type = RegistryFile;
-    else
-        return false;
-    return true;
-}
-
 } // namespace
 
-bool MainWindow::ImportViews(const QString& path, QString& error) {
-    auto mgr = _mgr();
-    auto store = host_->firstObject<IViewManager2>();
-    if (!mgr || !store) {
+bool MainWindow::_viewFile(const QString& path, ViewFile& file, QString& error) {
+    file.mgr = _mgr();
+    file.store = host_->firstObject<IViewManager2>();
+    if (!file.mgr || !file.store) {
         error = tr("The view module is not loaded");
         return false;
     }
-    const std::string file = path.toStdString();
-    const QString name = QFileInfo(path).fileName();
-    if (FileTypeEnum type; s_moduleType(path, type)) {
+    file.path = path.toStdString();
+    file.name = QFileInfo(path).fileName();
+    file.module = krav::format::ModuleFileTypeOf(file.path, {}, file.type);
+    file.kind = krav::format::ParaViewFileKindOf(file.path);
+    if (!file.module && file.kind == krav::format::ParaViewFileKind::None) {
+        error = tr("%1 is not a view file (.qjv, .reg, .pvcc or .pvcvbc)").arg(file.name);
+        return false;
+    }
+    return true;
+}
+
+bool MainWindow::ImportViews(const QString& path, QString& error) {
+    ViewFile target;
+    if (!_viewFile(path, target, error)) return false;
+    const std::string& file = target.path;
+    const QString& name = target.name;
+    if (target.module) {
         std::vector<char> chars(file.begin(), file.end());
         chars.push_back('\0');
         // The module says itself what is wrong with a file it cannot load.
-        if (FAILED(mgr->LoadViews(chars.data(), type))) return false;
+        if (FAILED(target.mgr->LoadViews(chars.data(), target.type))) return false;
         statusBar()->showMessage(tr("Views imported from %1").arg(name), 6000);
         return true;
     }
-    const auto kind = krav::format::ParaViewFileKindOf(file);
-    if (kind == krav::format::ParaViewFileKind::None) {
-        error = tr("%1 is not a view file (.qjv, .reg, .pvcc or .pvcvbc)").arg(name);
-        return false;
-    }
+    const auto kind = target.kind;
     std::vector<krav::format::NamedRecord> views;
     std::vector<std::string> notes;
     std::string why;
@@ -74,7 +73,7 @@ bool MainWindow::ImportViews(const QString& path, QString& error) {
         return false;
     }
     std::string failed;
-    if (FAILED(krav::format::StoreViewsReplacing(store.Get(), views, failed))) {
+    if (FAILED(krav::format::StoreViewsReplacing(target.store.Get(), views, failed))) {
         error = failed.empty()
                     ? tr("The views of %1 could not be stored. No view was changed.").arg(name)
                     : tr("The view \"%1\" of %2 could not be stored. No view was "
@@ -92,30 +91,22 @@ bool MainWindow::ImportViews(const QString& path, QString& error) {
 }
 
 bool MainWindow::ExportViews(const QString& path, const QString& viewName, QString& error) {
-    auto mgr = _mgr();
-    auto store = host_->firstObject<IViewManager2>();
-    if (!mgr || !store) {
-        error = tr("The view module is not loaded");
-        return false;
-    }
-    const std::string file = path.toStdString();
-    const QString name = QFileInfo(path).fileName();
-    if (FileTypeEnum type; s_moduleType(path, type)) {
+    ViewFile target;
+    if (!_viewFile(path, target, error)) return false;
+    const std::string& file = target.path;
+    const QString& name = target.name;
+    if (target.module) {
         std::vector<char> chars(file.begin(), file.end());
         chars.push_back('\0');
-        const HRESULT hr = mgr->SaveViews(chars.data(), type);
+        const HRESULT hr = target.mgr->SaveViews(chars.data(), target.type);
         if (hr == S_FALSE) error = tr("There are no stored views to export");
         if (hr != S_OK) return false; // else the module said why
         statusBar()->showMessage(tr("The stored views are exported to %1").arg(name), 6000);
         return true;
     }
-    const auto kind = krav::format::ParaViewFileKindOf(file);
-    if (kind == krav::format::ParaViewFileKind::None) {
-        error = tr("%1 is not a view file (.qjv, .reg, .pvcc or .pvcvbc)").arg(name);
-        return false;
-    }
+    const auto kind = target.kind;
     std::vector<krav::format::NamedRecord> views;
-    for (const krav::StoredView& v : krav::ListStoredViews(store.Get()))
+    for (const krav::StoredView& v : krav::ListStoredViews(target.store.Get()))
         if (kind == krav::format::ParaViewFileKind::CustomViewpoints ||
             QString::fromStdString(v.name) == viewName)
             views.push_back({v.name, v.info});
@@ -128,13 +119,7 @@ bool MainWindow::ExportViews(const QString& path, const QString& viewName, QStri
     // A view that holds a direction only is written fitted to the model
     // shown, as it would show it.
     krav::format::FitSphere fit;
-    if (double b[6]; scene_.bounds(b)) {
-        for (int i = 0; i < 3; ++i) {
-            fit.centre[i] = (b[2 * i] + b[2 * i + 1]) / 2;
-            fit.radius += (b[2 * i + 1] - b[2 * i]) * (b[2 * i + 1] - b[2 * i]) / 4;
-        }
-        fit.radius = std::sqrt(fit.radius);
-    }
+    if (double b[6]; scene_.bounds(b)) fit.radius = zul::scene::sphereOf(b, fit.centre);
     std::vector<std::string> directionOnly;
     std::string why;
     if (!krav::format::WriteParaViewViews(file, kind, views, fit, directionOnly, why)) {

@@ -25,14 +25,6 @@ inline bool allFinite(const float* v, int n) {
     return true;
 }
 
-// The sphere around a bounding box: its centre and radius.
-inline double sphereOf(const double b[6], double centre[3]) {
-    for (int i = 0; i < 3; ++i)
-        centre[i] = (b[2 * i] + b[2 * i + 1]) / 2;
-    return 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
-                           (b[5] - b[4]) * (b[5] - b[4]));
-}
-
 // Scales `v` to unit length; false (v unchanged) when it has none.
 inline bool normalise3(double v[3]) {
     const double n = std::sqrt(dot3(v, v));

@@ -30,6 +30,7 @@
 #include "KRAdvancedViews/Identifiers.h"
 #include "KRAdvancedViews/ResourceIds.h"
 #include "KRAdvancedViews/StoreLayout.h"
+#include "KRAdvancedViews/formats/QjvFile.h"
 #include "KRAdvancedViews/formats/RegExport.h"
 #include "Krviews.h"
 #include "ViewModule.h"
@@ -90,24 +91,6 @@ std::string moduleMessage(zul::runtime::ZulGetModuleResourceFn resource, DWORD i
     std::string text(static_cast<const char*>(data), size);
     if (const size_t at = text.find("%s"); at != std::string::npos) text.replace(at, 2, path);
     return text;
-}
-
-// The file type from --type or the extension (case-insensitive); false when neither says.
-bool fileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& out) {
-    std::string t = type;
-    if (t.empty()) {
-        t = std::filesystem::path(path).extension().string();
-        if (!t.empty()) t.erase(0, 1);
-    }
-    for (char& c : t)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (t == "qjv")
-        out = TextFile;
-    else if (t == "reg")
-        out = RegistryFile;
-    else
-        return false;
-    return true;
 }
 
 void printVector(const char* label, const float v[3]) {
@@ -294,7 +277,7 @@ int cmdFile(Session& s, Args& a) {
         return a.command == "save" ? saveParaViewViews(s.store.Get(), kind, a.saveNames, a.file)
                                    : loadParaViewViews(s.store.Get(), kind, a.file);
     FileTypeEnum type = TextFile;
-    if (!fileTypeOf(a.file, a.fileType, type)) {
+    if (!krav::format::ModuleFileTypeOf(a.file, a.fileType, type)) {
         std::cerr << "krviews: " << moduleMessage(s.resource, 109, a.file) << "\n";
         return kUsage;
     }

@@ -34,6 +34,11 @@ bool QjvUnicodeFileBytes(const std::vector<NamedRecord>& records, std::string& b
 std::vector<NamedRecord> ReadViewsBeside(const std::string& model,
                                          std::vector<std::string>& problems);
 
+// The module's own view file type of `path`: from `type` ("qjv", "reg")
+// when given, else from the extension (any case); false when it names
+// another kind of file.
+bool ModuleFileTypeOf(const std::string& path, const std::string& type, FileTypeEnum& out);
+
 // A note as one English sentence for a host's message: "line 14: the view
 // 'Top' ends with the file; it was left out".
 std::string DescribeReadNote(const ReadNote& note);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,14 @@ class vtkMapper;
 class vtkRenderWindow;
 
 namespace zul::scene {
+
+// The sphere around a bounding box: its centre and radius.
+inline double sphereOf(const double b[6], double centre[3]) {
+    for (int i = 0; i < 3; ++i)
+        centre[i] = (b[2 * i] + b[2 * i + 1]) / 2;
+    return 0.5 * std::sqrt((b[1] - b[0]) * (b[1] - b[0]) + (b[3] - b[2]) * (b[3] - b[2]) +
+                           (b[5] - b[4]) * (b[5] - b[4]));
+}
 
 class ZUL_PLATFORM_API Scene {
 public:
