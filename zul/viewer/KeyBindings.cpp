@@ -8,43 +8,46 @@ namespace zul::viewer {
 
 namespace {
 
+// Help's texts, found by lupdate and translated where they are shown.
+#define T(text) QT_TRANSLATE_NOOP("zul::viewer::KeyBindings", text)
+
 using A = ViewerAction;
 using S = KeyScope;
 namespace ids = krav::ids;
 
 std::vector<KeyBinding> s_table() {
     std::vector<KeyBinding> t = {
-        {A::ModuleCommand, "X", S::View, "Align to +X", nullptr, ids::kAlignPlusX},
-        {A::ModuleCommand, "Y", S::View, "Align to +Y", nullptr, ids::kAlignPlusY},
-        {A::ModuleCommand, "Z", S::View, "Align to +Z", nullptr, ids::kAlignPlusZ},
-        {A::ModuleCommand, "Shift+X", S::View, "Align to -X", nullptr, ids::kAlignMinusX},
-        {A::ModuleCommand, "Shift+Y", S::View, "Align to -Y", nullptr, ids::kAlignMinusY},
-        {A::ModuleCommand, "Shift+Z", S::View, "Align to -Z", nullptr, ids::kAlignMinusZ},
-        {A::ModuleCommand, "I", S::View, "+Isometric", nullptr, ids::kAlignPlusIsometric},
-        {A::ModuleCommand, "Shift+I", S::View, "-Isometric", nullptr, ids::kAlignMinusIsometric},
+        {A::ModuleCommand, "X", S::View, T("+X: look along +X — shows the Left side"), nullptr, ids::kAlignPlusX},
+        {A::ModuleCommand, "Y", S::View, T("+Y: look along +Y — shows the Front side"), nullptr, ids::kAlignPlusY},
+        {A::ModuleCommand, "Z", S::View, T("+Z: look along +Z — shows the Bottom side"), nullptr, ids::kAlignPlusZ},
+        {A::ModuleCommand, "Shift+X", S::View, T("-X: look along -X — shows the Right side"), nullptr, ids::kAlignMinusX},
+        {A::ModuleCommand, "Shift+Y", S::View, T("-Y: look along -Y — shows the Back side"), nullptr, ids::kAlignMinusY},
+        {A::ModuleCommand, "Shift+Z", S::View, T("-Z: look along -Z — shows the Top side"), nullptr, ids::kAlignMinusZ},
+        {A::ModuleCommand, "I", S::View, T("+Isometric: shows the Front Right Top corner"), nullptr, ids::kAlignPlusIsometric},
+        {A::ModuleCommand, "Shift+I", S::View, T("-Isometric: shows the Back Right Top corner, upside down"), nullptr, ids::kAlignMinusIsometric},
     };
     for (int i = 0; i < 9; ++i) {
         static const char* const keys[9] = {"Ctrl+1", "Ctrl+2", "Ctrl+3", "Ctrl+4", "Ctrl+5",
                                             "Ctrl+6", "Ctrl+7", "Ctrl+8", "Ctrl+9"};
         t.push_back({A::StoredView, keys[i], S::View,
-                     i == 0 ? "Stored views 1 to 9, in list order" : nullptr,
+                     i == 0 ? T("Stored views 1 to 9, in list order") : nullptr,
                      i == 0 ? "Ctrl+1 ... Ctrl+9" : nullptr, 0, i});
     }
     const std::vector<KeyBinding> rest = {
-        {A::PreviousStoredView, "PgUp", S::View, "The previous stored view", "Page Up"},
-        {A::NextStoredView, "PgDown", S::View, "The next stored view", "Page Down"},
-        {A::ToggleProjection, "P", S::View, "Perspective or orthographic", nullptr},
-        {A::ToggleLock, "L", S::View, "Lock or free the up vector", nullptr},
-        {A::FitAll, "F", S::Window, "Fit the whole model in the view", nullptr},
+        {A::PreviousStoredView, "PgUp", S::View, T("The previous stored view"), "Page Up"},
+        {A::NextStoredView, "PgDown", S::View, T("The next stored view"), "Page Down"},
+        {A::ToggleProjection, "P", S::View, T("Perspective or orthographic"), nullptr},
+        {A::ToggleLock, "L", S::View, T("Lock or free the up vector"), nullptr},
+        {A::FitAll, "F", S::Window, T("Fit the whole model in the view"), nullptr},
         {A::DefaultView, "Home", S::Window,
-         "The default view (+Isometric when none is set), fitted", nullptr},
-        {A::CameraBack, "Alt+Left", S::Window, "Camera back", nullptr},
-        {A::CameraForward, "Alt+Right", S::Window, "Camera forward", nullptr},
-        {A::OpenModels, "Ctrl+O", S::Window, "Open models", nullptr},
-        {A::StopReading, "Esc", S::Window, "Stop reading models (the model shown stays)", nullptr},
-        {A::LargerPoints, "Ctrl+]", S::Window, "Larger points (point clouds)", nullptr},
-        {A::SmallerPoints, "Ctrl+[", S::Window, "Smaller points (point clouds)", nullptr},
-        {A::Quit, "Ctrl+Q", S::Window, "Quit", nullptr},
+         T("The default view (+Isometric when none is set), fitted"), nullptr},
+        {A::CameraBack, "Alt+Left", S::Window, T("Camera back"), nullptr},
+        {A::CameraForward, "Alt+Right", S::Window, T("Camera forward"), nullptr},
+        {A::OpenModels, "Ctrl+O", S::Window, T("Open models"), nullptr},
+        {A::StopReading, "Esc", S::Window, T("Stop reading models (the model shown stays)"), nullptr},
+        {A::LargerPoints, "Ctrl+]", S::Window, T("Larger points (point clouds)"), nullptr},
+        {A::SmallerPoints, "Ctrl+[", S::Window, T("Smaller points (point clouds)"), nullptr},
+        {A::Quit, "Ctrl+Q", S::Window, T("Quit"), nullptr},
     };
     t.insert(t.end(), rest.begin(), rest.end());
     return t;

@@ -26,7 +26,8 @@
 #include <QKeyEvent>
 #include <QTimer>
 #include <QToolButton>
-#include <vtkCameraOrientationRepresentation.h>
+#include <vtkCamera.h>
+#include <vtkRenderer.h>
 #include <vtkObjectFactory.h>
 
 #include <memory>
@@ -140,27 +141,23 @@ void MainWindow::_buildUi() {
     host_->sceneViewer->transitionMs = transitionMs_;
     host_->sceneViewer->requestFrames = [this] { frames_->start(); };
 
-    // The view cube replaces the passive axes in the corner.
+    // The view cube replaces the passive axes in the corner; it follows
+    // every picture drawn, transitions and drags included.
     scene_.axesRenderer()->DrawOff();
-    auto cube = vtkSmartPointer<CViewCube>::New();
-    cube_ = cube;
-    cubeOwner_ = cube;
-    cube->SetParentRenderer(scene_.renderer());
-    cube->SetInteractor(vtk_->interactor());
-    if (auto* rep = vtkCameraOrientationRepresentation::SafeDownCast(cube->GetRepresentation())) {
-        rep->AnchorToUpperRight();
-        rep->SetSize(110, 110);
-    }
-    cube->onHandle = [this](int axis, int side) {
-        // The eye on the +X side looks along -X: the module's "-X".
-        static const UINT minus[3] = {krav::ids::kAlignMinusX, krav::ids::kAlignMinusY,
-                                      krav::ids::kAlignMinusZ};
-        static const UINT plus[3] = {krav::ids::kAlignPlusX, krav::ids::kAlignPlusY,
-                                     krav::ids::kAlignPlusZ};
-        if (FAILED(host_->Run(side > 0 ? minus[axis] : plus[axis])))
-            statusBar()->showMessage(tr("The view module is not loaded"), 4000);
-    };
-    cube->On();
+    cube_ = new ViewCube(vtk_);
+    connect(cube_, &ViewCube::viewFrom, this, [this](const std::array<int, 3>& d) { ViewFrom(d); });
+    connect(cube_, &ViewCube::roll, this, [this](int turn) { RollView(turn); });
+    drawn_ = vtkSmartPointer<vtkCallbackCommand>::New();
+    drawn_->SetClientData(this);
+    drawn_->SetCallback([](vtkObject*, unsigned long, void* self, void*) {
+        auto* window = static_cast<MainWindow*>(self);
+        vtkCamera* camera = window->scene_.renderer()->GetActiveCamera();
+        double look[3], up[3];
+        camera->GetDirectionOfProjection(look);
+        camera->GetViewUp(up);
+        window->cube_->SetCamera(look, up);
+    });
+    renderWindow_->AddObserver(vtkCommand::EndEvent, drawn_);
 
     // The first frame on screen: Qt has swapped the widget's buffer once.
     connect(vtk_, &QOpenGLWidget::frameSwapped, this, [this] {
@@ -305,34 +302,41 @@ void MainWindow::_buildUi() {
         const char* tip;
     };
     const Command commands[] = {
-        {"+X", krav::ids::kAlignPlusX, "Align to +X"},
-        {"-X", krav::ids::kAlignMinusX, "Align to -X"},
-        {"+Y", krav::ids::kAlignPlusY, "Align to +Y"},
-        {"-Y", krav::ids::kAlignMinusY, "Align to -Y"},
-        {"+Z", krav::ids::kAlignPlusZ, "Align to +Z"},
-        {"-Z", krav::ids::kAlignMinusZ, "Align to -Z"},
-        {"+Iso", krav::ids::kAlignPlusIsometric, "+Isometric"},
-        {"-Iso", krav::ids::kAlignMinusIsometric, "-Isometric"},
+        {"+X", krav::ids::kAlignPlusX, nullptr},
+        {"-X", krav::ids::kAlignMinusX, nullptr},
+        {"+Y", krav::ids::kAlignPlusY, nullptr},
+        {"-Y", krav::ids::kAlignMinusY, nullptr},
+        {"+Z", krav::ids::kAlignPlusZ, nullptr},
+        {"-Z", krav::ids::kAlignMinusZ, nullptr},
+        {"+Iso", krav::ids::kAlignPlusIsometric, nullptr},
+        {"-Iso", krav::ids::kAlignMinusIsometric, nullptr},
         {nullptr, 0, nullptr},
-        {"⟳", krav::ids::kRotateClockwise, "Rotate Clockwise"},
-        {"⟲", krav::ids::kRotateCounterclockwise, "Rotate Counterclockwise"},
-        {"↑", krav::ids::kRotateUp, "Rotate Up"},
-        {"↓", krav::ids::kRotateDown, "Rotate Down"},
-        {"←", krav::ids::kRotateLeft, "Rotate Left"},
-        {"→", krav::ids::kRotateRight, "Rotate Right"},
+        {"⟳", krav::ids::kRotateClockwise, QT_TR_NOOP("Rotate Clockwise")},
+        {"⟲", krav::ids::kRotateCounterclockwise, QT_TR_NOOP("Rotate Counterclockwise")},
+        {"↑", krav::ids::kRotateUp, QT_TR_NOOP("Rotate Up")},
+        {"↓", krav::ids::kRotateDown, QT_TR_NOOP("Rotate Down")},
+        {"←", krav::ids::kRotateLeft, QT_TR_NOOP("Rotate Left")},
+        {"→", krav::ids::kRotateRight, QT_TR_NOOP("Rotate Right")},
         {nullptr, 0, nullptr},
-        {"Views...", krav::ids::kEditDialog,
-         "The Standard Views dialog (View > Edit ...): create, apply and manage stored views"},
-        {"Rotate...", krav::ids::kControlDialog,
-         "The Rotate dialog (View > Control Dialog ...): rotate and move by steps"},
+        {QT_TR_NOOP("Views..."), krav::ids::kEditDialog,
+         QT_TR_NOOP("The Standard Views dialog (View > Edit ...): create, apply and manage stored "
+                    "views")},
+        {QT_TR_NOOP("Rotate..."), krav::ids::kControlDialog,
+         QT_TR_NOOP("The Rotate dialog (View > Control Dialog ...): rotate and move by steps")},
     };
     for (const Command& c : commands) {
         if (!c.text) {
             bar->addSeparator();
             continue;
         }
-        QAction* a = bar->addAction(QString::fromUtf8(c.text));
-        a->setToolTip(tr(c.tip));
+        QAction* a = bar->addAction(c.tip ? tr(c.text) : QString::fromUtf8(c.text));
+        // The align commands say what they show as their keys do.
+        if (const KeyBinding* key = BindingOf(ViewerAction::ModuleCommand, c.id); key && !c.tip)
+            a->setToolTip(QStringLiteral("%1 (%2)").arg(
+                QCoreApplication::translate("zul::viewer::KeyBindings", key->text),
+                QKeySequence(QString::fromLatin1(key->keys)).toString(QKeySequence::NativeText)));
+        else
+            a->setToolTip(tr(c.tip));
         a->setData(c.id);
         const UINT id = c.id;
         connect(a, &QAction::triggered, this, [this, id] {

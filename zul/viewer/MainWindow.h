@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <array>
 #include <thread>
 #include <vector>
 
@@ -139,9 +140,20 @@ public:
     void SetTransitionMs(unsigned ms);
     unsigned TransitionMs() const { return transitionMs_; }
     // The view cube in the view's upper right corner.
-    class CViewCube* viewCube() const {
+    class ViewCube* viewCube() const {
         return cube_;
     }
+    // Looks from `direction` (components -1, 0, 1; from the model towards
+    // the eye), as the view cube's parts do: a face is the module's align
+    // command looking the opposite way (the Right face, +X, is "-X"), the
+    // front right top corner its +Isometric; other edges and corners keep
+    // the target and distance, with Z up (or the locked up). False when
+    // refused (the lock, no module).
+    bool ViewFrom(const std::array<int, 3>& direction);
+    // Turns the camera 90 degrees about its line of sight: the picture
+    // clockwise (+1) or counterclockwise (-1). Refused with the lock's
+    // message while the up is locked.
+    bool RollView(int turn);
     // Does what a key of the key table asks (KeyBindings.h).
     void RunKey(const KeyBinding& binding);
     // The recent models, newest first.
@@ -190,6 +202,8 @@ private:
     // True (after message 141) when the up is locked along the direction
     // align command `id` looks in.
     bool _refusedByLock(UINT id);
+    // Message 141: what the module says of a view the locked up refuses.
+    void _sayLocked();
     std::vector<UINT> _storedViewCommands() const;
     static constexpr UINT kMaxStoredViewCommands = 4096;
     static void s_onInteraction(vtkObject* caller, unsigned long event, void* self, void* data);
@@ -242,8 +256,8 @@ private:
     QToolButton* stopRead_ = nullptr;
     QTimer* frames_ = nullptr; // drives transitions
     unsigned transitionMs_ = 0;
-    class CViewCube* cube_ = nullptr;
-    vtkSmartPointer<vtkObject> cubeOwner_;
+    class ViewCube* cube_ = nullptr;
+    vtkSmartPointer<vtkCallbackCommand> drawn_; // a picture was drawn: the cube follows
     QAction* lock_ = nullptr;
     QAction* perspective_ = nullptr;
     QMenu* recentMenu_ = nullptr;

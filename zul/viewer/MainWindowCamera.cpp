@@ -5,6 +5,7 @@
 #include <QStatusBar>
 
 #include <algorithm>
+#include <string>
 
 #include "KRAdvancedViews/ResourceIds.h"
 #include "MainWindow.h"
@@ -108,6 +109,11 @@ bool MainWindow::_refusedByLock(UINT id) {
     if (id == krav::ids::kAlignPlusY || id == krav::ids::kAlignMinusY) along = 2;
     if (id == krav::ids::kAlignPlusZ || id == krav::ids::kAlignMinusZ) along = 3;
     if (along == 0 || host_->sceneViewer->LockedAxis() != along) return false;
+    _sayLocked();
+    return true;
+}
+
+void MainWindow::_sayLocked() {
     const void* data = nullptr;
     DWORD size = 0;
     std::string text = "The up vector is locked along this view's direction.";
@@ -118,7 +124,63 @@ bool MainWindow::_refusedByLock(UINT id) {
         text = static_cast<const char*>(data);
     int answer = 0;
     host_->ShowMessage(text.c_str(), nullptr, 0x30, &answer);
-    return true;
+}
+
+bool MainWindow::ViewFrom(const std::array<int, 3>& d) {
+    const int nonZero = (d[0] != 0) + (d[1] != 0) + (d[2] != 0);
+    if (nonZero == 0) return false;
+    UINT command = 0;
+    if (nonZero == 1) {
+        // The eye on the +X side looks along -X: the module's "-X".
+        static const UINT minus[3] = {krav::ids::kAlignMinusX, krav::ids::kAlignMinusY,
+                                      krav::ids::kAlignMinusZ};
+        static const UINT plus[3] = {krav::ids::kAlignPlusX, krav::ids::kAlignPlusY,
+                                     krav::ids::kAlignPlusZ};
+        const int axis = d[0] != 0 ? 0 : d[1] != 0 ? 1 : 2;
+        command = d[size_t(axis)] > 0 ? minus[axis] : plus[axis];
+    } else if (d == std::array<int, 3>{1, -1, 1}) {
+        command = krav::ids::kAlignPlusIsometric; // it looks from there, Z up
+    }
+    const auto navigator = host_->firstObject<IViewNavigator>();
+    if (!module_ || !navigator) {
+        statusBar()->showMessage(tr("The view module is not loaded"), 4000);
+        return false;
+    }
+    if (command) {
+        return host_->Run(command) == S_OK;
+    }
+    // Another edge or corner: the navigator turns the camera about its
+    // target, keeping a locked up and refusing what the lock refuses.
+    float view[3] = {-float(d[0]), -float(d[1]), -float(d[2])};
+    float up[3] = {0, 0, 1};
+    zul::scene::Camera c = zul::scene::cameraOf(*host_->sceneViewer.Get());
+    return navigator->SetView(up, view, c.perspective ? Perspective : Orthographic) == S_OK;
+}
+
+bool MainWindow::RollView(int turn) {
+    auto* viewer = host_->sceneViewer.Get();
+    if (viewer->LockedAxis() != 0) {
+        _sayLocked();
+        return false;
+    }
+    const auto navigator = host_->firstObject<IViewNavigator>();
+    if (!module_ || !navigator) {
+        statusBar()->showMessage(tr("The view module is not loaded"), 4000);
+        return false;
+    }
+    viewer->FinishTransition();
+    const zul::scene::CameraFrame f = zul::scene::frameOf(zul::scene::cameraOf(*viewer));
+    // The picture turns clockwise when the new up is the old left.
+    const double* l = f.direction;
+    const double* u = f.up;
+    const double right[3] = {l[1] * u[2] - l[2] * u[1], l[2] * u[0] - l[0] * u[2],
+                             l[0] * u[1] - l[1] * u[0]};
+    float up[3], view[3];
+    for (int i = 0; i < 3; ++i) {
+        up[i] = float(turn > 0 ? -right[i] : right[i]);
+        view[i] = float(l[i]);
+    }
+    return navigator->SetView(up, view, f.perspective ? Perspective : Orthographic) == S_OK;
 }
 
 } // namespace zul::viewer
