@@ -110,7 +110,8 @@ TEST_F(ViewCubeE2E, TheRollArrowsTurnThePictureUnlessTheUpIsLocked) {
     const auto look = looking(), up = viewUp();
     QTest::mouseClick(cube(), Qt::LeftButton, {}, cube()->RollArrowCenter(+1).toPoint());
     EXPECT_TRUE(along(looking(), look[0], look[1], look[2])) << "the same line of sight";
-    const auto right = s_cross(look, up), left = std::array<double, 3>{-right[0], -right[1], -right[2]};
+    const auto right = s_cross(look, up),
+               left = std::array<double, 3>{-right[0], -right[1], -right[2]};
     EXPECT_TRUE(along(viewUp(), left[0], left[1], left[2])) << "clockwise: the left is up now";
     QTest::mouseClick(cube(), Qt::LeftButton, {}, cube()->RollArrowCenter(-1).toPoint());
     EXPECT_TRUE(along(viewUp(), up[0], up[1], up[2])) << "and back";

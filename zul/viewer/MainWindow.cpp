@@ -27,8 +27,8 @@
 #include <QTimer>
 #include <QToolButton>
 #include <vtkCamera.h>
-#include <vtkRenderer.h>
 #include <vtkObjectFactory.h>
+#include <vtkRenderer.h>
 
 #include <memory>
 

@@ -14,12 +14,12 @@ namespace zul::viewer {
 
 namespace {
 
-constexpr int kSize = 150;          // the widget, square, in pixels
-constexpr int kMargin = 6;          // from the view's upper right corner
-constexpr double kBevel = 0.3;      // of the cube's half-width 1
+constexpr int kSize = 150;           // the widget, square, in pixels
+constexpr int kMargin = 6;           // from the view's upper right corner
+constexpr double kBevel = 0.3;       // of the cube's half-width 1
 constexpr double kFace = 1 - kBevel; // a face's half-width
-constexpr double kArrowRadius = 11; // the roll arrows'
-constexpr int kRollPart = 9;        // a roll arrow's direction: {9, turn, 0}
+constexpr double kArrowRadius = 11;  // the roll arrows'
+constexpr int kRollPart = 9;         // a roll arrow's direction: {9, turn, 0}
 
 using Vec = std::array<double, 3>;
 
@@ -91,8 +91,8 @@ const std::vector<ViewCube::Part>& ViewCube::s_parts() {
                         for (int k = 0; k < 4; ++k) {
                             Vec p{double(x), double(y), double(z)};
                             for (int i = 0; i < 3; ++i)
-                                p[size_t(i)] += kFace * (su[k] * right[size_t(i)] +
-                                                         sv[k] * up[size_t(i)]);
+                                p[size_t(i)] +=
+                                    kFace * (su[k] * right[size_t(i)] + sv[k] * up[size_t(i)]);
                             part.corners.push_back(p);
                         }
                     } else if (n == 2) {
@@ -147,9 +147,12 @@ QString ViewCube::PartTip(const std::array<int, 3>& d) {
             along << QStringLiteral("%1%2").arg(d[size_t(i)] > 0 ? "-" : "+").arg(axes[i]);
     const QString direction = along.join(' ');
     switch (s_nonZero(d)) {
-    case 1: return tr("%1 side: look along %2").arg(SideName(d), direction);
-    case 2: return tr("%1 edge: look along %2").arg(SideName(d), direction);
-    default: return tr("%1 corner: look along %2").arg(SideName(d), direction);
+    case 1:
+        return tr("%1 side: look along %2").arg(SideName(d), direction);
+    case 2:
+        return tr("%1 edge: look along %2").arg(SideName(d), direction);
+    default:
+        return tr("%1 corner: look along %2").arg(SideName(d), direction);
     }
 }
 
@@ -239,7 +242,8 @@ void ViewCube::_drawAxes(QPainter& painter) const {
     font.setBold(true);
     painter.setFont(font);
     int order[3] = {0, 1, 2};
-    std::sort(order, order + 3, [this](int a, int b) { return toEye_[size_t(a)] < toEye_[size_t(b)]; });
+    std::sort(order, order + 3,
+              [this](int a, int b) { return toEye_[size_t(a)] < toEye_[size_t(b)]; });
     for (int i : order) {
         const QPointF along(right_[size_t(i)], -up_[size_t(i)]);
         painter.setPen(QPen(colours[i], 2));
@@ -264,8 +268,8 @@ void ViewCube::_drawLabel(QPainter& painter, const Part& part) const {
     }
     const QPointF c = _project(centre), pr = _project(r) - c, pu = _project(u) - c;
     painter.save();
-    painter.setTransform(QTransform(pr.x() / 50, pr.y() / 50, -pu.x() / 50, -pu.y() / 50, c.x(),
-                                    c.y()));
+    painter.setTransform(
+        QTransform(pr.x() / 50, pr.y() / 50, -pu.x() / 50, -pu.y() / 50, c.x(), c.y()));
     const QString text = SideName(d);
     QFont font = painter.font();
     font.setBold(true);
