@@ -47,14 +47,15 @@ inline void AsStoreText(const char*& name, std::string& text) {
 class CViewManager : public zul::com::ObjectRoot,
                      public IViewManager2,
                      public IViewManagerSink,
-                     public IViewStoreEdits,
+                     public IViewStoreEdits2,
                      public IObjectWithSite,
                      public IViewFileReport {
 public:
     ZUL_BEGIN_INTERFACE_MAP(CViewManager)
     ZUL_INTERFACE_ENTRY(IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewFileReport)
-    ZUL_INTERFACE_ENTRY(IViewStoreEdits)
+    ZUL_INTERFACE_ENTRY(IViewStoreEdits2)
+    ZUL_INTERFACE_ENTRY2(IViewStoreEdits, IViewStoreEdits2)
     ZUL_INTERFACE_ENTRY2(IViewManager, IViewManager2)
     ZUL_INTERFACE_ENTRY(IViewManagerSink)
     ZUL_INTERFACE_ENTRY(IObjectWithSite)
@@ -125,6 +126,8 @@ public:
     HRESULT STDMETHODCALLTYPE MoveView(const char* name, int32_t direction) override;
     HRESULT STDMETHODCALLTYPE DestroyViews(const char* const* names, int32_t count) override;
     HRESULT STDMETHODCALLTYPE CheckForChanges() override;
+    HRESULT STDMETHODCALLTYPE ReplaceAllViews(const char* const* names, const FullViewInfo* records,
+                                              int32_t count) override;
 
     // IViewManagerSink: the store hears its own announcements first and keeps
     // its slot table in step with the registry.

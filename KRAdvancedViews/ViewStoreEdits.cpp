@@ -122,3 +122,56 @@ HRESULT CViewManager::CheckForChanges() {
         return changed ? S_OK : S_FALSE;
     });
 }
+
+HRESULT CViewManager::ReplaceAllViews(const char* const* names, const FullViewInfo* records,
+                                      int32_t count) {
+    KRAV_TRACE("CViewManager::ReplaceAllViews");
+    if (count < 0) return E_INVALIDARG;
+    if (count > 0 && (!names || !records)) return E_POINTER;
+    if (count > kMaxViews) return E_UNEXPECTED;
+    std::vector<std::string> wanted;
+    std::vector<int> indices;
+    for (int32_t i = 0; i < count; ++i) {
+        if (!names[i]) return E_POINTER;
+        std::string text;
+        const char* name = names[i];
+        AsStoreText(name, text);
+        if (!*name || std::find(wanted.begin(), wanted.end(), name) != wanted.end() ||
+            std::find(indices.begin(), indices.end(), records[i].iViewIndex) != indices.end())
+            return E_INVALIDARG;
+        wanted.push_back(name);
+        indices.push_back(records[i].iViewIndex);
+    }
+    return zul::com::firewall([&]() -> HRESULT {
+        HRESULT hr = S_OK;
+        {
+            OpScope tx(*this, true);
+            _announce(Event::BatchBegin);
+            // A view stays only when it is already as wanted: then no other
+            // wanted view can want its index, so every view written anew
+            // finds its slot free.
+            std::vector<bool> kept(wanted.size(), false);
+            for (const std::string& name : _listedNames()) {
+                const auto it = std::find(wanted.begin(), wanted.end(), name);
+                FullViewInfo stored;
+                if (it != wanted.end() && GetViewInfo(name.c_str(), &stored) == S_OK &&
+                    krav::SameRecord(stored, records[it - wanted.begin()])) {
+                    kept[size_t(it - wanted.begin())] = true;
+                    continue;
+                }
+                if (const HRESULT one = DestroyViewExt(name.c_str()); one != S_OK) {
+                    hr = s_failed(one);
+                    break;
+                }
+            }
+            for (size_t i = 0; i < wanted.size() && SUCCEEDED(hr); ++i)
+                if (!kept[i]) {
+                    const HRESULT one = CreateViewInfo(wanted[i].c_str(), records[i]);
+                    if (one != S_OK) hr = s_failed(one);
+                }
+            hr = _endCompound(tx, hr);
+        }
+        _announce(Event::BatchEnd);
+        return hr;
+    });
+}

@@ -4,7 +4,9 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QSet>
+#include <QShortcut>
 #include <QTimer>
 #include <algorithm>
 #include <cmath>
@@ -21,10 +23,6 @@
 
 namespace krav::dialogs {
 namespace {
-
-// Set by a change of any field, cleared when the field loses the focus; one
-// for the module, as only one field can have the focus.
-bool s_fieldEdited = false;
 
 constexpr int kFieldIds[] = {264, 265, 266, 268, 269, 270, 271, 272, 273, 277, 278, 279, 280};
 constexpr int kVectorIds[3][3] = {{268, 269, 270}, {271, 272, 273}, {277, 278, 279}};
@@ -60,6 +58,8 @@ void s_keepPictures(bool on) {
 }
 
 } // namespace
+
+bool CViewEditDlg::s_fieldEdited = false;
 
 CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     : QDialog(parent), ui_(std::make_unique<Ui::ViewEditDlg>()), navigator_(context.navigator),
@@ -119,7 +119,35 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
     connect(ui_->fromPick, &QPushButton::clicked, this, [this] { _pick(FromVector); });
     connect(ui_->viewList, &QListWidget::itemClicked, this, [this] { _listClicked(false); });
     connect(ui_->viewList, &QListWidget::itemDoubleClicked, this, [this] { _listClicked(true); });
-    connect(ui_->viewList, &QListWidget::itemSelectionChanged, this, [this] { _updateButtons(); });
+    connect(ui_->viewList, &QListWidget::itemSelectionChanged, this, [this] {
+        _updateButtons();
+        _fieldsFollowSelection();
+    });
+    fieldsSource_ = new QLabel(this);
+    fieldsSource_->setObjectName("fieldsSource");
+    ui_->mainLayout->insertWidget(1, fieldsSource_);
+    auto* undoRow = new QHBoxLayout;
+    undoButton_ = new QPushButton(tr("Undo"), this);
+    undoButton_->setObjectName("undoButton");
+    redoButton_ = new QPushButton(tr("Redo"), this);
+    redoButton_->setObjectName("redoButton");
+    undoRow->addWidget(undoButton_);
+    undoRow->addWidget(redoButton_);
+    ui_->listButtons->addLayout(undoRow);
+    historyNote_ = new QLabel(this);
+    historyNote_->setObjectName("historyNote");
+    historyNote_->setWordWrap(true);
+    historyNote_->hide();
+    ui_->mainLayout->insertWidget(2, historyNote_);
+    connect(undoButton_, &QPushButton::clicked, this, [this] { Undo(); });
+    connect(redoButton_, &QPushButton::clicked, this, [this] { Redo(); });
+    // A text field keeps Ctrl+Z for its own text (Qt gives it the key first).
+    for (const char* key : {"Ctrl+Z"})
+        connect(new QShortcut(QKeySequence(QString::fromLatin1(key)), this), &QShortcut::activated,
+                this, [this] { Undo(); });
+    for (const char* key : {"Ctrl+Shift+Z", "Ctrl+Y"})
+        connect(new QShortcut(QKeySequence(QString::fromLatin1(key)), this), &QShortcut::activated,
+                this, [this] { Redo(); });
     for (QRadioButton* radio : {ui_->anglesRadio, ui_->lookAtRadio, ui_->autoSetRadio,
                                 ui_->lookFromRadio, ui_->orthographicRadio, ui_->perspectiveRadio})
         connect(radio, &QRadioButton::clicked, this, [this] { _updateEnabling(); });
@@ -147,6 +175,7 @@ CViewEditDlg::CViewEditDlg(const DialogContext& context, QWidget* parent)
         _loadFields(fields_);
     initialised_ = true;
     _updateButtons();
+    _updateUndo();
 }
 
 CViewEditDlg::~CViewEditDlg() {
@@ -160,10 +189,11 @@ QLineEdit* CViewEditDlg::_edit(int id) const {
 void CViewEditDlg::showEvent(QShowEvent* event) {
     // A dialog shown again starts from where the camera is, unless the user
     // left edits in the fields.
-    FullViewInfo camera;
-    if (editState_ != 2 && navigator_ && navigator_->GetViewInfo(&camera) == S_OK)
-        _loadFields(camera);
+    if (editState_ != 2) _fieldsFollowSelection();
     QDialog::showEvent(event);
+    // The tiles are laid out once the list has its size.
+    if (picturesToggle_ && picturesToggle_->isChecked())
+        QTimer::singleShot(0, this, [this] { ui_->viewList->doItemsLayout(); });
 }
 
 bool CViewEditDlg::eventFilter(QObject* watched, QEvent* event) {
@@ -234,18 +264,29 @@ void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) 
 void CViewEditDlg::_setPictureMode(bool on) {
     QListWidget* list = ui_->viewList;
     if (on) {
+        // Tiles of one size in rows that reflow with the list's width; a
+        // name too long for its tile is cut short, never run into the next.
         list->setViewMode(QListView::IconMode);
         list->setIconSize(QSize(kPictureWidth, kPictureHeight));
+        list->setFlow(QListView::LeftToRight);
+        list->setWrapping(true);
         list->setResizeMode(QListView::Adjust);
         list->setMovement(QListView::Static);
-        list->setWordWrap(true);
-        list->setMinimumWidth(2 * kPictureWidth + 40);
+        list->setUniformItemSizes(true);
+        list->setWordWrap(false);
+        list->setTextElideMode(Qt::ElideMiddle);
+        list->setGridSize(
+            QSize(kPictureWidth + 24, kPictureHeight + list->fontMetrics().height() + 16));
+        list->setMinimumWidth(2 * (kPictureWidth + 24) + 30);
         pictureRefresh_->start();
         _queuePictures();
     } else {
         pictureRefresh_->stop();
         pictureQueue_.clear();
         list->setViewMode(QListView::ListMode);
+        list->setGridSize(QSize());
+        list->setWrapping(false);
+        list->setUniformItemSizes(false);
         list->setMinimumWidth(200);
         for (int row = 0; row < list->count(); ++row)
             list->item(row)->setIcon(QIcon());
@@ -319,20 +360,27 @@ void CViewEditDlg::_listClicked(bool doubleClick) {
         FullViewInfo info;
         if (SUCCEEDED(store_->ShowView(name.c_str())) &&
             store_->GetViewInfo(name.c_str(), &info) == S_OK)
-            _loadFields(info);
+            _loadFields(info, item->text());
     }
     _updateButtons();
 }
 
 void CViewEditDlg::OnViewEvent(const char* event, const char* name, const char* newName) {
+    // Every event tells of a change of the store: one the dialog did not
+    // make leaves its history behind.
+    if (event && !recording_ && (undo_.CanUndo() || undo_.CanRedo())) _historyCleared();
     if (!noMessageBox_ || busy_ || !event) return;
     const std::string e = event;
     if (e == "BatchBegin") {
         inBatch_ = true;
+        batchEvents_ = 0;
     } else if (e == "BatchEnd") {
         inBatch_ = false;
-        if (listDirty_) _rebuildList();
+        // An empty batch is the store catching up with another program's
+        // changes (or undoing a failed edit): anything may have changed.
+        if (listDirty_ || batchEvents_ == 0) _rebuildList();
     } else if (e == "Created" || e == "Destroyed" || e == "Edited" || e == "Renamed") {
+        ++batchEvents_;
         if (inBatch_)
             listDirty_ = true;
         else if (e == "Renamed")
@@ -343,217 +391,25 @@ void CViewEditDlg::OnViewEvent(const char* event, const char* name, const char* 
 }
 
 // ---------------------------------------------------------------------------
-// The buttons
-
-int CViewEditDlg::_message(unsigned id, UINT type, const QString& argument) {
-    QString text = ModuleText(id);
-    if (!argument.isNull()) text.replace(QStringLiteral("%s"), argument);
-    noMessageBox_ = 0;
-    const int result = ShowMessage(hostUi_.Get(), this, text, type);
-    noMessageBox_ = 1;
-    return result;
-}
-
-void CViewEditDlg::_add() {
-    if (!store_ || !navigator_) return;
-    std::string name;
-    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), std::string(), name,
-                         [this](bool open) { noMessageBox_ = !open; }))
-        return;
-    QListWidget* list = ui_->viewList;
-    const int index =
-        list->count() ? list->item(list->count() - 1)->data(Qt::UserRole).toInt() + 1 : -1;
-    FullViewInfo record;
-    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK ||
-        !_readFields(record, false))
-        return;
-    record.iViewIndex = index;
-    if (FAILED(store_->CreateViewInfo(name.c_str(), record))) return;
-    _loadFields(record);
-    if (list->count()) list->scrollToItem(list->item(list->count() - 1));
-    _updateButtons();
-}
-
-void CViewEditDlg::_replace() {
-    QListWidget* list = ui_->viewList;
-    const int row = _selectedRow();
-    if (!store_ || !navigator_ || row < 0 || list->item(row)->data(Qt::UserRole).toInt() < 0)
-        return;
-    const std::string name = list->item(row)->text().toStdString();
-    FullViewInfo record;
-    if (!_takeOverPending() || navigator_->GetViewInfo(&record) != S_OK ||
-        !_readFields(record, false))
-        return;
-    record.iViewIndex = row + 1;
-    KeepDefaultMark(record, name == defaultName_);
-    if (FAILED(store_->EditViewInfo(name.c_str(), record))) return;
-    _loadFields(record);
-    for (int r = 0; r < list->count(); ++r)
-        if (list->item(r)->text().toStdString() == name) list->scrollToItem(list->item(r));
-    _updateButtons();
-}
-
-void CViewEditDlg::_rename() {
-    const int row = _selectedRow();
-    if (!store_ || row < 0) return;
-    const std::string old = ui_->viewList->item(row)->text().toStdString();
-    std::string name;
-    if (!RequestViewName(this, store_.Get(), hostUi_.Get(), old, name,
-                         [this](bool open) { noMessageBox_ = !open; }))
-        return;
-    store_->RenameView(old.c_str(), name.c_str());
-}
-
-void CViewEditDlg::_delete() {
-    QListWidget* list = ui_->viewList;
-    if (!store_ || list->selectedItems().isEmpty()) return;
-    if (_message(IDS_CONFIRM_DELETE, MB_YESNO | MB_ICONQUESTION) != kIdYes) return;
-    std::vector<int> rows;
-    for (QListWidgetItem* item : list->selectedItems())
-        rows.push_back(list->row(item));
-    std::sort(rows.begin(), rows.end());
-    std::vector<std::string> names;
-    for (int r : rows)
-        names.push_back(list->item(r)->text().toStdString());
-    DeleteClosingGaps(store_.Get(), names);
-    if (list->count()) {
-        const int row = std::min(rows.front(), list->count() - 1);
-        list->scrollToItem(list->item(row));
-    }
-    _updateButtons();
-}
-
-void CViewEditDlg::_move(int direction) {
-    QListWidget* list = ui_->viewList;
-    const int n = list->count(), k = _selectedRow();
-    if (!store_ || k < 0) return;
-    const bool possible = direction == 1 ? k < n - 1 : k >= 1;
-    if (!possible) {
-        list->scrollToItem(list->item(k));
-        return;
-    }
-    const std::string name = list->item(k)->text().toStdString();
-    MoveView(store_.Get(), name, direction);
-    for (int r = 0; r < list->count(); ++r) {
-        if (list->item(r)->text().toStdString() != name) continue;
-        list->clearSelection();
-        list->setCurrentRow(r);
-        list->item(r)->setSelected(true);
-        list->scrollToItem(list->item(r));
-        list->setFocus();
-    }
-    _updateButtons();
-}
-
-void CViewEditDlg::_setDefault() {
-    QListWidget* list = ui_->viewList;
-    const int k = _selectedRow();
-    if (!store_ || k < 0) return;
-    busy_ = true;
-    FullViewInfo present;
-    store_->GetDefaultView(&present);
-    const std::string name = list->item(k)->text().toStdString();
-    if (SUCCEEDED(store_->SetDefaultView(name.c_str()))) {
-        defaultName_.clear();
-    }
-    busy_ = false;
-    _rebuildList(); // refills the cached default name from the records
-    if (k < list->count()) list->scrollToItem(list->item(k));
-}
-
-bool CViewEditDlg::_chooseFile(bool save, std::string& path) {
-    const QString views = ModuleText(IDS_VIEW_FILES), regs = ModuleText(IDS_REG_FILES);
-    const QByteArray filter = (views + " (*.qjv)|*.qjv|" + regs + " (*.reg)|*.reg||").toUtf8();
-    zul::com::ComPtr<IHostFileDialog> files;
-    if (hostUi_ &&
-        SUCCEEDED(hostUi_->QueryInterface(zul::com::iidOf<IHostFileDialog>(),
-                                          reinterpret_cast<void**>(files.GetAddressOf())))) {
-        std::vector<char> buffer(4096, '\0');
-        noMessageBox_ = 0;
-        const HRESULT hr = files->ChooseFile(save, filter.constData(), ".qjv|.reg", buffer.data(),
-                                             ULONG(buffer.size()));
-        noMessageBox_ = 1;
-        if (hr != S_OK) return false;
-        path = buffer.data();
-        return !path.empty();
-    }
-    const QString qtFilter = views + " (*.qjv);;" + regs + " (*.reg)";
-    QString selectedFilter;
-    noMessageBox_ = 0;
-    QString chosen =
-        save ? QFileDialog::getSaveFileName(this, QString(), QString(), qtFilter, &selectedFilter)
-             : QFileDialog::getOpenFileName(this, QString(), QString(), qtFilter, &selectedFilter);
-    noMessageBox_ = 1;
-    if (chosen.isEmpty()) return false;
-    if (save && QFileInfo(chosen).suffix().isEmpty())
-        chosen += selectedFilter.contains(QStringLiteral("*.reg")) ? QStringLiteral(".reg")
-                                                                   : QStringLiteral(".qjv");
-    path = chosen.toStdString();
-    return true;
-}
-
-void CViewEditDlg::_save() {
-    std::string path;
-    if (!store_ || !_chooseFile(true, path)) return;
-    const QString suffix =
-        QLatin1Char('.') + QFileInfo(QString::fromStdString(path)).suffix().toUpper();
-    if (suffix != ".QJV" && suffix != ".REG") {
-        _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, QString::fromStdString(path));
-        return;
-    }
-    store_->SaveViews(path.data(), suffix == ".QJV" ? TextFile : RegistryFile);
-}
-
-void CViewEditDlg::_load() {
-    std::string path;
-    if (!store_ || !_chooseFile(false, path)) return;
-    const QString shown = QString::fromStdString(path);
-    const QString suffix = QLatin1Char('.') + QFileInfo(shown).suffix().toUpper();
-    if (suffix != ".QJV" && suffix != ".REG") {
-        _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
-        return;
-    }
-    const FileTypeEnum type = suffix == ".QJV" ? TextFile : RegistryFile;
-    if (type == RegistryFile && !CViewManager::_regFileMatchesPlatform(path.c_str()) &&
-        QFileInfo(shown).isReadable()) {
-        _message(IDS_FILE_FROM_WINDOWS, MB_ICONEXCLAMATION | MB_OK, shown);
-        return;
-    }
-    // The store says itself why a load failed when it knows (a file that is
-    // not a regular file, a full disk); the general message is for the rest.
-    if (FAILED(store_->LoadViews(path.data(), type))) {
-        zul::com::ComPtr<IViewFileReport> report;
-        if (FAILED(store_.As(report)) || !report->ToldUserOfLastFailure())
-            _message(IDS_FILE_NOT_VALID, MB_ICONEXCLAMATION | MB_OK, shown);
-    }
-}
-
-void CViewEditDlg::_apply() {
-    if (applyCaptionState_ == 1) {
-        QListWidgetItem* item = ui_->viewList->currentItem();
-        if (item && store_) {
-            const std::string name = item->text().toStdString();
-            FullViewInfo info;
-            if (SUCCEEDED(store_->ShowView(name.c_str())) &&
-                store_->GetViewInfo(name.c_str(), &info) == S_OK)
-                _loadFields(info);
-        }
-    } else if (navigator_) {
-        if (s_fieldEdited) {
-            if (!_takeOverPending()) return;
-        } else {
-            FullViewInfo record = fields_;
-            navigator_->SetViewInfo(&record);
-        }
-    }
-    if (navigator_) navigator_->RefreshView();
-}
-
-// ---------------------------------------------------------------------------
 // The fields
 
-void CViewEditDlg::_loadFields(const FullViewInfo& info) {
+void CViewEditDlg::_fieldsFollowSelection() {
+    if (!initialised_) return;
+    const auto selected = ui_->viewList->selectedItems();
+    FullViewInfo info;
+    if (selected.size() == 1 && store_ &&
+        store_->GetViewInfo(selected.front()->text().toUtf8().constData(), &info) == S_OK)
+        _loadFields(info, selected.front()->text());
+    else if (selected.isEmpty() && navigator_ && navigator_->GetViewInfo(&info) == S_OK)
+        _loadFields(info);
+}
+
+void CViewEditDlg::_loadFields(const FullViewInfo& info, const QString& viewName) {
     fields_ = info;
+    fieldsSource_->setText(
+        viewName.isEmpty()
+            ? tr("Orientation and position of the camera")
+            : tr("Orientation and position of the stored view \"%1\"").arg(viewName));
     const double view[3] = {info.pViewVector[0], info.pViewVector[1], info.pViewVector[2]};
     const double up[3] = {info.pUpVector[0], info.pUpVector[1], info.pUpVector[2]};
     double angles[3] = {0, 0, 0};
@@ -654,6 +510,7 @@ bool CViewEditDlg::_takeOverFields() {
     if (!_readFields(record, true)) return false;
     fields_ = record;
     if (navigator_) navigator_->SetViewInfo(&record);
+    fieldsSource_->setText(tr("Orientation and position of the camera"));
     return true;
 }
 

@@ -35,21 +35,33 @@
 //   event loop after the list appears, so typing never waits for them, and
 //   asked for again every second while shown (the host answers from its
 //   cache unless a view or the model changed).
+// - A single click on a row shows that view's orientation and position in
+//   the fields, labelled as that view's; with no row selected they show the
+//   live camera. A double click applies the view as before.
+// - Undo and Redo (and Ctrl+Z / Ctrl+Shift+Z while the dialog has the
+//   focus, outside a text field) go over a history the dialog keeps of the
+//   changes it made, one step per button pressed (ViewUndo.h). A change of
+//   the store made elsewhere (another program, the viewer's menus) clears
+//   the history, and the dialog says so.
 // - Move up and down exchange two neighbours by three renames through the
 //   reserved placeholder name, then give each name its own record back, so
 //   that a view's orientation and its default mark travel with its name.
 #pragma once
 
 #include <QDialog>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Dialogs.h"
 #include "KRAdvancedViews/host/IHostViewPictures.h"
+#include "dialogs/ViewUndo.h"
 #include "zul/com/ComPtr.h"
 
 class QCheckBox;
+class QLabel;
+class QPushButton;
 class QListWidgetItem;
 class QTimer;
 class QLineEdit;
@@ -78,6 +90,10 @@ public:
     const FullViewInfo& FieldRecord() const { return fields_; }
     // Hides the dialog as Close does.
     void CloseDialog();
+    // Undo and Redo, as their buttons do; false when there was nothing to
+    // do or it could not be done (the dialog then says why).
+    bool Undo();
+    bool Redo();
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -102,7 +118,18 @@ private:
     void _rebuildList(const char* renamedFrom = nullptr, const char* renamedTo = nullptr);
     void _updateButtons();
     void _setApplyCaption(int state);
-    void _loadFields(const FullViewInfo& info);
+    // Shows `info` in the fields: the stored view `viewName`, or the camera
+    // when `viewName` is empty.
+    void _loadFields(const FullViewInfo& info, const QString& viewName = QString());
+    // The fields follow the selection: the one view selected, or the camera.
+    void _fieldsFollowSelection();
+    // Runs `change` (a change of the store) and keeps it as an undo step
+    // named `what`.
+    void _recorded(const QString& what, const std::function<void()>& change);
+    // The history no longer matches the store: cleared, and said.
+    void _historyCleared();
+    void _updateUndo();
+    bool _undoOrRedo(bool undo);
     // Reads and checks the fields into `record`: the orientation and position
     // too when `pose`, else only the choices (bits, camera type, field of
     // view). False after a message.
@@ -120,6 +147,10 @@ private:
     void _setPictureMode(bool on);
     void _queuePictures();
     void _drawNextPicture();
+
+    // Set by a change of any field, cleared when the field loses the focus;
+    // one for the module, as only one field can have the focus.
+    static bool s_fieldEdited;
 
     std::unique_ptr<Ui::ViewEditDlg> ui_;
     zul::com::ComPtr<IHostViewPictures> pictures_; // null: names only
@@ -139,9 +170,16 @@ private:
     bool initialised_ = false;
     int noMessageBox_ = 1; // 0 while one of the dialog's message boxes is open
     bool inBatch_ = false, listDirty_ = false;
+    int batchEvents_ = 0; // changes announced in the batch under way
     int pickKind_[3] = {0, 0, 0};
     int picking_vector_ = -1; // the vector a pick under way fills, or -1
     FullViewInfo fields_;
+    QLabel* fieldsSource_ = nullptr; // whose orientation and position the fields show
+    ViewUndoStack undo_;
+    bool recording_ = false; // the dialog is changing the store itself
+    QPushButton* undoButton_ = nullptr;
+    QPushButton* redoButton_ = nullptr;
+    QLabel* historyNote_ = nullptr;
 };
 
 } // namespace krav::dialogs

@@ -1,7 +1,9 @@
 // What the Standard Views dialog does to records and the store, without a
 // QApplication: the record its choices give, the pose checks, the multiple
 // delete and the move by swap.
+#include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "ComTest.h"
 #include "KRAdvancedViews/StoreLayout.h"
@@ -9,6 +11,7 @@
 #include "TempHive.h"
 #include "ViewManager.h"
 #include "dialogs/ViewEdits.h"
+#include "dialogs/ViewUndo.h"
 #include "resources/StringTable.h"
 
 using krav::dialogs::AssemblePose;
@@ -135,4 +138,68 @@ TEST_F(ViewEditsOnAStore, AMoveThatFailsLeavesTheStoreAsItWas) {
     FullViewInfo gone;
     EXPECT_EQ(store->GetViewInfo("+Y", &gone), S_FALSE);
     store->UnregisterInterest(sink.Get());
+}
+
+// Each change the dialog's history keeps comes back whole on undo and goes
+// again on redo: a move (renames and edits, one step), a delete of two
+// views, a default mark, a load that replaced views and added two. A
+// change by another store in between is found, and clears the history
+// rather than being thrown away.
+TEST_F(ViewEditsOnAStore, UndoRestoresEachChangeWholeAndRedoRepeatsIt) {
+    using krav::dialogs::TakeSnapshot;
+    using krav::dialogs::ViewUndoStack;
+    auto store = make<CViewManager, IViewManager2>();
+    std::string file = (dir_ / "standard.qjv").string();
+    ASSERT_EQ(store->SaveViews(file.data(), TextFile), S_OK);
+    ViewUndoStack undo;
+    std::vector<krav::dialogs::ViewsSnapshot> states = {TakeSnapshot(store.Get())};
+    auto change = [&](const char* what, const std::function<void()>& f) {
+        f();
+        states.push_back(TakeSnapshot(store.Get()));
+        undo.Record(what, states[states.size() - 2], states.back());
+    };
+    change("move", [&] { krav::dialogs::MoveView(store.Get(), "+X", MoveViewDown); });
+    change("delete", [&] { krav::dialogs::DeleteClosingGaps(store.Get(), {"+Y", "-Z"}); });
+    change("default", [&] { store->SetDefaultView("-X"); });
+    change("load", [&] { store->LoadViews(file.data(), TextFile); });
+    ASSERT_EQ(states[4].size(), 8u);
+    undo.Record("nothing", states[4], states[4]);
+    EXPECT_EQ(undo.UndoName(), "load") << "a change that changed nothing is not a step";
+
+    for (size_t k = states.size() - 1; k > 0; --k) {
+        ASSERT_EQ(undo.Undo(store.Get()), ViewUndoStack::Outcome::Done) << k;
+        EXPECT_TRUE(krav::dialogs::SameSnapshot(TakeSnapshot(store.Get()), states[k - 1])) << k;
+    }
+    EXPECT_EQ(undo.Undo(store.Get()), ViewUndoStack::Outcome::Nothing);
+    for (size_t k = 1; k < states.size(); ++k) {
+        ASSERT_EQ(undo.Redo(store.Get()), ViewUndoStack::Outcome::Done) << k;
+        EXPECT_TRUE(krav::dialogs::SameSnapshot(TakeSnapshot(store.Get()), states[k])) << k;
+    }
+    ASSERT_TRUE(std::any_of(states[3].begin(), states[3].end(), [](const krav::StoredView& v) {
+        return v.name == "-X" && (v.info.iChangeBits & ViewChangeDefaultView);
+    })) << "marks are part of what is compared";
+
+    ASSERT_EQ(undo.Undo(store.Get()), ViewUndoStack::Outcome::Done);
+    auto other = make<CViewManager, IViewManager2>();
+    ASSERT_EQ(other->RenameView("-X", "Side"), S_OK);
+    const auto theirs = TakeSnapshot(other.Get());
+    zul::com::ComPtr<IViewStoreEdits> edits;
+    ASSERT_EQ(store.As(edits), S_OK);
+    edits->CheckForChanges();
+    EXPECT_EQ(undo.Redo(store.Get()), ViewUndoStack::Outcome::ChangedElsewhere);
+    EXPECT_FALSE(undo.CanUndo() || undo.CanRedo());
+    EXPECT_TRUE(krav::dialogs::SameSnapshot(TakeSnapshot(store.Get()), theirs))
+        << "their change stays";
+
+    zul::com::ComPtr<IViewStoreEdits2> whole;
+    ASSERT_EQ(store.As(whole), S_OK);
+    const char* twice[] = {"A", "A"};
+    FullViewInfo records[2];
+    records[1].iViewIndex = 2;
+    EXPECT_EQ(whole->ReplaceAllViews(twice, records, 2), E_INVALIDARG);
+    const char* oneIndex[] = {"A", "B"};
+    records[1].iViewIndex = records[0].iViewIndex;
+    EXPECT_EQ(whole->ReplaceAllViews(oneIndex, records, 2), E_INVALIDARG);
+    EXPECT_TRUE(krav::dialogs::SameSnapshot(TakeSnapshot(store.Get()), theirs))
+        << "refused, nothing changed";
 }

@@ -85,7 +85,7 @@ TEST(ViewerKeys, EachKeyIsBoundOnceAndListed) {
             Qt::KeyboardModifiers(key[0] & Qt::KeyboardModifierMask), b.scope);
         EXPECT_EQ(found, &b) << b.keys;
         if (b.text) {
-            EXPECT_TRUE(help.contains(QString::fromLatin1(b.text).toHtmlEscaped())) << b.text;
+            EXPECT_TRUE(help.contains(QString::fromUtf8(b.text).toHtmlEscaped())) << b.text;
         }
     }
     EXPECT_EQ(zul::viewer::KeyOf(zul::viewer::ViewerAction::ModuleCommand, krav::ids::kAlignMinusZ),

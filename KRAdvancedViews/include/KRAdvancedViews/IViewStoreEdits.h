@@ -45,3 +45,21 @@ struct IViewStoreEdits : IUnknown {
 };
 
 ZUL_DECLARE_IID(IViewStoreEdits, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0111");
+
+// The store as a whole, for undoing what a dialog changed.
+struct IViewStoreEdits2 : IViewStoreEdits {
+    // Makes the stored views exactly the `count` views named, each with its
+    // record as given (its index, default mark and all), as one change of
+    // the store: views not named are deleted, views whose record differs
+    // are written anew, views already as given are left alone. Listeners
+    // hear batch begin, the deletions and creations, and batch end.
+    // S_OK; E_POINTER for a null array, name or record; E_INVALIDARG for a
+    // negative count, an empty or repeated name, or two records with one
+    // index; E_UNEXPECTED for more than the store holds. A failure rolls
+    // back as MoveView's does.
+    virtual HRESULT STDMETHODCALLTYPE ReplaceAllViews(const char* const* names,
+                                                      const FullViewInfo* records,
+                                                      int32_t count) = 0;
+};
+
+ZUL_DECLARE_IID(IViewStoreEdits2, "8E1C7A40-3B52-4C0D-9A61-2F4B5D7E0112");

@@ -72,6 +72,17 @@ struct StoredView {
     std::string name;
     FullViewInfo info;
 };
+// Whether two records hold the same values, field by field (exactly).
+inline bool SameRecord(const FullViewInfo& a, const FullViewInfo& b) {
+    auto same = [](const float* x, const float* y) {
+        return x[0] == y[0] && x[1] == y[1] && x[2] == y[2];
+    };
+    return same(a.pUpVector, b.pUpVector) && same(a.pViewVector, b.pViewVector) &&
+           same(a.pFromVector, b.pFromVector) && same(a.pAtVector, b.pAtVector) &&
+           a.cameraType == b.cameraType && a.viewAngle == b.viewAngle &&
+           a.iViewIndex == b.iViewIndex && a.iChangeBits == b.iChangeBits &&
+           a.bHasFromAndAt == b.bHasFromAndAt;
+}
 // Every view of the user's store whose record `store` can read, ordered by
 // view index (what menus, dialogs and tools list). Empty when the store key
 // does not exist; `status`, when given, receives ListStoredViewKeys' status.
