@@ -8,63 +8,80 @@ namespace zul::viewer {
 
 namespace {
 
-// Help's texts, found by lupdate and translated where they are shown.
-#define T(text) QT_TRANSLATE_NOOP("zul::viewer::KeyBindings", text)
-
 using A = ViewerAction;
 using S = KeyScope;
 namespace ids = krav::ids;
 
 std::vector<KeyBinding> s_table() {
     std::vector<KeyBinding> t = {
-        {A::ModuleCommand, "X", S::View, T("+X: look along +X — shows the Left side"), nullptr,
+        {A::ModuleCommand, "X", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "+X: look along +X — shows the Left side"), nullptr,
          ids::kAlignPlusX},
-        {A::ModuleCommand, "Y", S::View, T("+Y: look along +Y — shows the Front side"), nullptr,
+        {A::ModuleCommand, "Y", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "+Y: look along +Y — shows the Front side"), nullptr,
          ids::kAlignPlusY},
-        {A::ModuleCommand, "Z", S::View, T("+Z: look along +Z — shows the Bottom side"), nullptr,
+        {A::ModuleCommand, "Z", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "+Z: look along +Z — shows the Bottom side"), nullptr,
          ids::kAlignPlusZ},
-        {A::ModuleCommand, "Shift+X", S::View, T("-X: look along -X — shows the Right side"),
-         nullptr, ids::kAlignMinusX},
-        {A::ModuleCommand, "Shift+Y", S::View, T("-Y: look along -Y — shows the Back side"),
-         nullptr, ids::kAlignMinusY},
-        {A::ModuleCommand, "Shift+Z", S::View, T("-Z: look along -Z — shows the Top side"), nullptr,
+        {A::ModuleCommand, "Shift+X", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "-X: look along -X — shows the Right side"), nullptr,
+         ids::kAlignMinusX},
+        {A::ModuleCommand, "Shift+Y", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "-Y: look along -Y — shows the Back side"), nullptr,
+         ids::kAlignMinusY},
+        {A::ModuleCommand, "Shift+Z", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "-Z: look along -Z — shows the Top side"), nullptr,
          ids::kAlignMinusZ},
-        {A::ModuleCommand, "I", S::View, T("+Isometric: shows the Front Right Top corner"), nullptr,
+        {A::ModuleCommand, "I", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "+Isometric: shows the Front Right Top corner"), nullptr,
          ids::kAlignPlusIsometric},
         {A::ModuleCommand, "Shift+I", S::View,
-         T("-Isometric: shows the Back Right Top corner, upside down"), nullptr,
-         ids::kAlignMinusIsometric},
+         QT_TRANSLATE_NOOP("KeyBindings",
+                           "-Isometric: shows the Back Right Top corner, upside down"),
+         nullptr, ids::kAlignMinusIsometric},
     };
     for (int i = 0; i < 9; ++i) {
         static const char* const keys[9] = {"Ctrl+1", "Ctrl+2", "Ctrl+3", "Ctrl+4", "Ctrl+5",
                                             "Ctrl+6", "Ctrl+7", "Ctrl+8", "Ctrl+9"};
         t.push_back({A::StoredView, keys[i], S::View,
-                     i == 0 ? T("Stored views 1 to 9, in list order") : nullptr,
+                     i == 0 ? QT_TRANSLATE_NOOP("KeyBindings", "Stored views 1 to 9, in list order")
+                            : nullptr,
                      i == 0 ? "Ctrl+1 ... Ctrl+9" : nullptr, 0, i});
     }
     const std::vector<KeyBinding> rest = {
-        {A::PreviousStoredView, "PgUp", S::View, T("The previous stored view"), "Page Up"},
-        {A::NextStoredView, "PgDown", S::View, T("The next stored view"), "Page Down"},
-        {A::ToggleProjection, "P", S::View, T("Perspective or orthographic"), nullptr},
-        {A::ToggleLock, "L", S::View, T("Lock or free the up vector"), nullptr},
-        {A::FitAll, "F", S::Window, T("Fit the whole model in the view"), nullptr},
+        {A::PreviousStoredView, "PgUp", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "The previous stored view"), "Page Up"},
+        {A::NextStoredView, "PgDown", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "The next stored view"), "Page Down"},
+        {A::ToggleProjection, "P", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "Perspective or orthographic"), nullptr},
+        {A::ToggleLock, "L", S::View,
+         QT_TRANSLATE_NOOP("KeyBindings", "Lock or free the up vector"), nullptr},
+        {A::FitAll, "F", S::Window,
+         QT_TRANSLATE_NOOP("KeyBindings", "Fit the whole model in the view"), nullptr},
         {A::DefaultView, "Home", S::Window,
-         T("The default view (+Isometric when none is set), fitted"), nullptr},
-        {A::CameraBack, "Alt+Left", S::Window, T("Camera back"), nullptr},
-        {A::CameraForward, "Alt+Right", S::Window, T("Camera forward"), nullptr},
-        {A::OpenModels, "Ctrl+O", S::Window, T("Open models"), nullptr},
-        {A::StopReading, "Esc", S::Window, T("Stop reading models (the model shown stays)"),
+         QT_TRANSLATE_NOOP("KeyBindings", "The default view (+Isometric when none is set), fitted"),
          nullptr},
-        {A::LargerPoints, "Ctrl+]", S::Window, T("Larger points (point clouds)"), nullptr},
-        {A::SmallerPoints, "Ctrl+[", S::Window, T("Smaller points (point clouds)"), nullptr},
-        {A::Quit, "Ctrl+Q", S::Window, T("Quit"), nullptr},
+        {A::CameraBack, "Alt+Left", S::Window, QT_TRANSLATE_NOOP("KeyBindings", "Camera back"),
+         nullptr},
+        {A::CameraForward, "Alt+Right", S::Window,
+         QT_TRANSLATE_NOOP("KeyBindings", "Camera forward"), nullptr},
+        {A::OpenModels, "Ctrl+O", S::Window, QT_TRANSLATE_NOOP("KeyBindings", "Open models"),
+         nullptr},
+        {A::StopReading, "Esc", S::Window,
+         QT_TRANSLATE_NOOP("KeyBindings", "Stop reading models (the model shown stays)"), nullptr},
+        {A::LargerPoints, "Ctrl+]", S::Window,
+         QT_TRANSLATE_NOOP("KeyBindings", "Larger points (point clouds)"), nullptr},
+        {A::SmallerPoints, "Ctrl+[", S::Window,
+         QT_TRANSLATE_NOOP("KeyBindings", "Smaller points (point clouds)"), nullptr},
+        {A::Quit, "Ctrl+Q", S::Window, QT_TRANSLATE_NOOP("KeyBindings", "Quit"), nullptr},
     };
     t.insert(t.end(), rest.begin(), rest.end());
     return t;
 }
 
 QString s_tr(const char* text) {
-    return QCoreApplication::translate("zul::viewer::KeyBindings", text);
+    return QCoreApplication::translate("KeyBindings", text);
 }
 
 } // namespace

@@ -333,7 +333,7 @@ void MainWindow::_buildUi() {
         // The align commands say what they show as their keys do.
         if (const KeyBinding* key = BindingOf(ViewerAction::ModuleCommand, c.id); key && !c.tip)
             a->setToolTip(QStringLiteral("%1 (%2)").arg(
-                QCoreApplication::translate("zul::viewer::KeyBindings", key->text),
+                QCoreApplication::translate("KeyBindings", key->text),
                 QKeySequence(QString::fromLatin1(key->keys)).toString(QKeySequence::NativeText)));
         else
             a->setToolTip(tr(c.tip));

@@ -23,6 +23,7 @@
 #include <unistd.h>
 
 #include "MainWindow.h"
+#include "Translations.h"
 #include "zul/scene/ModelCheck.h"
 #include "zul/scene/ModelReader.h"
 
@@ -70,6 +71,9 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("zulview");
     QApplication::setApplicationVersion(ZUL_VERSION);
+    // The window speaks the module's language (German with its German
+    // resource module).
+    zul::viewer::InstallTranslations(app);
     QCommandLineParser parser;
     parser.setApplicationDescription("The ZUL desktop viewer");
     parser.addHelpOption();
