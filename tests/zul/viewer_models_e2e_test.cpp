@@ -2,6 +2,7 @@
 // damaged files, and a read stopped by the user.
 #include <QDir>
 #include <QFontMetrics>
+#include <QSignalSpy>
 
 #include "KRAdvancedViews/formats/ParaViewFiles.h"
 #include "KRAdvancedViews/formats/QjvFile.h"
@@ -133,6 +134,39 @@ TEST_F(ViewerE2E, AboutNamesTheLibraries) {
         EXPECT_TRUE(text.contains(part)) << part << " in " << text.toStdString();
     EXPECT_TRUE(text.contains("view module: loaded")) << text.toStdString();
     box->accept();
+}
+
+// A model opened is framed as F frames it, in either projection: the same
+// margin around it, never touching the edges.
+TEST_F(ViewerE2E, AModelOpensWithTheMarginOfFit) {
+    const QString linkrods = "/usr/share/opencascade/data/step/linkrods.step";
+    if (!QFileInfo::exists(linkrods)) GTEST_SKIP() << "occt-misc is not installed";
+    struct Box {
+        int x0 = 1 << 30, y0 = 1 << 30, x1 = -1, y1 = -1;
+        bool operator==(const Box&) const = default;
+    };
+    auto box = [](const Picture& p) {
+        Box b;
+        for (int y = 0; y < p.height; ++y)
+            for (int x = 0; x < p.width; ++x)
+                if (p.covered(x, y))
+                    b = {std::min(b.x0, x), std::min(b.y0, y), std::max(b.x1, x),
+                         std::max(b.y1, y)};
+        return b;
+    };
+    for (const bool perspective : {true, false}) {
+        if (camera()->GetParallelProjection() == perspective) window_->ToggleProjection();
+        ASSERT_EQ(!camera()->GetParallelProjection(), perspective);
+        QSignalSpy opened(window_.get(), &MainWindow::modelsOpened);
+        ASSERT_TRUE(window_->OpenModelsInBackground({linkrods}));
+        ASSERT_TRUE(opened.wait(30000));
+        const Picture shown = picture();
+        const Box atOpen = box(shown);
+        host()->sceneViewer->FitAll();
+        EXPECT_TRUE(box(picture()) == atOpen) << "perspective " << perspective;
+        EXPECT_GT(atOpen.y0, shown.height / 20) << "a margin below";
+        EXPECT_LT(atOpen.y1, shown.height - shown.height / 20) << "and above";
+    }
 }
 
 } // namespace
