@@ -245,6 +245,7 @@ void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) 
     defaultName_.clear();
     for (const StoredView& view : ListStoredViews(store_.Get())) {
         auto* item = new QListWidgetItem(QString::fromStdString(view.name), list);
+        if (picturesToggle_ && picturesToggle_->isChecked()) item->setSizeHint(_tileSize());
         item->setData(Qt::UserRole, view.info.iViewIndex - 1);
         if (view.info.iChangeBits & ViewChangeDefaultView) {
             defaultName_ = view.name;
@@ -261,6 +262,10 @@ void CViewEditDlg::_rebuildList(const char* renamedFrom, const char* renamedTo) 
     _queuePictures();
 }
 
+QSize CViewEditDlg::_tileSize() const {
+    return {kPictureWidth + 24, kPictureHeight + ui_->viewList->fontMetrics().height() + 16};
+}
+
 void CViewEditDlg::_setPictureMode(bool on) {
     QListWidget* list = ui_->viewList;
     if (on) {
@@ -272,11 +277,13 @@ void CViewEditDlg::_setPictureMode(bool on) {
         list->setWrapping(true);
         list->setResizeMode(QListView::Adjust);
         list->setMovement(QListView::Static);
-        list->setUniformItemSizes(true);
         list->setWordWrap(false);
         list->setTextElideMode(Qt::ElideMiddle);
-        list->setGridSize(
-            QSize(kPictureWidth + 24, kPictureHeight + list->fontMetrics().height() + 16));
+        list->setGridSize(_tileSize());
+        // Every tile its full size from the start: a tile measured before
+        // its picture arrived would be a name's height and cut it off.
+        for (int row = 0; row < list->count(); ++row)
+            list->item(row)->setSizeHint(_tileSize());
         list->setMinimumWidth(2 * (kPictureWidth + 24) + 30);
         pictureRefresh_->start();
         _queuePictures();
@@ -286,10 +293,11 @@ void CViewEditDlg::_setPictureMode(bool on) {
         list->setViewMode(QListView::ListMode);
         list->setGridSize(QSize());
         list->setWrapping(false);
-        list->setUniformItemSizes(false);
         list->setMinimumWidth(200);
-        for (int row = 0; row < list->count(); ++row)
+        for (int row = 0; row < list->count(); ++row) {
             list->item(row)->setIcon(QIcon());
+            list->item(row)->setSizeHint(QSize());
+        }
     }
 }
 

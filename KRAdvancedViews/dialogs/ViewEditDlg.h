@@ -145,6 +145,8 @@ private:
     int _selectedRow() const;
 
     void _setPictureMode(bool on);
+    // A picture tile: the picture and its name below it.
+    QSize _tileSize() const;
     void _queuePictures();
     void _drawNextPicture();
 

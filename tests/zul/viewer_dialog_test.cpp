@@ -145,6 +145,8 @@ TEST_F(StandardViewsDialog, PictureTilesLieInRowsThatFollowTheWidth) {
             for (int j = 0; j < i; ++j)
                 if (r.intersects(list->visualItemRect(list->item(j)))) return -1;
             if (r.right() > list->viewport()->width()) return -2;
+            if (r.height() < 72 + list->fontMetrics().height()) return -3; // picture and name
+            if (list->item(i)->icon().isNull()) return -4;
             lefts.insert(r.left());
         }
         return int(lefts.size());

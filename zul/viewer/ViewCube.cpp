@@ -175,9 +175,14 @@ QPointF ViewCube::_project(const Vec& p) const {
     return centre + QPointF(s_dot(p, right_) * scale, -s_dot(p, up_) * scale);
 }
 
+double ViewCube::_facing(const std::array<int, 3>& d) const {
+    Vec n{double(d[0]), double(d[1]), double(d[2])};
+    s_unit(n);
+    return s_dot(n, toEye_);
+}
+
 bool ViewCube::_facesEye(const std::array<int, 3>& d) const {
-    const Vec n{double(d[0]), double(d[1]), double(d[2])};
-    return s_dot(n, toEye_) > 1e-9;
+    return _facing(d) > 1e-9;
 }
 
 QPolygonF ViewCube::_outline(const Part& part) const {
@@ -321,7 +326,8 @@ void ViewCube::paintEvent(QPaintEvent*) {
         painter.setBrush(fill);
         painter.setPen(QPen(QColor(90, 98, 112), 1));
         painter.drawPolygon(_outline(part));
-        if (face) _drawLabel(painter, part);
+        // A face seen nearly edge-on is too thin to write on.
+        if (face && _facing(part.direction) > 0.3) _drawLabel(painter, part);
     }
     _drawAxes(painter);
     _drawRollArrow(painter, -1);

@@ -72,6 +72,8 @@ private:
     };
     static const std::vector<Part>& s_parts();
     QPointF _project(const std::array<double, 3>& p) const;
+    // The cosine between the part's outward direction and the way to the eye.
+    double _facing(const std::array<int, 3>& direction) const;
     bool _facesEye(const std::array<int, 3>& direction) const;
     QPolygonF _outline(const Part& part) const;
     // The part or roll arrow (direction {9, turn, 0}) at `pos`.

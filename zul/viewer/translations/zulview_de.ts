@@ -686,6 +686,25 @@
     </message>
   </context>
   <context>
+    <name>NameDialog</name>
+    <message>
+      <source>&amp;Name:</source>
+      <translation>&amp;Name:</translation>
+    </message>
+    <message>
+      <source>Cancel</source>
+      <translation>Abbrechen</translation>
+    </message>
+    <message>
+      <source>OK</source>
+      <translation>OK</translation>
+    </message>
+    <message>
+      <source>View Name</source>
+      <translation>Ansichtsname</translation>
+    </message>
+  </context>
+  <context>
     <name>QObject</name>
     <message>
       <source>Align the camera</source>
@@ -747,6 +766,220 @@
     <message>
       <source>Turn the picture 90° counterclockwise</source>
       <translation>Das Bild um 90° gegen den Uhrzeigersinn drehen</translation>
+    </message>
+  </context>
+  <context>
+    <name>ViewEditDlg</name>
+    <message>
+      <source>&amp;Add...</source>
+      <translation>&amp;Hinzufügen...</translation>
+    </message>
+    <message>
+      <source>&amp;Delete</source>
+      <translation>&amp;Löschen</translation>
+    </message>
+    <message>
+      <source>&amp;Load...</source>
+      <translation>La&amp;den...</translation>
+    </message>
+    <message>
+      <source>&amp;Orthographic</source>
+      <translation>&amp;Orthografisch</translation>
+    </message>
+    <message>
+      <source>&amp;Perspective</source>
+      <translation>&amp;Perspektivisch</translation>
+    </message>
+    <message>
+      <source>&amp;Replace</source>
+      <translation>&amp;Ersetzen</translation>
+    </message>
+    <message>
+      <source>&amp;Save...</source>
+      <translation>&amp;Speichern...</translation>
+    </message>
+    <message>
+      <source>&amp;Up vector:</source>
+      <translation>A&amp;ufwärtsvektor:</translation>
+    </message>
+    <message>
+      <source>An&amp;gles:</source>
+      <translation>&amp;Winkel:</translation>
+    </message>
+    <message>
+      <source>Apply view</source>
+      <translation>Ansicht anwenden</translation>
+    </message>
+    <message>
+      <source>Au&amp;to-set</source>
+      <translation>A&amp;utomatisch</translation>
+    </message>
+    <message>
+      <source>Camera</source>
+      <translation>Kamera</translation>
+    </message>
+    <message>
+      <source>Close</source>
+      <translation>Schließen</translation>
+    </message>
+    <message>
+      <source>D</source>
+      <translation>A</translation>
+    </message>
+    <message>
+      <source>Field of &amp;View:</source>
+      <translation>&amp;Sichtfeld:</translation>
+    </message>
+    <message>
+      <source>Look &amp;at:</source>
+      <translation>Blick &amp;auf:</translation>
+    </message>
+    <message>
+      <source>Look &amp;from:</source>
+      <translation>Blick &amp;von:</translation>
+    </message>
+    <message>
+      <source>Move Down</source>
+      <translation>Nach unten verschieben</translation>
+    </message>
+    <message>
+      <source>Move Up</source>
+      <translation>Nach oben verschieben</translation>
+    </message>
+    <message>
+      <source>Orientation</source>
+      <translation>Ausrichtung</translation>
+    </message>
+    <message>
+      <source>Pick</source>
+      <translation>Auswählen</translation>
+    </message>
+    <message>
+      <source>Position</source>
+      <translation>Position</translation>
+    </message>
+    <message>
+      <source>Re&amp;name...</source>
+      <translation>&amp;Umbenennen...</translation>
+    </message>
+    <message>
+      <source>Set as &amp;default view</source>
+      <translation>Als Standard&amp;ansicht festlegen</translation>
+    </message>
+    <message>
+      <source>Standard Views</source>
+      <translation>Standardansichten</translation>
+    </message>
+    <message>
+      <source>U</source>
+      <translation>H</translation>
+    </message>
+    <message>
+      <source>X</source>
+      <translation>X</translation>
+    </message>
+    <message>
+      <source>Y</source>
+      <translation>Y</translation>
+    </message>
+    <message>
+      <source>Z</source>
+      <translation>Z</translation>
+    </message>
+  </context>
+  <context>
+    <name>ViewNavigatorDlg</name>
+    <message>
+      <source>&amp;Edit...</source>
+      <translation>&amp;Bearbeiten...</translation>
+    </message>
+    <message>
+      <source>&amp;Step:</source>
+      <translation>&amp;Schritt:</translation>
+    </message>
+    <message>
+      <source>+X</source>
+      <translation>+X</translation>
+    </message>
+    <message>
+      <source>+Y</source>
+      <translation>+Y</translation>
+    </message>
+    <message>
+      <source>+Z</source>
+      <translation>+Z</translation>
+    </message>
+    <message>
+      <source>-X</source>
+      <translation>-X</translation>
+    </message>
+    <message>
+      <source>-Y</source>
+      <translation>-Y</translation>
+    </message>
+    <message>
+      <source>-Z</source>
+      <translation>-Z</translation>
+    </message>
+    <message>
+      <source>Align to -X-Axis</source>
+      <translation>An der -X-Achse ausrichten</translation>
+    </message>
+    <message>
+      <source>Align to -Y-Axis</source>
+      <translation>An der -Y-Achse ausrichten</translation>
+    </message>
+    <message>
+      <source>Align to -Z-Axis</source>
+      <translation>An der -Z-Achse ausrichten</translation>
+    </message>
+    <message>
+      <source>Align to X-Axis</source>
+      <translation>An der X-Achse ausrichten</translation>
+    </message>
+    <message>
+      <source>Align to Y-Axis</source>
+      <translation>An der Y-Achse ausrichten</translation>
+    </message>
+    <message>
+      <source>Align to Z-Axis</source>
+      <translation>An der Z-Achse ausrichten</translation>
+    </message>
+    <message>
+      <source>Close</source>
+      <translation>Schließen</translation>
+    </message>
+    <message>
+      <source>Rotate</source>
+      <translation>Drehen</translation>
+    </message>
+    <message>
+      <source>Rotate Clockwise</source>
+      <translation>Im Uhrzeigersinn drehen</translation>
+    </message>
+    <message>
+      <source>Rotate Counterclockwise</source>
+      <translation>Gegen den Uhrzeigersinn drehen</translation>
+    </message>
+    <message>
+      <source>Rotate Down</source>
+      <translation>Nach unten drehen</translation>
+    </message>
+    <message>
+      <source>Rotate Left</source>
+      <translation>Nach links drehen</translation>
+    </message>
+    <message>
+      <source>Rotate Right</source>
+      <translation>Nach rechts drehen</translation>
+    </message>
+    <message>
+      <source>Rotate Up</source>
+      <translation>Nach oben drehen</translation>
+    </message>
+    <message>
+      <source>°</source>
+      <translation>°</translation>
     </message>
   </context>
 </TS>
