@@ -8,6 +8,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "ComTest.h"
 #include "RecordingUI.h"
@@ -33,14 +34,19 @@ struct FaultVfs {
         sqlite3_file* real;
     };
 
+    // Only the operation's own calls count: the day's backup, copied on a
+    // thread of its own, writes through the same VFS.
+    static inline std::thread::id armedBy;
+
     static void arm(int k) {
+        armedBy = std::this_thread::get_id();
         calls = 0;
         failAt = k;
         injected = 0;
     }
     static void disarm() { failAt = 0; }
     static bool fault() {
-        if (failAt == 0 || ++calls != failAt) return false;
+        if (failAt == 0 || std::this_thread::get_id() != armedBy || ++calls != failAt) return false;
         ++injected;
         return true;
     }
