@@ -43,6 +43,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "KRAdvancedViews/IAdvancedViewsModuleMgr.h"
@@ -153,6 +155,20 @@ protected:
         for (int i = 0; i < 3; ++i)
             v->eye[i] = saved[i];
         return far;
+    }
+    // Waits, handling events, until `done` or `ms` have passed; `done()`.
+    static bool waitFor(const std::function<bool()>& done, int ms = 10000) {
+        QElapsedTimer clock;
+        clock.start();
+        while (!done() && clock.elapsed() < ms)
+            QTest::qWait(20);
+        return done();
+    }
+    // The start of a krviews command line on this test's hive: another
+    // program changing the stored views.
+    std::string krviews() const {
+        return "ZUL_USER_HIVE='" + dir_.filePath("user.db").toStdString() +
+               "' KRAV_MODULE='" KRAV_MODULE_PATH "' '" KRVIEWS_PATH "' ";
     }
     QAction* viewItem(const QString& name) {
         for (UINT id = 17001; id < 17200; ++id)

@@ -2,7 +2,6 @@
 // row shows that view in the fields, Undo and Redo over its own changes,
 // and the pictures laid out in rows that follow the dialog's width.
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -12,18 +11,6 @@
 #include <cstdlib>
 
 #include "ViewerE2E.h"
-
-namespace {
-
-bool s_waitFor(const std::function<bool()>& done, int ms = 5000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < ms)
-        QTest::qWait(10);
-    return done();
-}
-
-} // namespace
 
 class StandardViewsDialog : public ViewerE2E {
 protected:
@@ -117,11 +104,9 @@ TEST_F(StandardViewsDialog, AClickShowsTheViewAndUndoRedoTakeBackMovesAndDeletes
     undo->click();
     ASSERT_TRUE(undo->isEnabled());
 
-    const std::string krviews = "ZUL_USER_HIVE='" + dir_.filePath("user.db").toStdString() +
-                                "' KRAV_MODULE='" KRAV_MODULE_PATH "' '" KRVIEWS_PATH "' ";
-    ASSERT_EQ(std::system((krviews + "add Side --view 1,1,0 >/dev/null 2>&1").c_str()), 0);
+    ASSERT_EQ(std::system((krviews() + "add Side --view 1,1,0 >/dev/null 2>&1").c_str()), 0);
     auto* note = dialog->findChild<QLabel*>("historyNote");
-    ASSERT_TRUE(s_waitFor([&] { return names(list).contains("Side"); }))
+    ASSERT_TRUE(waitFor([&] { return names(list).contains("Side"); }, 5000))
         << "the other program's change shows";
     EXPECT_TRUE(note->isVisible());
     EXPECT_FALSE(undo->isEnabled() || redo->isEnabled()) << "the history is gone";
@@ -151,10 +136,10 @@ TEST_F(StandardViewsDialog, PictureTilesLieInRowsThatFollowTheWidth) {
         }
         return int(lefts.size());
     };
-    ASSERT_TRUE(s_waitFor([&] { return columns() >= 2; })) << columns();
+    ASSERT_TRUE(waitFor([&] { return columns() >= 2; }, 5000)) << columns();
     const int narrow = columns();
     dialog->resize(dialog->width() + 400, dialog->height());
-    ASSERT_TRUE(s_waitFor([&] { return columns() > narrow; }))
+    ASSERT_TRUE(waitFor([&] { return columns() > narrow; }, 5000))
         << narrow << " columns, then " << columns();
     dialog->reject();
 
@@ -165,7 +150,7 @@ TEST_F(StandardViewsDialog, PictureTilesLieInRowsThatFollowTheWidth) {
     ASSERT_NE(dialog, nullptr);
     list = dialog->findChild<QListWidget*>("viewList");
     ASSERT_TRUE(dialog->findChild<QCheckBox*>("picturesToggle")->isChecked()) << "kept";
-    EXPECT_TRUE(s_waitFor([&] { return columns() >= 2; }))
+    EXPECT_TRUE(waitFor([&] { return columns() >= 2; }, 5000))
         << "laid out on first show, not piled up: " << columns();
     dialog->reject();
 }

@@ -525,17 +525,8 @@ TEST_F(ViewerE2E, StoredViewsShowPicturesThatFollowTheirViews) {
 
 TEST_F(ViewerE2E, ViewsChangedByAnotherProgramShowUpWithoutARestart) {
     ASSERT_EQ(viewItem("Elsewhere"), nullptr);
-    const std::string krviews = std::string("ZUL_USER_HIVE='") +
-                                dir_.filePath("user.db").toStdString() + "' KRAV_MODULE='" +
-                                KRAV_MODULE_PATH + "' '" + KRVIEWS_PATH + "' ";
+    const std::string krviews = this->krviews();
     // Nobody asks: the window hears of the hive's change by itself.
-    const auto waitFor = [](const std::function<bool()>& done) {
-        QElapsedTimer clock;
-        clock.start();
-        while (!done() && clock.elapsed() < 10000)
-            QTest::qWait(20);
-        return done();
-    };
     auto r = zul::test::runProgram(krviews + "add Elsewhere --view 1,1,0 2>&1");
     ASSERT_EQ(r.status, 0) << r.out;
     ASSERT_TRUE(waitFor([&] { return viewItem("Elsewhere") != nullptr; })) << "the menu follows";
